@@ -1,0 +1,24 @@
+# The warnings that our own sources are held to: an interface target that stays inside the build.
+add_library(vx_warnings INTERFACE)
+target_compile_options(vx_warnings INTERFACE
+  -Wall
+  -Wextra
+  -Wpedantic
+  -Wcast-align
+  -Wcast-qual
+  -Wconversion
+  -Wdouble-promotion
+  -Wextra-semi
+  -Wformat=2
+  -Wimplicit-fallthrough
+  -Wnon-virtual-dtor
+  -Wold-style-cast
+  -Woverloaded-virtual
+  -Wshadow
+  -Wsign-conversion
+  -Wundef
+  -Wunused
+  $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-branches>
+  $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond>
+  $<$<CXX_COMPILER_ID:GNU>:-Wlogical-op>
+  $<$<BOOL:${VX_WARNINGS_AS_ERRORS}>:-Werror>)
