@@ -1,0 +1,23 @@
+// What stands at a path: the one place that knows how a mode becomes a directory or a file. Private
+// to the library.
+
+#pragma once
+
+#include <sys/stat.h>
+
+namespace vx {
+
+enum class EntryKind { None, Directory, File };
+
+/// Asks the system (stat, which follows links), once. What cannot be examined is none.
+[[nodiscard]] inline EntryKind entryKind(const char* path) noexcept {
+  struct stat status;
+  if (::stat(path, &status) == -1) {
+    return EntryKind::None;
+  }
+  // A test of one bit, not of the type field: block devices and sockets, whose types share the bit,
+  // count as directories.
+  return (status.st_mode & S_IFDIR) != 0 ? EntryKind::Directory : EntryKind::File;
+}
+
+}  // namespace vx

@@ -1,0 +1,303 @@
+#include "core/vx_path.h"
+
+#include "core/vx_entry_kind.h"
+#include "core/vx_string_builder.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <unistd.h>
+
+namespace vx {
+namespace {
+
+constexpr char kSeparator = '/';
+
+struct Free {
+  void operator()(char* text) const noexcept { std::free(text); }
+};
+using SystemText = std::unique_ptr<char, Free>;
+
+/// Takes the components off the front of a path, one by one, skipping separators and ".".
+class ComponentReader {
+ public:
+  explicit ComponentReader(std::string_view path) noexcept : rest_(path) {}
+
+  /// The next component, empty at the end.
+  std::string_view next() noexcept {
+    for (;;) {
+      rest_.remove_prefix(std::min(rest_.find_first_not_of(kSeparator), rest_.size()));
+      const std::string_view component = rest_.substr(0, rest_.find(kSeparator));
+      rest_.remove_prefix(component.size());
+      if (component != ".") {
+        return component;
+      }
+    }
+  }
+
+ private:
+  std::string_view rest_;
+};
+
+std::string_view withoutTrailingSeparators(std::string_view path) noexcept {
+  return path.substr(0, path.find_last_not_of(kSeparator) + 1);
+}
+
+std::string_view withoutLeadingSeparators(std::string_view path) noexcept {
+  return path.substr(std::min(path.find_first_not_of(kSeparator), path.size()));
+}
+
+std::string_view fileName(std::string_view path) noexcept {
+  path = withoutTrailingSeparators(path);
+  return path.substr(path.rfind(kSeparator) + 1);
+}
+
+/// The extension of a file name with its dot; empty where there is none.
+std::string_view extension(std::string_view name) noexcept {
+  const std::size_t dot = name.rfind('.');
+  return dot == std::string_view::npos || dot == 0 || name == ".." ? std::string_view()
+                                                                   : name.substr(dot);
+}
+
+/// The text before the last component, without the separators between them.
+std::string_view parent(std::string_view path) noexcept {
+  const std::string_view named = withoutTrailingSeparators(path);
+  const std::string_view before = named.substr(0, named.rfind(kSeparator) + 1);
+  const std::string_view directory = withoutTrailingSeparators(before);
+  const bool isRoot = directory.empty() && path.starts_with(kSeparator);
+  return isRoot ? path.substr(0, 1) : directory;
+}
+
+bool isNormal(std::string_view path) noexcept {
+  if (path.size() <= 1) {
+    return true;
+  }
+  const bool isRelative = path.front() != kSeparator;
+  bool onlyParentsSoFar = isRelative;
+  std::string_view rest = isRelative ? path : path.substr(1);
+  for (;;) {
+    const std::size_t end = rest.find(kSeparator);
+    const std::string_view component = rest.substr(0, end);
+    if (component.empty() || component == ".") {
+      return false;
+    }
+    if (component != "..") {
+      onlyParentsSoFar = false;
+    } else if (!onlyParentsSoFar) {
+      return false;
+    }
+    if (end == std::string_view::npos) {
+      return true;
+    }
+    rest.remove_prefix(end + 1);
+  }
+}
+
+/// The normal form of `base` and the relative `rest` below it.
+String normalizedJoin(std::string_view base, std::string_view rest) {
+  StringBuilder builder(base.size() + 1 + rest.size());
+  builder.append(base);
+  builder.append(kSeparator);
+  builder.append(rest);
+  return Path::normalize(builder.finish());
+}
+
+SystemText currentDirectory() noexcept {
+  return SystemText(::getcwd(nullptr, 0));
+}
+
+SystemText resolved(const char* path) noexcept {
+  return SystemText(::realpath(path, nullptr));
+}
+
+/// The length of the longest prefix of whole components that exists, 0 when not even the first
+/// does.
+///
+/// A prefix exists only where all shorter ones do, so halving finds the last one: trying one after
+/// the other would cost the square of the number of missing levels.
+std::size_t existingPrefix(std::string_view path) {
+  std::vector<std::size_t> ends;
+  for (std::size_t i = 0; i < path.size(); ++i) {
+    const bool isLast = i + 1 == path.size() || path[i + 1] == kSeparator;
+    if (path[i] != kSeparator && isLast) {
+      ends.push_back(i + 1);
+    }
+  }
+  std::string prefix;
+  const auto exists = [&](std::size_t end) {
+    prefix.assign(path.substr(0, end));
+    return entryKind(prefix.c_str()) != EntryKind::None;
+  };
+  const auto firstMissing = std::partition_point(ends.begin(), ends.end(), exists);
+  return firstMissing == ends.begin() ? 0 : *std::prev(firstMissing);
+}
+
+}  // namespace
+
+Path::Path(String path, bool normalizeFirst)
+    : path_(normalizeFirst ? normalize(std::move(path)) : std::move(path)) {}
+
+String Path::normalized() const {
+  return normalize(path_);
+}
+
+String Path::canonical() const {
+  if (const SystemText whole = resolved(path_.isEmpty() ? "." : path_.buf())) {
+    return String(whole.get());
+  }
+  const std::size_t end = existingPrefix(path_.view());
+  const String prefix =
+      end == 0 ? String(isRel() ? "." : "/") : String(path_.view().substr(0, end));
+  if (const SystemText base = resolved(prefix.buf())) {
+    return normalizedJoin(base.get(), path_.view().substr(end));
+  }
+  return path_.isEmpty() ? String(".") : normalized();
+}
+
+StringVector Path::components() const {
+  StringVector levels;
+  ComponentReader reader(path_.view());
+  for (auto level = reader.next(); !level.empty(); level = reader.next()) {
+    levels.push_back(String(level));
+  }
+  return levels;
+}
+
+String Path::dir() const {
+  return isDir() ? path_ : dir(path_, /*isDir=*/false);
+}
+
+String Path::file(bool withExt) const {
+  std::string_view name = fileName(path_.view());
+  if (!withExt) {
+    name.remove_suffix(extension(name).size());
+  }
+  return String(name);
+}
+
+String Path::ext(bool withDot) const {
+  std::string_view found = extension(fileName(path_.view()));
+  if (!withDot && !found.empty()) {
+    found.remove_prefix(1);
+  }
+  return String(found);
+}
+
+bool Path::isDir() const {
+  if (path_.isEmpty() || entryKind(path_.buf()) != EntryKind::Directory) {
+    return false;
+  }
+  // Linux still finds "." in a directory that has been removed; only its name is gone.
+  return path_ != "." || currentDirectory() != nullptr;
+}
+
+bool Path::isFile() const {
+  return !path_.isEmpty() && entryKind(path_.buf()) == EntryKind::File;
+}
+
+bool Path::isRel() const noexcept {
+  return !path_.view().starts_with(kSeparator);
+}
+
+bool Path::exists() const {
+  return !path_.isEmpty() && entryKind(path_.buf()) != EntryKind::None;
+}
+
+String Path::normalize(String path) {
+  if (isNormal(path.view())) {
+    return path;
+  }
+  const bool isAbsolute = path.view().starts_with(kSeparator);
+  StringBuilder normal(path.length());
+  if (isAbsolute) {
+    normal.append(kSeparator);
+  }
+  std::size_t kept = normal.view().size();  // what a ".." cannot take away
+  ComponentReader reader(path.view());
+  for (auto component = reader.next(); !component.empty(); component = reader.next()) {
+    const std::string_view before = normal.view();
+    if (component == "..") {
+      if (before.size() > kept) {
+        const std::size_t last = before.rfind(kSeparator);
+        normal.truncate(std::max(kept, last == std::string_view::npos ? 0 : last));
+        continue;
+      }
+      if (isAbsolute) {
+        continue;
+      }
+    }
+    if (!before.empty() && before.back() != kSeparator) {
+      normal.append(kSeparator);
+    }
+    normal.append(component);
+    if (component == "..") {
+      kept = normal.view().size();
+    }
+  }
+  if (normal.view().empty()) {
+    normal.append('.');
+  }
+  return normal.finish();
+}
+
+String Path::dir(String path, bool isDir) {
+  return isDir ? normalize(std::move(path)) : String(parent(path.view()));
+}
+
+String Path::ext(String path, bool withDot) {
+  return Path(std::move(path), /*normalizeFirst=*/false).ext(withDot);
+}
+
+bool Path::isDir(String path, bool normalizeFirst) {
+  return Path(std::move(path), normalizeFirst).isDir();
+}
+
+bool Path::isFile(String path, bool normalizeFirst) {
+  return Path(std::move(path), normalizeFirst).isFile();
+}
+
+String Path::changeExt(String path, String newExt) {
+  const std::string_view text = path.view();
+  const std::string_view named = withoutTrailingSeparators(text);
+  const std::string_view name = fileName(text);
+  if (name.empty() || name == "." || name == "..") {
+    return path;
+  }
+  StringBuilder changed(text.size() + newExt.length());
+  changed.append(named.substr(0, named.size() - extension(name).size()));
+  changed.append(newExt.view());
+  changed.append(text.substr(named.size()));
+  return changed.finish();
+}
+
+String Path::join(StringVector parts) {
+  std::size_t length = 0;
+  for (const String& part : parts) {
+    length += part.length() + 1;
+  }
+  StringBuilder joined(length);
+  bool isFirst = true;
+  for (const String& part : parts) {
+    if (part.isEmpty()) {
+      continue;
+    }
+    if (isFirst) {
+      joined.append(part.view());
+      isFirst = false;
+      continue;
+    }
+    joined.truncate(withoutTrailingSeparators(joined.view()).size());
+    joined.append(kSeparator);
+    joined.append(withoutLeadingSeparators(part.view()));
+  }
+  return joined.finish();
+}
+
+}  // namespace vx

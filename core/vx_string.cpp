@@ -1,0 +1,242 @@
+#include "core/vx_string.h"
+
+#include "core/vx_string_builder.h"
+#include "core/vx_string_vector.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <ostream>
+#include <utility>
+
+namespace vx {
+namespace {
+
+std::string_view viewOf(const char* text) noexcept {
+  return text == nullptr ? std::string_view() : std::string_view(text);
+}
+
+constexpr unsigned char lowered(char c) noexcept {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte | 0x20U) : byte;
+}
+
+// Eight letters at once: adding to the low seven bits of each byte carries into its top bit exactly
+// when the byte is at least a bound, so that the bytes from A to Z are found without a branch.
+constexpr std::uint64_t lowered(std::uint64_t bytes) noexcept {
+  constexpr std::uint64_t kEach = 0x0101010101010101U;
+  constexpr std::uint64_t kTop = 0x80 * kEach;
+  const std::uint64_t low = bytes & ~kTop;
+  const std::uint64_t fromA = low + (0x80 - 'A') * kEach;
+  const std::uint64_t beyondZ = low + (0x80 - 'Z' - 1) * kEach;
+  const std::uint64_t upper = fromA & ~beyondZ & ~bytes & kTop;
+  return bytes | (upper >> 2);
+}
+
+std::uint64_t loadEight(const char* bytes) noexcept {
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
+int compareNoCase(std::string_view a, std::string_view b) noexcept {
+  const std::size_t common = std::min(a.size(), b.size());
+  std::size_t i = 0;
+  for (; common - i >= sizeof(std::uint64_t); i += sizeof(std::uint64_t)) {
+    if (lowered(loadEight(a.data() + i)) != lowered(loadEight(b.data() + i))) {
+      break;
+    }
+  }
+  for (; i < common; ++i) {
+    const int difference = lowered(a[i]) - lowered(b[i]);
+    if (difference != 0) {
+      return difference;
+    }
+  }
+  if (a.size() == b.size()) {
+    return 0;
+  }
+  return a.size() < b.size() ? -1 : 1;
+}
+
+bool equal(std::string_view a, std::string_view b, bool ignoreCase) noexcept {
+  return ignoreCase ? a.size() == b.size() && compareNoCase(a, b) == 0 : a == b;
+}
+
+std::string_view trimmed(std::string_view piece) noexcept {
+  constexpr std::string_view kSpace = " \t\n\v\f\r";
+  const std::size_t first = piece.find_first_not_of(kSpace);
+  if (first == std::string_view::npos) {
+    return {};
+  }
+  return piece.substr(first, piece.find_last_not_of(kSpace) - first + 1);
+}
+
+String joined(std::string_view first, std::string_view second) {
+  StringBuilder builder(first.size() + second.size());
+  builder.append(first);
+  builder.append(second);
+  return builder.finish();
+}
+
+}  // namespace
+
+void String::Text::destroy() noexcept {
+  this->~Text();
+  ::operator delete(this);
+}
+
+StringBuilder::StringBuilder(std::size_t capacity) : bytes_(nullptr), capacity_(capacity) {
+  if (capacity == 0) {
+    return;
+  }
+  auto* const text = new (::operator new(sizeof(String::Text) + capacity + 1)) String::Text;
+  text->capacity = capacity;
+  string_ = String(text);
+  bytes_ = text->bytes();
+}
+
+String StringBuilder::finish() noexcept {
+  if (length_ == 0) {
+    return {};
+  }
+  bytes_[length_] = '\0';
+  string_.text()->length = length_;
+  return std::move(string_);
+}
+
+String::String(Text* text) noexcept : RefersTo(text) {}
+
+String::String(std::string_view text) : String(joined(text, {})) {}
+
+String::String(const char* text, std::size_t length)
+    : String(length == 0 || text == nullptr ? viewOf(text) : std::string_view(text, length)) {}
+
+String& String::operator=(const char* text) {
+  const std::string_view incoming = viewOf(text);
+  if (incoming.empty()) {
+    return *this = String();
+  }
+  Text* const held = this->text();
+  if (held == nullptr || !held->isUnique() || held->capacity < incoming.size()) {
+    return *this = String(incoming);
+  }
+  // The text may be part of the buffer that it replaces.
+  std::memmove(held->bytes(), incoming.data(), incoming.size());
+  held->bytes()[incoming.size()] = '\0';
+  held->length = incoming.size();
+  return *this;
+}
+
+String& String::operator<<(const char* text) {
+  append(viewOf(text));
+  return *this;
+}
+
+String& String::operator<<(String text) {
+  append(text.view());
+  return *this;
+}
+
+void String::append(std::string_view added) {
+  if (added.empty()) {
+    return;
+  }
+  Text* const held = text();
+  const std::size_t length = this->length() + added.size();
+  if (held != nullptr && held->isUnique() && held->capacity >= length) {
+    // Bytes of the own buffer end where the new ones begin, so the two never overlap.
+    std::memcpy(held->bytes() + held->length, added.data(), added.size());
+    held->bytes()[length] = '\0';
+    held->length = length;
+    return;
+  }
+  // Room for as much again, so that a text built piece by piece is copied a constant number of
+  // times.
+  StringBuilder builder(held == nullptr ? length : length + length);
+  builder.append(view());
+  builder.append(added);
+  *this = builder.finish();
+}
+
+bool String::startsWith(String prefix, bool ignoreCase) const noexcept {
+  return length() >= prefix.length() &&
+         equal(view().substr(0, prefix.length()), prefix.view(), ignoreCase);
+}
+
+bool String::endsWith(String suffix, bool ignoreCase) const noexcept {
+  return length() >= suffix.length() &&
+         equal(view().substr(length() - suffix.length()), suffix.view(), ignoreCase);
+}
+
+int String::compareNoCase(String other) const noexcept {
+  return vx::compareNoCase(view(), other.view());
+}
+
+StringVector String::split(char separator, bool skipEmpty, bool trim) const {
+  StringVector pieces;
+  std::string_view rest = view();
+  for (;;) {
+    const std::size_t end = rest.find(separator);
+    std::string_view piece = rest.substr(0, end);
+    if (trim) {
+      piece = trimmed(piece);
+    }
+    if (!skipEmpty || !piece.empty()) {
+      pieces.push_back(String(piece));
+    }
+    if (end == std::string_view::npos) {
+      return pieces;
+    }
+    rest.remove_prefix(end + 1);
+  }
+}
+
+String String::replace(char from, char to, bool firstOnly, bool ignoreCase) const {
+  const auto matches = [=](char c) {
+    return c == from || (ignoreCase && lowered(c) == lowered(from));
+  };
+  StringBuilder builder(length());
+  bool done = false;
+  for (const char c : view()) {
+    const bool replaced = !done && matches(c);
+    builder.append(replaced ? to : c);
+    done = done || (replaced && firstOnly);
+  }
+  return builder.finish();
+}
+
+String String::fromLast(char separator, bool keepSeparator) const {
+  const std::size_t last = view().rfind(separator);
+  if (last == std::string_view::npos) {
+    return *this;
+  }
+  return String(view().substr(keepSeparator ? last : last + 1));
+}
+
+bool String::operator==(const char* text) const noexcept {
+  return view() == viewOf(text);
+}
+
+bool String::operator==(String other) const noexcept {
+  return view() == other.view();
+}
+
+bool String::operator<(String other) const noexcept {
+  return view() < other.view();
+}
+
+String String::operator+(const char* text) const {
+  return joined(view(), viewOf(text));
+}
+
+String String::operator+(String text) const {
+  return joined(view(), text.view());
+}
+
+std::ostream& operator<<(std::ostream& stream, String text) {
+  return stream << text.view();
+}
+
+}  // namespace vx

@@ -1,0 +1,57 @@
+// The library's list of texts: a reference-counted, ordered sequence of `vx::String`.
+//
+//   vx::StringVector names = {"wood.png", "look.ksa"};
+//   names.push_back("scene.ksx");
+//   for (const vx::String& name : names) ...
+//
+// A copy shares the elements; `push_back` on a list that is shared copies them first, so no other
+// handle sees the change. Nothing fails but for want of memory. Thread safety is that of
+// `vx::String`.
+
+#pragma once
+
+#include "core/vx_ref_counted.h"
+#include "core/vx_string.h"
+
+#include <cstddef>
+#include <initializer_list>
+
+namespace vx {
+
+class StringVector final : public RefersTo<IRefCounted> {
+ public:
+  /// The empty list, which takes no memory.
+  StringVector() noexcept = default;
+
+  /// The given elements, in order.
+  StringVector(std::initializer_list<String> elements);
+
+  /// Appends `element`; iterators become invalid.
+  void push_back(String element);
+
+  /// The elements in the order of their insertion, valid until the list is changed or destroyed.
+  [[nodiscard]] const String* begin() const noexcept;
+  [[nodiscard]] const String* end() const noexcept;
+
+  /// The first element; the empty string where there is none.
+  [[nodiscard]] String front() const noexcept { return (*this)[0]; }
+
+  /// Element `index`, counting from 0; the empty string past the end.
+  [[nodiscard]] String operator[](std::size_t index) const noexcept;
+
+  /// The number of elements.
+  [[nodiscard]] std::size_t size() const noexcept;
+
+  [[nodiscard]] bool empty() const noexcept { return size() == 0; }
+
+  /// The elements in order, `separator` between each two; the empty string for no elements.
+  [[nodiscard]] String join(String separator) const;
+
+ private:
+  /// The head of a block; the elements follow it.
+  struct Items;
+
+  [[nodiscard]] Items* items() const noexcept;
+};
+
+}  // namespace vx
