@@ -7,24 +7,25 @@
 // 0 when everything asked for was done, 1 when something was not, 2 for a wrong command line, and
 // 128 plus the signal's number after a signal.
 
+#include "core/vx_log.h"
+#include "core/vx_path.h"
+#include "core/vx_string.h"
+#include "core/vx_string_vector.h"
+#include "fs/vx_fs.h"
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
 #include <unistd.h>
-
-#include "core/vx_log.h"
-#include "core/vx_path.h"
-#include "core/vx_string.h"
-#include "core/vx_string_vector.h"
-#include "fs/vx_fs.h"
 
 namespace {
 
@@ -43,7 +44,7 @@ std::string printable(vx::String text) {
 /// Shows how far the work is: a bar that is redrawn on a terminal, one line a report elsewhere.
 class Progress {
  public:
-  void show(double fraction, vx::String file) {
+  void show(double fraction, vx::String file) const {
     const int percent = static_cast<int>(fraction * 100);
     if (!onTerminal_) {
       std::printf("%3d%% %s\n", percent, printable(file).c_str());
@@ -63,7 +64,7 @@ class Progress {
     }
   }
 
-  void complete(vx::String file) {
+  void complete(vx::String file) const {
     show(1.0, file);
     if (onTerminal_) {
       std::printf("\n");
@@ -94,7 +95,7 @@ class Progress {
 /// have left a file out, and only the log says so.
 class MessageCounter {
  public:
-  explicit MessageCounter(Progress& progress) {
+  explicit MessageCounter(const Progress& progress) {
     vx::setLogSink([this, &progress](vx::LogLevel level, vx::String line) {
       progress.erase();
       const char* const prefix = level == vx::LogLevel::Error ? "error" : "warning";
@@ -139,14 +140,14 @@ void removeWhenStopped(vx::String archive, Progress progress) {
 }
 
 int pack(vx::String archive, vx::StringVector files) {
-  Progress progress;
+  const Progress progress;
   const MessageCounter messages(progress);
   removeWhenStopped(archive, progress);
 
   progress.show(0.0, archive);
-  const bool written = vx::fs::writeKsz(
-      archive, files,
-      [&progress](vx::fs::KszProgress report) { progress.show(report.progress, report.file); });
+  const bool written = vx::fs::writeKsz(archive, files, [&progress](vx::fs::KszProgress report) {
+    progress.show(report.progress, report.file);
+  });
   if (written && messages.none()) {
     progress.complete(archive);
     return EXIT_SUCCESS;
@@ -165,7 +166,7 @@ std::string_view below(std::string_view directory, std::string_view path) {
 }
 
 int unpack(vx::String archive) {
-  Progress progress;
+  const Progress progress;
   const MessageCounter messages(progress);
 
   // As vx::fs::readKsz, which only answers whether there was anything.
@@ -189,9 +190,7 @@ std::string requireKsz(const std::string& name) {
   return extension.compareNoCase(".ksz") == 0 ? "" : "the archive's name must end in .ksz: " + name;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   CLI::App app("Packs the files of a scene into a ksz archive, and unpacks one beside itself.");
   app.require_subcommand(1);
   std::string archive;
@@ -221,4 +220,15 @@ int main(int argc, char** argv) {
     paths.push_back(vx::String(std::string_view(file)));
   }
   return pack(archivePath, paths);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "ksz: %s\n", failure.what());
+    return kExitFailure;
+  }
 }
