@@ -1,0 +1,29 @@
+// Arrays as they are allocated and freed, noted by replacing the global new[] and delete[].
+//
+//   const ArrayNewLog arrays;
+//   delete[] new char[3];
+//   EXPECT_EQ(arrays.events(), lines("new 3", "delete 3"));
+//
+// Link array_new.cpp into the test program.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vx::test {
+
+/// Notes what the process allocates and frees while the log lives; one at a time.
+class ArrayNewLog {
+ public:
+  ArrayNewLog();
+  ArrayNewLog(const ArrayNewLog&) = delete;
+  ArrayNewLog& operator=(const ArrayNewLog&) = delete;
+  ~ArrayNewLog();
+
+  /// In order: "new N" and "delete N", N being the size in bytes. An array from before the log's
+  /// time is "delete ?". Null pointers are left out.
+  [[nodiscard]] std::vector<std::string> events() const;
+};
+
+}  // namespace vx::test
