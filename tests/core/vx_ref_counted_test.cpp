@@ -1,0 +1,383 @@
+// Concern: when the handle base retains and releases, and the layout that both types promise.
+
+#include "core/vx_ref_counted.h"
+
+#include "core/vx_string.h"
+#include "core/vx_string_vector.h"
+#include "tests/support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using vx::IRefCounted;
+using vx::RefCounted;
+using vx::RefersTo;
+using vx::test::lines;
+
+// ---- What the types promise to the compiler
+// ------------------------------------------------------
+
+static_assert(std::is_abstract_v<IRefCounted>);
+static_assert(!std::has_virtual_destructor_v<IRefCounted>);
+static_assert(!std::is_destructible_v<IRefCounted>);
+static_assert(noexcept(std::declval<IRefCounted&>().retain()));
+static_assert(noexcept(std::declval<IRefCounted&>().release()));
+
+static_assert(std::is_base_of_v<IRefCounted, RefCounted>);
+static_assert(!std::is_copy_constructible_v<RefCounted>);
+static_assert(!std::is_copy_assignable_v<RefCounted>);
+
+template <class Handle>
+constexpr bool isHandle =
+    std::has_virtual_destructor_v<Handle>&& std::is_nothrow_destructible_v<Handle>&&
+        std::is_nothrow_default_constructible_v<Handle>&& std::is_nothrow_copy_constructible_v<
+            Handle>&& std::is_nothrow_copy_assignable_v<Handle>&&
+            std::is_nothrow_move_constructible_v<Handle>&&
+                std::is_nothrow_move_assignable_v<Handle>&& std::is_nothrow_swappable_v<Handle> &&
+    sizeof(Handle) == 2 * sizeof(void*);
+
+static_assert(isHandle<RefersTo<IRefCounted>>);
+static_assert(isHandle<vx::String>);
+static_assert(isHandle<vx::StringVector>);
+
+// A pointer to the derived converts only where the base is public.
+static_assert(std::is_convertible_v<vx::String*, RefersTo<IRefCounted>*>);
+static_assert(std::is_convertible_v<vx::StringVector*, RefersTo<IRefCounted>*>);
+
+// A raw pointer never becomes a handle by accident.
+static_assert(!std::is_convertible_v<IRefCounted*, RefersTo<IRefCounted>>);
+
+// ---- Slots of the virtual table
+// ------------------------------------------------------------------
+
+/// The slot of a virtual member function, as the C++ ABI of the system encodes it in a pointer.
+template <class Member>
+std::size_t slotOf(Member member) {
+  struct Encoded {
+    std::size_t function;
+    std::size_t adjustment;
+  };
+  const auto encoded = std::bit_cast<Encoded>(member);
+#if defined(__arm__) || defined(__aarch64__)
+  return encoded.function / sizeof(void*);
+#else
+  return (encoded.function - 1) / sizeof(void*);
+#endif
+}
+
+struct ExtendedHandle : RefersTo<IRefCounted> {
+  virtual void firstOfItsOwn() {}
+};
+
+TEST(IRefCounted, HasRetainInItsFirstSlotAndReleaseInItsSecond) {
+  EXPECT_EQ(slotOf(&IRefCounted::retain), 0U);
+  EXPECT_EQ(slotOf(&IRefCounted::release), 1U);
+}
+
+TEST(RefersTo, HasNoVirtualOperationButItsDestructor) {
+  constexpr std::size_t kSlotsOfADestructor = 2;  // with and without freeing the memory
+
+  EXPECT_EQ(slotOf(&ExtendedHandle::firstOfItsOwn), kSlotsOfADestructor);
+}
+
+// ---- A hand-made implementation, which tells what is done to it
+// ----------------------------------
+
+using Calls = std::vector<std::string>;
+
+class ScriptedImplementation final : public IRefCounted {
+ public:
+  ScriptedImplementation(std::string name, Calls& calls) : name_(std::move(name)), calls_(calls) {}
+
+  void retain() noexcept override {
+    calls_.push_back("retain " + name_);
+    ++references_;
+  }
+
+  void release() noexcept override {
+    calls_.push_back("release " + name_);
+    --references_;
+    if (onRelease) {
+      onRelease();
+    }
+  }
+
+  [[nodiscard]] int references() const { return references_; }
+
+  std::function<void()> onRelease;
+
+ private:
+  std::string name_;
+  Calls& calls_;
+  int references_ = 1;
+};
+
+class Handle : public RefersTo<IRefCounted> {
+ public:
+  using RefersTo::detach;
+  using RefersTo::implementation;
+  using RefersTo::RefersTo;
+};
+
+class RefersToTest : public testing::Test {
+ protected:
+  Calls calls;
+  ScriptedImplementation a{"a", calls};
+  ScriptedImplementation b{"b", calls};
+};
+
+TEST_F(RefersToTest, HoldsNullByDefault) {
+  {
+    const Handle handle;
+    EXPECT_EQ(handle.implementation(), nullptr);
+  }
+  EXPECT_EQ(calls, lines());
+}
+
+TEST_F(RefersToTest, TakesOverTheReferenceThatTheCallerHolds) {
+  const Handle handle(&a);
+
+  EXPECT_EQ(handle.implementation(), &a);
+  EXPECT_EQ(calls, lines());
+}
+
+TEST_F(RefersToTest, ReleasesOnceWhenItGoes) {
+  { const Handle handle(&a); }
+
+  EXPECT_EQ(calls, lines("release a"));
+}
+
+TEST_F(RefersToTest, ReleasesOnceWhenItGoesAsItsBase) {
+  std::unique_ptr<RefersTo<IRefCounted>> handle = std::make_unique<Handle>(&a);
+
+  handle.reset();
+
+  EXPECT_EQ(calls, lines("release a"));
+}
+
+TEST_F(RefersToTest, CopiesByPointerAndOneRetain) {
+  const Handle handle(&a);
+
+  const Handle copy = handle;
+
+  EXPECT_EQ(copy.implementation(), &a);
+  EXPECT_EQ(handle.implementation(), &a);
+  EXPECT_EQ(calls, lines("retain a"));
+}
+
+TEST_F(RefersToTest, CopiesNullToNull) {
+  const Handle null;
+
+  const Handle copy = null;
+
+  EXPECT_EQ(copy.implementation(), nullptr);
+  EXPECT_EQ(calls, lines());
+}
+
+TEST_F(RefersToTest, MovesWithoutCountingAndLeavesNullBehind) {
+  Handle handle(&a);
+
+  const Handle moved = std::move(handle);
+
+  EXPECT_EQ(moved.implementation(), &a);
+  EXPECT_EQ(handle.implementation(), nullptr);  // NOLINT(bugprone-use-after-move): the promise
+  EXPECT_EQ(calls, lines());
+}
+
+TEST_F(RefersToTest, AssignsByRetainThenStoreThenRelease) {
+  Handle target(&a);
+  const Handle source(&b);
+  const IRefCounted* heldWhileReleasing = nullptr;
+  a.onRelease = [&] { heldWhileReleasing = target.implementation(); };
+
+  target = source;
+
+  EXPECT_EQ(calls, lines("retain b", "release a"));
+  EXPECT_EQ(heldWhileReleasing, &b);
+  EXPECT_EQ(target.implementation(), &b);
+  EXPECT_EQ(source.implementation(), &b);
+  a.onRelease = nullptr;
+}
+
+TEST_F(RefersToTest, SurvivesAssignmentToItself) {
+  Handle handle(&a);
+  int fewest = a.references();
+  a.onRelease = [&] { fewest = std::min(fewest, a.references()); };
+  const Handle& itself = handle;
+
+  handle = itself;
+
+  EXPECT_EQ(calls, lines("retain a", "release a"));
+  EXPECT_EQ(fewest, 1);
+  EXPECT_EQ(handle.implementation(), &a);
+  a.onRelease = nullptr;
+}
+
+TEST_F(RefersToTest, AssignsBetweenHandlesOfOneImplementation) {
+  Handle target(&a);
+  const Handle source = target;
+  calls.clear();
+
+  target = source;
+
+  EXPECT_EQ(calls, lines("retain a", "release a"));
+  EXPECT_EQ(a.references(), 2);
+}
+
+TEST_F(RefersToTest, ReleasesWhatItHeldWhenNullIsAssigned) {
+  Handle handle(&a);
+  const Handle null;
+
+  handle = null;
+
+  EXPECT_EQ(handle.implementation(), nullptr);
+  EXPECT_EQ(calls, lines("release a"));
+}
+
+TEST_F(RefersToTest, OnlyRetainsWhenItHeldNull) {
+  Handle handle;
+  const Handle source(&a);
+
+  handle = source;
+
+  EXPECT_EQ(handle.implementation(), &a);
+  EXPECT_EQ(calls, lines("retain a"));
+}
+
+TEST_F(RefersToTest, MoveAssignmentStoresThenReleasesAndNeverRetains) {
+  Handle target(&a);
+  Handle source(&b);
+  const IRefCounted* heldWhileReleasing = nullptr;
+  a.onRelease = [&] { heldWhileReleasing = target.implementation(); };
+
+  target = std::move(source);
+
+  EXPECT_EQ(calls, lines("release a"));
+  EXPECT_EQ(heldWhileReleasing, &b);
+  EXPECT_EQ(target.implementation(), &b);
+  EXPECT_EQ(source.implementation(), nullptr);  // NOLINT(bugprone-use-after-move): the promise
+  a.onRelease = nullptr;
+}
+
+TEST_F(RefersToTest, SurvivesAMoveToItself) {
+  Handle handle(&a);
+  Handle& itself = handle;
+
+  handle = std::move(itself);
+
+  EXPECT_EQ(handle.implementation(), &a);
+  EXPECT_EQ(calls, lines());
+}
+
+TEST_F(RefersToTest, CountsEvenlyOverAFunctionThatTakesAndReturnsByValue) {
+  const auto passThrough = [](Handle handle) { return handle; };
+  {
+    const Handle handle(&a);
+    const Handle result = passThrough(handle);
+    EXPECT_EQ(a.references(), 2);
+  }
+  EXPECT_EQ(a.references(), 0);
+}
+
+TEST_F(RefersToTest, DetachesWithoutCounting) {
+  Handle handle(&a);
+
+  EXPECT_EQ(handle.detach(), &a);
+
+  EXPECT_EQ(handle.implementation(), nullptr);
+  EXPECT_EQ(calls, lines());
+}
+
+// ---- The counting implementation
+// -----------------------------------------------------------------
+
+class Counted final : public RefCounted {
+ public:
+  explicit Counted(int& destroyed) : destroyed_(destroyed) {}
+
+ private:
+  void destroy() noexcept override {
+    ++destroyed_;
+    delete this;
+  }
+
+  int& destroyed_;
+};
+
+TEST(RefCounted, StartsWithOneReference) {
+  int destroyed = 0;
+  auto* const object = new Counted(destroyed);
+  EXPECT_TRUE(object->isUnique());
+
+  object->release();
+
+  EXPECT_EQ(destroyed, 1);
+}
+
+TEST(RefCounted, IsDestroyedByTheLastReleaseOnly) {
+  int destroyed = 0;
+  auto* const object = new Counted(destroyed);
+  object->retain();
+  object->retain();
+
+  object->release();
+  EXPECT_EQ(destroyed, 0);
+  EXPECT_FALSE(object->isUnique());
+  object->release();
+  EXPECT_EQ(destroyed, 0);
+  EXPECT_TRUE(object->isUnique());
+  object->release();
+
+  EXPECT_EQ(destroyed, 1);
+}
+
+TEST(RefCounted, CountsThroughTheInterface) {
+  int destroyed = 0;
+  auto* const object = new Counted(destroyed);
+  IRefCounted& counted = *object;
+
+  counted.retain();
+  EXPECT_FALSE(object->isUnique());
+  counted.release();
+  EXPECT_TRUE(object->isUnique());
+  counted.release();
+
+  EXPECT_EQ(destroyed, 1);
+}
+
+TEST(RefCounted, LosesNoReferenceBetweenThreads) {
+  int destroyed = 0;
+  {
+    // Made and copied while the process has one thread, and counted on by several.
+    const Handle handle(new Counted(destroyed));
+    const Handle copy = handle;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+      threads.emplace_back([mine = handle] {
+        for (int round = 0; round < 20'000; ++round) {
+          const Handle another = mine;
+          const Handle yetAnother = another;
+        }
+      });
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+    threads.clear();
+    EXPECT_EQ(destroyed, 0);
+  }
+  EXPECT_EQ(destroyed, 1);
+}
+
+}  // namespace

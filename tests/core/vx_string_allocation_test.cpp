@@ -1,0 +1,338 @@
+// Concern: what strings and lists cost in memory. The program counts the calls of `operator new`.
+
+#include "core/vx_path.h"
+#include "core/vx_string.h"
+#include "core/vx_string_vector.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+struct Counters {
+  std::size_t allocations = 0;
+  std::size_t bytes = 0;
+  std::size_t frees = 0;
+};
+
+Counters counters;
+
+void* allocate(std::size_t size) {
+  void* const block = std::malloc(size == 0 ? 1 : size);
+  if (block == nullptr) {
+    throw std::bad_alloc();
+  }
+  ++counters.allocations;
+  counters.bytes += size;
+  return block;
+}
+
+void release(void* block) noexcept {
+  if (block != nullptr) {
+    ++counters.frees;
+    std::free(block);
+  }
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  return allocate(size);
+}
+void* operator new[](std::size_t size) {
+  return allocate(size);
+}
+void operator delete(void* block) noexcept {
+  release(block);
+}
+void operator delete[](void* block) noexcept {
+  release(block);
+}
+void operator delete(void* block, std::size_t /*size*/) noexcept {
+  release(block);
+}
+void operator delete[](void* block, std::size_t /*size*/) noexcept {
+  release(block);
+}
+
+namespace {
+
+using vx::Path;
+using vx::String;
+using vx::StringVector;
+
+/// What one act costs; what it makes and destroys again counts.
+template <class Act>
+Counters costOf(Act act) {
+  const Counters before = counters;
+  act();
+  return {counters.allocations - before.allocations, counters.bytes - before.bytes,
+          counters.frees - before.frees};
+}
+
+template <class Act>
+std::size_t allocationsOf(Act act) {
+  return costOf(act).allocations;
+}
+
+const volatile void* volatile lastConsumed;
+
+/// Takes a result, so that making it is not optimised away.
+template <class Value>
+void consume(const Value& value) {
+  lastConsumed = &value;
+}
+
+TEST(StringAllocation, IsCounted) {
+  const Counters cost = costOf([] { consume(std::string(1000, 'x')); });
+
+  EXPECT_EQ(cost.allocations, 1U);
+  EXPECT_GE(cost.bytes, 1000U);
+  EXPECT_EQ(cost.frees, 1U);
+}
+
+TEST(StringAllocation, IsOneBlockForHeaderAndBytes) {
+  for (const std::size_t length : {1U, 2U, 15U, 16U, 100U, 10'000U, 1'000'000U}) {
+    SCOPED_TRACE(length);
+    const std::string source(length, 'x');
+
+    const Counters ofText = costOf([&] { consume(String(source.c_str())); });
+    const Counters ofTextAndLength = costOf([&] { consume(String(source.c_str(), length)); });
+    const Counters ofView = costOf([&] { consume(String(std::string_view(source))); });
+
+    for (const Counters& cost : {ofText, ofTextAndLength, ofView}) {
+      EXPECT_EQ(cost.allocations, 1U);
+      EXPECT_EQ(cost.frees, 1U);
+      EXPECT_GT(cost.bytes, length);
+      EXPECT_LE(cost.bytes, length + 64);
+    }
+  }
+}
+
+TEST(StringAllocation, IsNoneForTheEmptyString) {
+  const char* const null = nullptr;
+  const String some("abc");
+  struct Row {
+    const char* name;
+    std::function<String()> make;
+  };
+  const Row rows[] = {
+      {"default", [] { return String(); }},
+      {"empty literal", [] { return String(""); }},
+      {"null pointer", [&] { return String(null); }},
+      {"empty view", [] { return String(std::string_view()); }},
+      {"concatenation of nothing", [] { return String() + "" + String(); }},
+      {"replacement in nothing", [] { return String().replace('a', 'b', false, false); }},
+      {"nothing behind the last separator", [&] { return some.fromLast('c', false); }},
+      {"joined nothing", [] { return StringVector().join(""); }},
+      {"element past the end", [] { return StringVector()[3]; }},
+      {"front of nothing", [] { return StringVector().front(); }},
+      {"normal form of nothing", [] { return Path::normalize(""); }},
+      {"joined path of nothing", [] { return Path::join(StringVector()); }},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    String made;
+    const std::size_t allocations = allocationsOf([&] { made = row.make(); });
+    EXPECT_EQ(allocations, 0U);
+    EXPECT_TRUE(made.isEmpty());
+  }
+}
+
+TEST(StringAllocation, IsNoneForACopyAMoveOrAnAssignment) {
+  String original("a text that fits into no small buffer whatsoever");
+  String target("another text");
+
+  const std::size_t allocations = allocationsOf([&] {
+    String copy = original;
+    String moved = std::move(copy);
+    target = moved;
+    target = std::move(moved);
+    const String& itself = target;
+    target = itself;
+    std::swap(target, original);
+    const auto byValue = [](String value) { return value; };
+    consume(byValue(original));
+  });
+
+  EXPECT_EQ(allocations, 0U);
+}
+
+TEST(StringAllocation, IsFreedWithTheLastHandleOnly) {
+  auto* const first = new String("abc");
+  auto* const second = new String(*first);
+
+  const Counters withFirst = costOf([&] { *first = String(); });
+  const Counters withLast = costOf([&] { *second = String(); });
+
+  EXPECT_EQ(withFirst.frees, 0U);
+  EXPECT_EQ(withLast.frees, 1U);
+  delete first;
+  delete second;
+}
+
+TEST(StringAllocation, IsNoneForAQuestion) {
+  const String whole("vx::Path::exePath() and some more text behind it");
+  const String other("VX::PATH::EXEPATH() and some more text behind it");
+
+  const std::size_t allocations = allocationsOf([&] {
+    consume(whole.isEmpty());
+    consume(whole.buf());
+    consume(whole.view());
+    consume(whole.startsWith(other, true));
+    consume(whole.endsWith(other, false));
+    consume(whole.compareNoCase(other));
+    consume(whole == other);
+    consume(whole == "vx::Path");
+    consume(whole < other);
+    consume(std::hash<String>{}(whole));
+    consume(whole.fromLast('|', true));  // the whole text, which is shared
+  });
+
+  EXPECT_EQ(allocations, 0U);
+}
+
+TEST(StringAllocation, IsOneForEachNewText) {
+  const String whole("a/b/c and enough text to outgrow any small buffer");
+
+  EXPECT_EQ(allocationsOf([&] { consume(whole + "more"); }), 1U);
+  EXPECT_EQ(allocationsOf([&] { consume(whole + whole); }), 1U);
+  EXPECT_EQ(allocationsOf([&] { consume(whole.replace('/', ':', false, false)); }), 1U);
+  EXPECT_EQ(allocationsOf([&] { consume(whole.fromLast('/', false)); }), 1U);
+}
+
+TEST(StringAllocation, GrowsByAFactorWhileTextIsAppended) {
+  constexpr std::size_t kLength = 100'000;
+  String built;
+
+  const Counters cost = costOf([&] {
+    for (std::size_t i = 0; i < kLength; ++i) {
+      built << "x";
+    }
+  });
+
+  EXPECT_EQ(built.length(), kLength);
+  EXPECT_LE(cost.allocations, 60U);  // a factor of at least about 1.2
+  EXPECT_LE(cost.bytes, 8 * kLength);
+}
+
+TEST(StringAllocation, GrowsByAFactorWhileStringsAreAppended) {
+  constexpr std::size_t kPieces = 10'000;
+  const String piece("0123456789");
+  String built;
+
+  const Counters cost = costOf([&] {
+    for (std::size_t i = 0; i < kPieces; ++i) {
+      built << piece;
+    }
+  });
+
+  EXPECT_EQ(built.length(), kPieces * piece.length());
+  EXPECT_LE(cost.allocations, 60U);
+  EXPECT_LE(cost.bytes, 8 * built.length());
+}
+
+TEST(StringAllocation, IsNoneWhenATextIsAssignedWhereThereIsRoom) {
+  String path("/a/long/path/that/is/made/anew");
+
+  const std::size_t allocations = allocationsOf([&] {
+    path = "/";
+    path << "a"
+         << "/"
+         << "b";
+    path = path.buf() + 1;
+  });
+
+  EXPECT_EQ(allocations, 0U);
+  EXPECT_EQ(path, "a/b");
+}
+
+TEST(StringAllocation, IsOneWhenASharedTextIsChanged) {
+  String value("abc");
+  const String copy = value;
+
+  EXPECT_EQ(allocationsOf([&] { value << "d"; }), 1U);
+  EXPECT_EQ(copy, "abc");
+}
+
+TEST(StringVectorAllocation, IsNoneForTheEmptyList) {
+  const std::size_t allocations = allocationsOf([] {
+    const StringVector none;
+    const StringVector noElements(std::initializer_list<String>{});
+    const StringVector copy = none;
+    consume(copy);
+    consume(noElements);
+    consume(String().split('|', true, false));
+  });
+
+  EXPECT_EQ(allocations, 0U);
+}
+
+TEST(StringVectorAllocation, IsOneBlockForHeaderAndElements) {
+  const String name("wood.png");
+
+  const std::size_t allocations = allocationsOf([&] { consume(StringVector{name, name, name}); });
+
+  EXPECT_EQ(allocations, 1U);
+}
+
+TEST(StringVectorAllocation, IsNoneForACopyOrAnElement) {
+  const StringVector names = {"wood.png", "look.ksa"};
+
+  const std::size_t allocations = allocationsOf([&] {
+    const StringVector copy = names;
+    consume(copy.front());
+    consume(copy[1]);
+    consume(copy[2]);
+    for (const String& name : copy) {
+      consume(name);
+    }
+  });
+
+  EXPECT_EQ(allocations, 0U);
+}
+
+TEST(StringVectorAllocation, GrowsByAFactor) {
+  constexpr std::size_t kElements = 100'000;
+  const String name("wood.png");
+  StringVector names;
+
+  const Counters cost = costOf([&] {
+    for (std::size_t i = 0; i < kElements; ++i) {
+      names.push_back(name);
+    }
+  });
+
+  EXPECT_EQ(names.size(), kElements);
+  EXPECT_LE(cost.allocations, 60U);
+  EXPECT_LE(cost.bytes, 8 * kElements * sizeof(String));
+}
+
+TEST(StringVectorAllocation, IsOneForAJoinedText) {
+  const StringVector names = {"wood.png", "look.ksa", "scene.ksx"};
+  const String separator(", ");
+
+  EXPECT_EQ(allocationsOf([&] { consume(names.join(separator)); }), 1U);
+}
+
+TEST(PathAllocation, IsNoneForATextThatIsItsOwnNormalForm) {
+  const String normal("/a/normal/path/of/some/length");
+
+  EXPECT_EQ(allocationsOf([&] { consume(Path::normalize(normal)); }), 0U);
+  EXPECT_EQ(allocationsOf([&] { consume(Path(normal, true)); }), 0U);
+}
+
+TEST(PathAllocation, IsOneForANewNormalForm) {
+  const String path("/a//path/./of/../some/length/");
+
+  EXPECT_EQ(allocationsOf([&] { consume(Path::normalize(path)); }), 1U);
+}
+
+}  // namespace

@@ -1,0 +1,1143 @@
+// Concern: the text operations, each flag in both values, and copies that never see each other's
+// changes. Counts of allocations are the concern of vx_string_allocation_test.cpp.
+
+#include "core/vx_string.h"
+
+#include "core/vx_string_vector.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/scoped_env.h"
+#include "tests/support/temp_dir.h"
+#include "tests/support/texts.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cctype>
+#include <clocale>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <iomanip>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <type_traits>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace std::string_view_literals;
+
+using vx::String;
+using vx::test::lines;
+using vx::test::ScopedEnv;
+using vx::test::TempDir;
+using vx::test::text;
+using vx::test::texts;
+
+// ---- What the type promises to the compiler
+// ------------------------------------------------------
+
+static_assert(std::is_convertible_v<const char*, String>);
+static_assert(std::is_convertible_v<char*, String>);
+static_assert(std::is_constructible_v<String, const char*, std::size_t>);
+static_assert(std::is_constructible_v<String, std::string_view>);
+static_assert(!std::is_convertible_v<std::string_view, String>);
+static_assert(!std::is_convertible_v<std::string, String>);
+static_assert(!std::is_convertible_v<String, const char*>);
+static_assert(!std::is_convertible_v<String, std::string_view>);
+static_assert(!std::is_convertible_v<String, bool>);
+
+static_assert(std::is_nothrow_move_constructible_v<String>);
+static_assert(std::is_nothrow_move_assignable_v<String>);
+static_assert(std::is_nothrow_copy_constructible_v<String>);
+static_assert(std::is_nothrow_copy_assignable_v<String>);
+static_assert(noexcept(std::declval<const String&>().buf()));
+static_assert(noexcept(std::declval<const String&>().length()));
+static_assert(noexcept(std::declval<const String&>().view()));
+static_assert(noexcept(std::declval<const String&>().isEmpty()));
+
+template <class Result, class Wanted>
+constexpr bool isExactly = std::is_same_v<Result, Wanted>;
+
+static_assert(isExactly<decltype(std::declval<String&>() = "a"), String&>);
+static_assert(isExactly<decltype(std::declval<String&>() << "a"), String&>);
+static_assert(isExactly<decltype(std::declval<String&>() << String()), String&>);
+static_assert(isExactly<decltype(std::declval<const String&>().buf()), const char*>);
+static_assert(isExactly<decltype(std::declval<const String&>().length()), std::size_t>);
+static_assert(isExactly<decltype(std::declval<const String&>().view()), std::string_view>);
+static_assert(isExactly<decltype(std::declval<const String&>().compareNoCase(String())), int>);
+static_assert(isExactly<decltype(std::declval<const String&>() + "a"), String>);
+static_assert(isExactly<decltype(std::declval<const String&>() + String()), String>);
+
+String bytes(std::string_view content) {
+  return String(content);
+}
+
+/// Texts in which every length up to three of the words that are compared at once occurs.
+std::string alphabet(std::size_t length) {
+  std::string letters;
+  for (std::size_t i = 0; i < length; ++i) {
+    letters += static_cast<char>('a' + i % 26);
+  }
+  return letters;
+}
+
+// ---- Making strings
+// ------------------------------------------------------------------------------
+
+TEST(String, IsEmptyHoweverNothingIsSaid) {
+  struct Row {
+    const char* name;
+    String value;
+  };
+  const char* const null = nullptr;
+  const Row rows[] = {
+      {"default", String()},
+      {"empty literal", ""},
+      {"empty literal with its length", String("", 0)},
+      {"null pointer", null},
+      {"null pointer with a length", String(null, 3)},
+      {"empty view", String(std::string_view())},
+      {"empty view of something", String("abc"sv.substr(3))},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_TRUE(row.value.isEmpty());
+    EXPECT_EQ(row.value.length(), 0U);
+    EXPECT_EQ(row.value.view(), ""sv);
+    ASSERT_NE(row.value.buf(), nullptr);
+    EXPECT_STREQ(row.value.buf(), "");
+    EXPECT_EQ(row.value, String());
+  }
+}
+
+TEST(String, AnswersEveryQuestionWhenItIsEmpty) {
+  const String empty;
+
+  EXPECT_TRUE(empty.startsWith("", false));
+  EXPECT_FALSE(empty.startsWith("a", false));
+  EXPECT_TRUE(empty.endsWith("", true));
+  EXPECT_FALSE(empty.endsWith("a", true));
+  EXPECT_EQ(empty.compareNoCase(""), 0);
+  EXPECT_TRUE(empty.replace('a', 'b', false, false).isEmpty());
+  EXPECT_TRUE(empty.fromLast(':', false).isEmpty());
+  EXPECT_TRUE(empty.fromLast(':', true).isEmpty());
+  EXPECT_TRUE((empty + "").isEmpty());
+  EXPECT_TRUE((empty + empty).isEmpty());
+  EXPECT_TRUE(empty == "");
+  EXPECT_FALSE(empty < empty);
+}
+
+TEST(String, TakesTheTextUpToItsNulForLengthZero) {
+  EXPECT_EQ(String("/var").view(), "/var"sv);
+  EXPECT_EQ(String("/var", 0).view(), "/var"sv);
+  EXPECT_EQ(String("a\0b", 0).view(), "a"sv);
+}
+
+TEST(String, TakesExactlyTheGivenLength) {
+  EXPECT_EQ(String("abc", 1).view(), "a"sv);
+  EXPECT_EQ(String("abc", 3).view(), "abc"sv);
+  EXPECT_EQ(String("a\0b", 3).view(), "a\0b"sv);
+  EXPECT_EQ(String("\0", 1).view(), "\0"sv);
+}
+
+TEST(String, EndsItsBytesWithANul) {
+  const std::array<char, 4> unterminated = {'a', 'b', 'c', 'd'};
+
+  const String made(unterminated.data(), 2);
+
+  EXPECT_STREQ(made.buf(), "ab");
+}
+
+TEST(String, ConvertsFromALiteralWhereAStringGoes) {
+  const auto lengthOf = [](String value) { return value.length(); };
+
+  EXPECT_EQ(lengthOf("abc"), 3U);
+}
+
+TEST(String, TakesTheBytesOfAViewNulIncluded) {
+  const String made("a\0b\0"sv);
+
+  EXPECT_EQ(made.length(), 4U);
+  EXPECT_EQ(made.view(), "a\0b\0"sv);
+  EXPECT_STREQ(made.buf(), "a");
+}
+
+TEST(String, KeepsItsBytesWhenWhatItWasMadeFromChanges) {
+  std::string source = "abc";
+  const String made(source.c_str());
+
+  source[0] = 'X';
+
+  EXPECT_EQ(made, "abc");
+}
+
+TEST(String, KeepsEveryByteUnchanged) {
+  std::string every;
+  for (int byte = 0; byte < 256; ++byte) {
+    every += static_cast<char>(byte);
+  }
+
+  const String made{std::string_view(every)};
+
+  EXPECT_EQ(made.length(), 256U);
+  EXPECT_EQ(text(made), every);
+}
+
+TEST(String, CountsItsLengthInBytes) {
+  EXPECT_EQ(String("a\xC3\xA4").length(), 3U);
+  EXPECT_FALSE(String("a").isEmpty());
+  EXPECT_FALSE(bytes("\0"sv).isEmpty());
+}
+
+TEST(String, ViewsTheBytesThatBufPointsAt) {
+  const String made("abc");
+
+  EXPECT_EQ(static_cast<const void*>(made.view().data()), made.buf());
+}
+
+// ---- Values
+// --------------------------------------------------------------------------------------
+
+TEST(String, SharesItsBytesWithACopy) {
+  const String original("abc");
+
+  const String copy = original;
+  String assigned;
+  assigned = original;
+
+  EXPECT_EQ(static_cast<const void*>(copy.buf()), original.buf());
+  EXPECT_EQ(static_cast<const void*>(assigned.buf()), original.buf());
+}
+
+TEST(String, LivesAsLongAsItsLastHandle) {
+  auto first = std::make_unique<String>("abc");
+  auto second = std::make_unique<String>(*first);
+
+  first.reset();
+  EXPECT_EQ(*second, "abc");
+  const String third = *second;
+  second.reset();
+
+  EXPECT_EQ(third, "abc");
+}
+
+TEST(String, SurvivesAssignmentToItself) {
+  String value("abc");
+  const String& itself = value;
+
+  value = itself;
+
+  EXPECT_EQ(value, "abc");
+}
+
+TEST(String, SurvivesAMoveToItself) {
+  String value("abc");
+  String& itself = value;
+
+  value = std::move(itself);
+
+  EXPECT_EQ(value, "abc");
+}
+
+TEST(String, IsEmptyAndUsableAfterAMoveFromIt) {
+  String value("abc");
+  const void* const before = value.buf();
+
+  String moved = std::move(value);
+
+  EXPECT_EQ(static_cast<const void*>(moved.buf()), before);
+  EXPECT_TRUE(value.isEmpty());  // NOLINT(bugprone-use-after-move): the promise
+  EXPECT_STREQ(value.buf(), "");
+  value << "again";
+  EXPECT_EQ(value, "again");
+  EXPECT_EQ(moved, "abc");
+}
+
+TEST(String, TakesOverAnotherInMoveAssignment) {
+  String value("abc");
+  String other("other");
+
+  value = std::move(other);
+
+  EXPECT_EQ(value, "other");
+  EXPECT_TRUE(other.isEmpty());  // NOLINT(bugprone-use-after-move): the promise
+}
+
+TEST(String, Swaps) {
+  String left("left");
+  String right("right");
+
+  std::swap(left, right);
+
+  EXPECT_EQ(left, "right");
+  EXPECT_EQ(right, "left");
+}
+
+TEST(String, IsDestroyedThroughItsBase) {
+  std::unique_ptr<vx::RefersTo<vx::IRefCounted>> base = std::make_unique<String>("abc");
+  const String copy = static_cast<const String&>(*base);
+
+  base.reset();
+
+  EXPECT_EQ(copy, "abc");
+}
+
+// ---- Assigning a text
+// ----------------------------------------------------------------------------
+
+TEST(String, TakesOverAnAssignedText) {
+  struct Row {
+    const char* name;
+    const char* before;
+    const char* assigned;
+    const char* after;
+  };
+  const Row rows[] = {
+      {"to an empty string", "", "abc", "abc"},
+      {"shorter", "abcdef", "/", "/"},
+      {"as long", "abc", "xyz", "xyz"},
+      {"longer", "abc", "a text that is far longer than the one before it", nullptr},
+      {"empty", "abc", "", ""},
+      {"empty to empty", "", "", ""},
+      {"a null pointer", "abc", nullptr, ""},
+      {"a null pointer to empty", "", nullptr, ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const char* const after = row.after == nullptr ? row.assigned : row.after;
+    String value(row.before);
+
+    String& result = value = row.assigned;
+
+    EXPECT_EQ(&result, &value);
+    EXPECT_STREQ(value.buf(), after);
+    EXPECT_EQ(value.length(), std::strlen(after));
+  }
+}
+
+TEST(String, TakesOverEveryTailOfItsOwnBuffer) {
+  for (std::size_t length = 0; length <= 40; ++length) {
+    const std::string all = alphabet(length);
+    for (std::size_t offset = 0; offset <= length; ++offset) {
+      SCOPED_TRACE(testing::Message() << "offset " << offset << " of " << length);
+      String alone{std::string_view(all)};
+      String shared{std::string_view(all)};
+      const String copy = shared;
+
+      alone = alone.buf() + offset;
+      shared = shared.buf() + offset;
+
+      ASSERT_EQ(text(alone), all.substr(offset));
+      ASSERT_EQ(text(shared), all.substr(offset));
+      ASSERT_EQ(text(copy), all);
+    }
+  }
+}
+
+TEST(String, EndsAtTheFirstNulOfItsOwnBufferWhenThatIsAssigned) {
+  String value("ab\0cd"sv);
+
+  value = value.buf() + 1;
+
+  EXPECT_EQ(value.view(), "b"sv);
+}
+
+// ---- Appending
+// -----------------------------------------------------------------------------------
+
+TEST(String, AppendsInPlaceAndAnswersItself) {
+  String value("/var");
+
+  String& afterText = value << "/";
+  String& afterString = value << String("log");
+
+  EXPECT_EQ(&afterText, &value);
+  EXPECT_EQ(&afterString, &value);
+  EXPECT_EQ(value, "/var/log");
+}
+
+TEST(String, AppendsInAChain) {
+  String path;
+
+  path << "/" << String("var") << "/" << String() << ""
+       << "log";
+
+  EXPECT_EQ(path, "/var/log");
+  EXPECT_EQ(path.length(), 8U);
+}
+
+TEST(String, AppendsNothingForAnEmptyTextOrANullPointer) {
+  const char* const null = nullptr;
+  String value("abc");
+  const void* const before = value.buf();
+
+  value << null << "" << String();
+
+  EXPECT_EQ(value, "abc");
+  EXPECT_EQ(static_cast<const void*>(value.buf()), before);
+}
+
+TEST(String, StaysEmptyWhenNothingIsAppended) {
+  const char* const null = nullptr;
+  String value;
+
+  value << null << "" << String();
+
+  EXPECT_TRUE(value.isEmpty());
+  EXPECT_STREQ(value.buf(), "");
+}
+
+TEST(String, AppendsTheBytesOfAStringNulIncluded) {
+  String value("a");
+
+  value << bytes("\0b"sv) << "c\0d";
+
+  EXPECT_EQ(value.view(), "a\0bc"sv);
+}
+
+TEST(String, AppendsManyPieces) {
+  String value;
+  std::string wanted;
+
+  for (int i = 0; i < 3000; ++i) {
+    const std::string piece = std::to_string(i);
+    value << piece.c_str();
+    wanted += piece;
+    ASSERT_EQ(value.length(), wanted.size());
+    ASSERT_EQ(value.buf()[value.length()], '\0');
+  }
+
+  EXPECT_EQ(text(value), wanted);
+}
+
+TEST(String, AppendsEveryTailOfItsOwnBuffer) {
+  for (std::size_t length = 0; length <= 40; ++length) {
+    const std::string all = alphabet(length);
+    for (std::size_t offset = 0; offset <= length; ++offset) {
+      SCOPED_TRACE(testing::Message() << "offset " << offset << " of " << length);
+      const std::string wanted = all + all.substr(offset);
+      String full{std::string_view(all)};
+      String shared{std::string_view(all)};
+      const String copy = shared;
+      String roomy = "x";  // gets room to spare, of which a shorter text then leaves the more
+      roomy << alphabet(100).c_str();
+      roomy = all.c_str();
+
+      full << full.buf() + offset;
+      shared << shared.buf() + offset;
+      roomy << roomy.buf() + offset;
+
+      ASSERT_EQ(text(full), wanted);
+      ASSERT_EQ(text(shared), wanted);
+      ASSERT_EQ(text(roomy), wanted);
+      ASSERT_EQ(text(copy), all);
+    }
+  }
+}
+
+TEST(String, AppendsItself) {
+  String value("ab\0c"sv);
+
+  value << value;
+  value << value;
+
+  EXPECT_EQ(value.view(), "ab\0cab\0cab\0cab\0c"sv);
+}
+
+TEST(String, AppendsItsOwnBufferUpToTheFirstNul) {
+  String value("ab\0cd"sv);
+
+  value << value.buf();
+
+  EXPECT_EQ(value.view(), "ab\0cdab"sv);
+}
+
+TEST(String, AppendsToAStringThatWasCutToATail) {
+  String value("abcdef");
+
+  value = value.buf() + 4;
+  value << "!";
+
+  EXPECT_EQ(value, "ef!");
+}
+
+// ---- A shared text is copied before it is changed
+// ------------------------------------------------
+
+struct Change {
+  const char* name;
+  std::function<void(String&)> apply;
+  const char* wanted;
+};
+
+const Change kChanges[] = {
+    {"append a text", [](String& value) { value << "!"; }, "abc!"},
+    {"append a string", [](String& value) { value << String("!"); }, "abc!"},
+    {"append itself", [](String& value) { value << value; }, "abcabc"},
+    {"assign a shorter text", [](String& value) { value = "x"; }, "x"},
+    {"assign a longer text", [](String& value) { value = "xyz and more"; }, "xyz and more"},
+    {"assign no text", [](String& value) { value = ""; }, ""},
+    {"assign its own tail", [](String& value) { value = value.buf() + 1; }, "bc"},
+    {"assign a string", [](String& value) { value = String("x"); }, "x"},
+};
+
+String withRoomToSpare(const char* content) {
+  String value("x");
+  value << "a text that is long enough to leave room behind a shorter one";
+  value = content;
+  return value;
+}
+
+TEST(String, ChangesOnlyTheHandleThatIsAskedTo) {
+  for (const Change& change : kChanges) {
+    for (const bool isRoomy : {false, true}) {
+      SCOPED_TRACE(testing::Message() << change.name << (isRoomy ? ", with room" : ""));
+      String changed = isRoomy ? withRoomToSpare("abc") : String("abc");
+      const String copy = changed;
+      const void* const before = copy.buf();
+
+      change.apply(changed);
+
+      EXPECT_STREQ(changed.buf(), change.wanted);
+      EXPECT_STREQ(copy.buf(), "abc");
+      EXPECT_EQ(copy.length(), 3U);
+      EXPECT_EQ(static_cast<const void*>(copy.buf()), before);
+    }
+  }
+}
+
+TEST(String, DoesNotSeeAChangeOfTheHandleItWasCopiedFrom) {
+  for (const Change& change : kChanges) {
+    SCOPED_TRACE(change.name);
+    const String original("abc");
+    String copy = original;
+
+    change.apply(copy);
+
+    EXPECT_STREQ(copy.buf(), change.wanted);
+    EXPECT_EQ(original, "abc");
+  }
+}
+
+TEST(String, CopiesATextThatABareHandleShares) {
+  String value = withRoomToSpare("abc");
+  const vx::RefersTo<vx::IRefCounted> keeper = value;
+  const void* const before = value.buf();
+
+  value << "!";
+
+  EXPECT_NE(static_cast<const void*>(value.buf()), before);
+  EXPECT_EQ(value, "abc!");
+}
+
+TEST(String, ChangesInPlaceOnceItsCopyIsGone) {
+  String value = withRoomToSpare("abc");
+  { const String copy = value; }
+  const void* const before = value.buf();
+
+  value << "!";
+
+  EXPECT_EQ(static_cast<const void*>(value.buf()), before);
+  EXPECT_EQ(value, "abc!");
+}
+
+TEST(String, LetsACalleeChangeItsParameter) {
+  const auto callee = [](String path) {
+    path << "/file";
+    return path;
+  };
+  const String path("/dir");
+
+  EXPECT_EQ(callee(path), "/dir/file");
+  EXPECT_EQ(path, "/dir");
+}
+
+// ---- Prefixes and suffixes
+// -----------------------------------------------------------------------
+
+struct AffixRow {
+  const char* name;
+  String whole;
+  String affix;
+  bool exactly;
+  bool ignoringCase;
+};
+
+TEST(String, KnowsItsPrefix) {
+  const AffixRow rows[] = {
+      {"the empty prefix", "abc", "", true, true},
+      {"a prefix", "abc", "ab", true, true},
+      {"the whole", "abc", "abc", true, true},
+      {"more than the whole", "abc", "abcd", false, false},
+      {"a suffix", "abc", "bc", false, false},
+      {"the other case", "abc", "AB", false, true},
+      {"the other case in the text", "ABC", "ab", false, true},
+      {"mixed case", "aBcDeFgHiJkLm", "AbCdEfGhIjKl", false, true},
+      {"a slash", "/var", "/", true, true},
+      {"a backslash", "\\var", "\\", true, true},
+      {"a slash against a backslash", "\\var", "/", false, false},
+      {"a dot", ".png", ".", true, true},
+      {"characters 0x20 apart that are no letters", "@[`{", "`{", false, false},
+      {"bytes beyond ASCII", "\xC3\xA4x", "\xC3\xA4", true, true},
+      {"bytes beyond ASCII of the other case", "\xC3\x84x", "\xC3\xA4", false, false},
+      {"a NUL byte", bytes("\0a"sv), bytes("\0"sv), true, true},
+      {"a NUL byte too many", "a", bytes("a\0"sv), false, false},
+  };
+  for (const AffixRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(row.whole.startsWith(row.affix, false), row.exactly);
+    EXPECT_EQ(row.whole.startsWith(row.affix, true), row.ignoringCase);
+  }
+}
+
+TEST(String, KnowsItsSuffix) {
+  const AffixRow rows[] = {
+      {"the empty suffix", "abc", "", true, true},
+      {"a suffix", "abc", "bc", true, true},
+      {"the whole", "abc", "abc", true, true},
+      {"more than the whole", "abc", "xabc", false, false},
+      {"a prefix", "abc", "ab", false, false},
+      {"an extension of the other case", "scene.KSX", ".ksx", false, true},
+      {"an extension", "scene.ksx", ".ksx", true, true},
+      {"an extension without its dot", "sceneksx", ".ksx", false, false},
+      {"a directory at the end", "/Applications/vx.app/Contents/MacOS", "/MacOS", true, true},
+      {"the bare name of a directory", "MacOS", "/MacOS", false, false},
+      {"a directory of the other case", "/Contents/macos", "/MacOS", false, true},
+      {"a pattern", "wood.*", ".*", true, true},
+      {"a dot", "wood.", ".", true, true},
+      {"characters 0x20 apart that are no letters", "ab]^", "}~", false, false},
+      {"bytes beyond ASCII of the other case", "x\xC3\x84", "\xC3\xA4", false, false},
+      {"a NUL byte", bytes("a\0"sv), bytes("\0"sv), true, true},
+      {"a text before the NUL byte", bytes("a\0"sv), "a", false, false},
+  };
+  for (const AffixRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(row.whole.endsWith(row.affix, false), row.exactly);
+    EXPECT_EQ(row.whole.endsWith(row.affix, true), row.ignoringCase);
+  }
+}
+
+// ---- Letter case
+// ---------------------------------------------------------------------------------
+
+int signOf(int value) {
+  return (value > 0) - (value < 0);
+}
+
+TEST(String, ComparesIgnoringLetterCase) {
+  struct Row {
+    const char* name;
+    String left;
+    String right;
+    int sign;
+  };
+  const Row rows[] = {
+      {"both empty", "", "", 0},
+      {"empty before anything", "", "a", -1},
+      {"empty before a NUL byte", "", bytes("\0"sv), -1},
+      {"the same", "abc", "abc", 0},
+      {"the other case", "abc", "ABC", 0},
+      {"mixed case", "aBcDeFgHiJkLmNoP", "AbCdEfGhIjKlMnOp", 0},
+      {"by the first difference", "abz", "aca", -1},
+      {"by the first difference, whatever its case", "abz", "ACA", -1},
+      {"by length when one begins the other", "abc", "ABCD", -1},
+      {"a lower letter before the next upper one", "a", "B", -1},
+      {"an upper letter before the next lower one", "A", "b", -1},
+      {"letters as their lower forms, behind [ to `", "A", "_", 1},
+      {"the last letter before {", "Z", "{", -1},
+      {"@ is no letter", "@", "`", -1},
+      {"[ is no letter", "[", "{", -1},
+      {"bytes beyond ASCII are unsigned", "\xC3\xA4", "z", 1},
+      {"bytes beyond ASCII have no case", "\xC4", "\xE4", -1},
+      {"with its dot, and without", "\xC4\xB0", "i", 1},
+      {"a NUL byte counts", bytes("a\0b"sv), bytes("A\0C"sv), -1},
+      {"a NUL byte does not end the text", bytes("a\0b"sv), "a", 1},
+      {"a difference in the first eight", "abcdefghij", "abcdefgxij", -1},
+      {"a difference behind the first eight", "ABCDEFGHIJ", "abcdefghix", -1},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(signOf(row.left.compareNoCase(row.right)), row.sign);
+    EXPECT_EQ(signOf(row.right.compareNoCase(row.left)), -row.sign);
+  }
+}
+
+unsigned char asciiLower(int byte) {
+  return static_cast<unsigned char>(byte >= 'A' && byte <= 'Z' ? byte - 'A' + 'a' : byte);
+}
+
+/// Two texts of nine bytes, equal but for the byte at `position`: what a word at a time compares,
+/// and one byte beyond it.
+struct BytePair {
+  BytePair(int leftByte, int rightByte, std::size_t position)
+      : left("MMMMMMMMM"), right("mmmmmmmmm") {
+    left[position] = static_cast<char>(leftByte);
+    right[position] = static_cast<char>(rightByte);
+  }
+  std::string left;
+  std::string right;
+};
+
+void expectAsciiCaseOnly() {
+  for (int left = 0; left < 256; ++left) {
+    for (int right = 0; right < 256; ++right) {
+      const auto position = static_cast<std::size_t>(left + right) % 9;
+      const BytePair pair(left, right, position);
+      const String leftText{std::string_view(pair.left)};
+      const String rightText{std::string_view(pair.right)};
+      const int wanted = signOf(asciiLower(left) - asciiLower(right));
+
+      ASSERT_EQ(signOf(leftText.compareNoCase(rightText)), wanted)
+          << left << " against " << right << " at " << position;
+      ASSERT_EQ(leftText.startsWith(rightText, true), wanted == 0) << left << ", " << right;
+      ASSERT_EQ(leftText.endsWith(rightText, true), wanted == 0) << left << ", " << right;
+    }
+  }
+  for (int from = 0; from < 256; ++from) {
+    for (int byte = 0; byte < 256; ++byte) {
+      const char content = static_cast<char>(byte);
+      const String one(std::string_view(&content, 1));
+      const bool isReplaced = asciiLower(from) == asciiLower(byte);
+
+      const String replaced = one.replace(static_cast<char>(from), '#', false, true);
+
+      ASSERT_EQ(replaced.view() == "#"sv, isReplaced || content == '#') << from << ", " << byte;
+    }
+  }
+}
+
+TEST(String, KnowsTheLetterCaseOfAsciiOnly) {
+  expectAsciiCaseOnly();
+}
+
+TEST(String, ComparesEveryByteAtEveryPlaceOfAWord) {
+  for (std::size_t position = 0; position < 9; ++position) {
+    for (int byte = 0; byte < 256; ++byte) {
+      const BytePair pair(byte, byte == 0 ? 255 : byte - 1, position);
+      const String left{std::string_view(pair.left)};
+      const String right{std::string_view(pair.right)};
+      const int wanted =
+          signOf(asciiLower(byte) - asciiLower(static_cast<unsigned char>(pair.right[position])));
+
+      ASSERT_EQ(signOf(left.compareNoCase(right)), wanted) << byte << " at " << position;
+    }
+  }
+}
+
+/// A locale in which letters beyond ASCII have case, made for the test where it is not installed.
+class ScopedLocale {
+ public:
+  ScopedLocale(const char* language, const char* charset)
+      : variable_("LOCPATH", directory_.path()), before_(std::setlocale(LC_ALL, nullptr)) {
+    const std::string command = std::string("localedef -i ") + language + " -f " + charset +
+                                " --no-archive '" + directory_.path("made") + "' >'" +
+                                directory_.path("output") + "' 2>&1";
+    std::system(command.c_str());
+    isSet_ = std::setlocale(LC_ALL, "made") != nullptr;
+  }
+  ScopedLocale(const ScopedLocale&) = delete;
+  ScopedLocale& operator=(const ScopedLocale&) = delete;
+  ~ScopedLocale() { std::setlocale(LC_ALL, before_.c_str()); }
+
+  [[nodiscard]] bool isSet() const { return isSet_; }
+
+ private:
+  TempDir directory_;
+  ScopedEnv variable_;
+  std::string before_;
+  bool isSet_ = false;
+};
+
+TEST(String, KnowsTheLetterCaseOfAsciiOnlyInALocaleOfWesternEurope) {
+  const ScopedLocale locale("de_DE", "ISO-8859-1");
+  if (!locale.isSet()) {
+    GTEST_SKIP() << "localedef cannot make de_DE.ISO-8859-1 here";
+  }
+  ASSERT_EQ(std::tolower(0xC4), 0xE4);
+
+  expectAsciiCaseOnly();
+}
+
+TEST(String, KnowsTheLetterCaseOfAsciiOnlyInATurkishLocale) {
+  const ScopedLocale locale("tr_TR", "ISO-8859-9");
+  if (!locale.isSet()) {
+    GTEST_SKIP() << "localedef cannot make tr_TR.ISO-8859-9 here";
+  }
+  ASSERT_NE(std::tolower('I'), 'i');
+
+  expectAsciiCaseOnly();
+  EXPECT_EQ(String("I").compareNoCase("i"), 0);
+}
+
+// ---- Splitting
+// -----------------------------------------------------------------------------------
+
+TEST(String, SplitsAtEachSeparator) {
+  struct Row {
+    const char* name;
+    String whole;
+    char separator;
+    std::vector<std::string> plain;
+    std::vector<std::string> skippingEmpty;
+    std::vector<std::string> trimmed;
+    std::vector<std::string> trimmedSkippingEmpty;
+  };
+  const Row rows[] = {
+      {"nothing", "", '|', {""}, {}, {""}, {}},
+      {"no separator", "a", '|', {"a"}, {"a"}, {"a"}, {"a"}},
+      {"two paths",
+       "/a b/x.png|/c",
+       '|',
+       {"/a b/x.png", "/c"},
+       {"/a b/x.png", "/c"},
+       {"/a b/x.png", "/c"},
+       {"/a b/x.png", "/c"}},
+      {"an empty piece",
+       "a|b||c",
+       '|',
+       {"a", "b", "", "c"},
+       {"a", "b", "c"},
+       {"a", "b", "", "c"},
+       {"a", "b", "c"}},
+      {"a separator alone", "|", '|', {"", ""}, {}, {"", ""}, {}},
+      {"separators at the ends", "|a|", '|', {"", "a", ""}, {"a"}, {"", "a", ""}, {"a"}},
+      {"white space round the pieces",
+       " a | |b ",
+       '|',
+       {" a ", " ", "b "},
+       {" a ", " ", "b "},
+       {"a", "", "b"},
+       {"a", "b"}},
+      {"white space within a piece",
+       " a b |c",
+       '|',
+       {" a b ", "c"},
+       {" a b ", "c"},
+       {"a b", "c"},
+       {"a b", "c"}},
+      {"every kind of white space",
+       " \t\n\v\f\ra\r\f\v\n\t |\v",
+       '|',
+       {" \t\n\v\f\ra\r\f\v\n\t ", "\v"},
+       {" \t\n\v\f\ra\r\f\v\n\t ", "\v"},
+       {"a", ""},
+       {"a"}},
+      {"white space as the separator",
+       " a  b ",
+       ' ',
+       {"", "a", "", "b", ""},
+       {"a", "b"},
+       {"", "a", "", "b", ""},
+       {"a", "b"}},
+      {"the other case of a letter",
+       "1x2X3",
+       'x',
+       {"1", "2X3"},
+       {"1", "2X3"},
+       {"1", "2X3"},
+       {"1", "2X3"}},
+      {"a NUL byte", bytes("a\0b"sv), '\0', {"a", "b"}, {"a", "b"}, {"a", "b"}, {"a", "b"}},
+      {"a byte beyond ASCII",
+       "a\xFF"
+       "b",
+       '\xFF',
+       {"a", "b"},
+       {"a", "b"},
+       {"a", "b"},
+       {"a", "b"}},
+      {"spaces beyond ASCII are no white space",
+       "\xA0\x85|",
+       '|',
+       {"\xA0\x85", ""},
+       {"\xA0\x85"},
+       {"\xA0\x85", ""},
+       {"\xA0\x85"}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(texts(row.whole.split(row.separator, false, false)), row.plain);
+    EXPECT_EQ(texts(row.whole.split(row.separator, true, false)), row.skippingEmpty);
+    EXPECT_EQ(texts(row.whole.split(row.separator, false, true)), row.trimmed);
+    EXPECT_EQ(texts(row.whole.split(row.separator, true, true)), row.trimmedSkippingEmpty);
+  }
+}
+
+TEST(String, SplitsIntoPiecesThatOutliveIt) {
+  auto whole = std::make_unique<String>("a|b");
+  const vx::StringVector pieces = whole->split('|', true, false);
+
+  whole.reset();
+
+  EXPECT_EQ(texts(pieces), lines("a", "b"));
+}
+
+// ---- Replacing
+// -----------------------------------------------------------------------------------
+
+TEST(String, ReplacesACharacter) {
+  struct Row {
+    const char* name;
+    String whole;
+    char from;
+    char to;
+    const char* every;
+    const char* first;
+    const char* everyIgnoringCase;
+    const char* firstIgnoringCase;
+  };
+  const Row rows[] = {
+      {"nothing", "", 'a', 'b', "", "", "", ""},
+      {"what does not occur", "xyz", 'a', 'b', "xyz", "xyz", "xyz", "xyz"},
+      {"backslashes", "a\\b\\c", '\\', '/', "a/b/c", "a/b\\c", "a/b/c", "a/b\\c"},
+      {"a letter", "axAXa", 'a', '-', "-xAX-", "-xAXa", "-x-X-", "-xAXa"},
+      {"an upper letter", "axAXa", 'A', '-', "ax-Xa", "ax-Xa", "-x-X-", "-xAXa"},
+      {"a letter by its other case", "aA", 'a', 'A', "AA", "AA", "AA", "AA"},
+      {"a character by itself", "aba", 'a', 'a', "aba", "aba", "aba", "aba"},
+      {"no letter, though 0x20 apart from another", "@`", '@', '-', "-`", "-`", "-`", "-`"},
+      {"a byte beyond ASCII", "\xC4\xE4", '\xE4', '-', "\xC4-", "\xC4-", "\xC4-", "\xC4-"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(text(row.whole.replace(row.from, row.to, false, false)), row.every);
+    EXPECT_EQ(text(row.whole.replace(row.from, row.to, true, false)), row.first);
+    EXPECT_EQ(text(row.whole.replace(row.from, row.to, false, true)), row.everyIgnoringCase);
+    EXPECT_EQ(text(row.whole.replace(row.from, row.to, true, true)), row.firstIgnoringCase);
+  }
+}
+
+TEST(String, ReplacesNulBytesBothWays) {
+  EXPECT_EQ(bytes("a\0b\0"sv).replace('\0', '-', false, false), "a-b-");
+  EXPECT_EQ(String("a-b").replace('-', '\0', false, false).view(), "a\0b"sv);
+}
+
+TEST(String, IsNotChangedByReplacing) {
+  const String whole("a\\b");
+
+  EXPECT_EQ(whole.replace('\\', '/', false, false), "a/b");
+
+  EXPECT_EQ(whole, "a\\b");
+}
+
+// ---- From the last separator on
+// ------------------------------------------------------------------
+
+TEST(String, GivesWhatFollowsTheLastSeparator) {
+  struct Row {
+    const char* name;
+    String whole;
+    char separator;
+    const char* without;
+    const char* with;
+  };
+  const Row rows[] = {
+      {"nothing", "", ':', "", ""},
+      {"no separator", "mkDir", ':', "mkDir", "mkDir"},
+      {"one separator", "a:b", ':', "b", ":b"},
+      {"several separators", "vx::Path::exePath()", ':', "exePath()", ":exePath()"},
+      {"a separator at the end", "a:", ':', "", ":"},
+      {"a separator at the front", ":a", ':', "a", ":a"},
+      {"a separator alone", ":", ':', "", ":"},
+      {"the other case of a letter", "aXb", 'x', "aXb", "aXb"},
+      {"a byte beyond ASCII",
+       "a\xFF"
+       "b",
+       '\xFF', "b",
+       "\xFF"
+       "b"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(text(row.whole.fromLast(row.separator, false)), row.without);
+    EXPECT_EQ(text(row.whole.fromLast(row.separator, true)), row.with);
+  }
+}
+
+TEST(String, LooksForTheLastSeparatorBehindNulBytesToo) {
+  const String whole("a:b\0:c"sv);
+
+  EXPECT_EQ(whole.fromLast(':', false), "c");
+  EXPECT_EQ(whole.fromLast('\0', false), ":c");
+  EXPECT_EQ(whole.fromLast('\0', true).view(), "\0:c"sv);
+  EXPECT_EQ(whole.view(), "a:b\0:c"sv);
+}
+
+// ---- Concatenation
+// -------------------------------------------------------------------------------
+
+TEST(String, ConcatenatesIntoANewString) {
+  const char* const null = nullptr;
+  const String left("/dir");
+  const String right("file");
+
+  EXPECT_EQ(left + "/../Resources", "/dir/../Resources");
+  EXPECT_EQ(left + right, "/dirfile");
+  EXPECT_EQ(left + "/" + right, "/dir/file");
+  EXPECT_EQ(left + null, "/dir");
+  EXPECT_EQ(left + "", "/dir");
+  EXPECT_EQ(left + String(), "/dir");
+  EXPECT_EQ(String() + "a", "a");
+  EXPECT_EQ(String() + right, "file");
+  EXPECT_EQ(left + left, "/dir/dir");
+  EXPECT_EQ(left + (left.buf() + 1), "/dirdir");
+
+  EXPECT_EQ(left, "/dir");
+  EXPECT_EQ(right, "file");
+}
+
+TEST(String, ConcatenatesNulBytesOfAString) {
+  EXPECT_EQ((bytes("a\0"sv) + bytes("\0b"sv)).view(), "a\0\0b"sv);
+  EXPECT_EQ((bytes("a\0"sv) + "b\0c").view(), "a\0b"sv);
+}
+
+// ---- Comparison, hash, stream
+// --------------------------------------------------------------------
+
+TEST(String, EqualsByAllItsBytes) {
+  struct Row {
+    const char* name;
+    String left;
+    String right;
+    bool areEqual;
+  };
+  const Row rows[] = {
+      {"both empty", "", String(), true},
+      {"the same bytes", "abc", String("abc"), true},
+      {"the other case", "abc", "ABC", false},
+      {"a prefix", "abc", "ab", false},
+      {"another byte", "abc", "abd", false},
+      {"bytes beyond ASCII", "\xC3\xA4", "\xC3\xA4", true},
+      {"bytes beyond ASCII of the other case", "\xC3\xA4", "\xC3\x84", false},
+      {"NUL bytes", bytes("a\0b"sv), bytes("a\0b"sv), true},
+      {"bytes behind a NUL", bytes("a\0b"sv), bytes("a\0c"sv), false},
+      {"a NUL at the end", bytes("a\0"sv), "a", false},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(row.left == row.right, row.areEqual);
+    EXPECT_EQ(row.right == row.left, row.areEqual);
+    EXPECT_EQ(row.left != row.right, !row.areEqual);
+    EXPECT_EQ(row.right != row.left, !row.areEqual);
+    if (row.areEqual) {
+      EXPECT_EQ(std::hash<String>{}(row.left), std::hash<String>{}(row.right));
+    }
+  }
+}
+
+TEST(String, EqualsATextFromBothSides) {
+  const String star("*");
+
+  EXPECT_TRUE(star == "*");
+  EXPECT_TRUE("*" == star);
+  EXPECT_FALSE(star != "*");
+  EXPECT_FALSE(star == "*.*");
+  EXPECT_TRUE(star != "");
+  EXPECT_TRUE("**" != star);
+  EXPECT_FALSE(String("a") == "A");
+  EXPECT_FALSE(bytes("a\0b"sv) == "a");
+}
+
+TEST(String, EqualsANullPointerWhenItIsEmpty) {
+  const char* const null = nullptr;
+
+  EXPECT_TRUE(String() == null);
+  EXPECT_FALSE(String("a") == null);
+}
+
+TEST(String, OrdersByUnsignedBytes) {
+  const String ordered[] = {
+      "",  bytes("\0"sv), "A", bytes("A\0"sv), "AB",   "B",        "Z",    "_",
+      "a", "ab",          "b", "\x7F",         "\x80", "\xC3\xA4", "\xFF",
+  };
+  for (std::size_t left = 0; left < std::size(ordered); ++left) {
+    for (std::size_t right = 0; right < std::size(ordered); ++right) {
+      EXPECT_EQ(ordered[left] < ordered[right], left < right) << left << " < " << right;
+    }
+  }
+}
+
+TEST(String, HashesByAllItsBytes) {
+  const std::hash<String> hash;
+  String built("ab");
+  built << "c";
+
+  EXPECT_EQ(hash(built), hash("abc"));
+  EXPECT_NE(hash("abc"), hash("ABC"));
+  EXPECT_NE(hash(bytes("a\0b"sv)), hash(bytes("a\0c"sv)));
+}
+
+TEST(String, IsAKeyOfTheStandardContainers) {
+  const std::unordered_set<String> hashed = {"a", "b", "a", bytes("a\0"sv)};
+  const std::set<String> sorted = {"b", "a", "a", "\xFF"};
+
+  EXPECT_EQ(hashed.size(), 3U);
+  EXPECT_TRUE(hashed.contains("b"));
+  EXPECT_EQ(sorted.size(), 3U);
+  EXPECT_EQ(*sorted.begin(), "a");
+}
+
+TEST(String, WritesItsBytesToAStream) {
+  std::ostringstream stream;
+
+  stream << String("a") << String() << bytes("\0\xFF"sv) << '.';
+
+  EXPECT_EQ(stream.str(), "a\0\xFF."sv);
+}
+
+TEST(String, IsFormattedByAStreamAsTextIs) {
+  std::ostringstream stream;
+
+  stream << std::setw(5) << std::setfill('.') << String("ab") << '|' << std::left << std::setw(4)
+         << String("c") << '|';
+
+  EXPECT_EQ(stream.str(), "...ab|c...|");
+}
+
+// ---- Threads
+// -------------------------------------------------------------------------------------
+
+TEST(String, MayBeCopiedChangedAndDestroyedOnSeveralThreadsAtOnce) {
+  const String original("shared");
+  std::vector<std::thread> threads;
+  std::vector<String> results(4);
+
+  for (String& result : results) {
+    threads.emplace_back([original, &result] {
+      for (int round = 0; round < 2000; ++round) {
+        String mine = original;
+        mine << "!";
+        result = mine;
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+
+  for (const String& result : results) {
+    EXPECT_EQ(result, "shared!");
+  }
+  EXPECT_EQ(original, "shared");
+}
+
+TEST(String, IsHandedFromThreadToThread) {
+  String value("0");
+
+  for (int i = 1; i < 20; ++i) {
+    std::thread([&value, copy = value, i]() mutable {
+      copy << " " << std::to_string(i).c_str();
+      value = std::move(copy);
+    }).join();
+  }
+
+  EXPECT_EQ(value, "0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19");
+}
+
+}  // namespace

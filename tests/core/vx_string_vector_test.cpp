@@ -1,0 +1,346 @@
+// Concern: the order of elements, the questions past the end, and copies that never see each
+// other's changes.
+
+#include "core/vx_string_vector.h"
+
+#include "tests/support/log_capture.h"
+#include "tests/support/texts.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using vx::String;
+using vx::StringVector;
+using vx::test::lines;
+using vx::test::text;
+using vx::test::texts;
+
+using Iterator = decltype(std::declval<const StringVector&>().begin());
+static_assert(std::is_same_v<std::decay_t<decltype(*std::declval<Iterator>())>, const String> ||
+              std::is_same_v<std::decay_t<decltype(*std::declval<Iterator>())>, String>);
+static_assert(std::forward_iterator<Iterator>);
+static_assert(std::is_same_v<decltype(std::declval<const StringVector&>().front()), String>);
+static_assert(std::is_same_v<decltype(std::declval<const StringVector&>()[0]), String>);
+
+StringVector numbered(std::size_t count) {
+  StringVector names;
+  for (std::size_t i = 0; i < count; ++i) {
+    names.push_back(std::to_string(i).c_str());
+  }
+  return names;
+}
+
+TEST(StringVector, IsEmptyByDefault) {
+  const StringVector names;
+
+  EXPECT_TRUE(names.empty());
+  EXPECT_EQ(names.size(), 0U);
+  EXPECT_EQ(names.begin(), names.end());
+}
+
+TEST(StringVector, IsEmptyFromAnEmptyListOfElements) {
+  const StringVector names(std::initializer_list<String>{});
+
+  EXPECT_TRUE(names.empty());
+  EXPECT_EQ(names.size(), 0U);
+  EXPECT_EQ(names.begin(), names.end());
+}
+
+TEST(StringVector, KeepsTheOrderOfTheListItIsMadeFrom) {
+  const StringVector names = {"wood.png", "", "look.ksa", "wood.png"};
+
+  EXPECT_FALSE(names.empty());
+  EXPECT_EQ(names.size(), 4U);
+  EXPECT_EQ(texts(names), lines("wood.png", "", "look.ksa", "wood.png"));
+}
+
+TEST(StringVector, TakesOneEmptyElementForAnElement) {
+  const StringVector names = {""};
+
+  EXPECT_FALSE(names.empty());
+  EXPECT_EQ(names.size(), 1U);
+}
+
+TEST(StringVector, AppendsAtTheEnd) {
+  StringVector names = {"a"};
+
+  names.push_back("b");
+  names.push_back(String());
+  names.push_back("a");
+
+  EXPECT_EQ(texts(names), lines("a", "b", "", "a"));
+}
+
+TEST(StringVector, KeepsTheOrderOfManyElements) {
+  const StringVector names = numbered(5000);
+
+  ASSERT_EQ(names.size(), 5000U);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    ASSERT_EQ(names[i], std::to_string(i).c_str());
+  }
+}
+
+TEST(StringVector, AppendsItsOwnElementsWhileItGrows) {
+  StringVector names = {"first"};
+
+  for (int i = 0; i < 40; ++i) {
+    names.push_back(*names.begin());
+  }
+
+  EXPECT_EQ(texts(names), std::vector<std::string>(41, "first"));
+}
+
+TEST(StringVector, GivesTheElementsByTheirIndex) {
+  const StringVector names = {"a", "b", "c"};
+
+  EXPECT_EQ(names[0], "a");
+  EXPECT_EQ(names[1], "b");
+  EXPECT_EQ(names[2], "c");
+}
+
+TEST(StringVector, GivesTheEmptyStringPastTheEnd) {
+  const StringVector none;
+  const StringVector names = numbered(5);  // with room for more behind them
+
+  EXPECT_EQ(none[0], String());
+  EXPECT_EQ(names[5], String());
+  EXPECT_EQ(names[6], String());
+  EXPECT_EQ(names[std::numeric_limits<std::size_t>::max()], String());
+}
+
+TEST(StringVector, GivesItsFirstElementAtTheFront) {
+  const StringVector names = {"a", "b"};
+
+  EXPECT_EQ(names.front(), "a");
+}
+
+TEST(StringVector, GivesTheEmptyStringAtTheFrontOfNothing) {
+  const StringVector none;
+
+  const String front = none.front();
+
+  EXPECT_TRUE(front.isEmpty());
+  EXPECT_STREQ(front.buf(), "");
+}
+
+TEST(StringVector, IteratesForwardsInOrder) {
+  const StringVector names = {"a", "b", "c"};
+  std::string seen;
+
+  for (const String& name : names) {
+    seen += text(name);
+  }
+
+  EXPECT_EQ(seen, "abc");
+  EXPECT_EQ(std::distance(names.begin(), names.end()), 3);
+}
+
+TEST(StringVector, SharesTheTextOfItsElements) {
+  const String name("wood.png");
+
+  const StringVector names = {name};
+
+  EXPECT_EQ(names[0].buf(), name.buf());
+  EXPECT_EQ(names.front().buf(), name.buf());
+}
+
+TEST(StringVector, KeepsItsElementsWhenTheHandlesThatWereGivenChange) {
+  String name("wood.png");
+  StringVector names = {name};
+  names.push_back(name);
+
+  name << ".bak";
+
+  EXPECT_EQ(texts(names), lines("wood.png", "wood.png"));
+}
+
+TEST(StringVector, GivesElementsThatOutliveIt) {
+  auto names = std::make_unique<StringVector>(numbered(3));
+  const String kept = (*names)[1];
+
+  names.reset();
+
+  EXPECT_EQ(kept, "1");
+}
+
+// ---- Joining
+// -------------------------------------------------------------------------------------
+
+TEST(StringVector, JoinsWithTheSeparatorBetweenEachTwo) {
+  struct Row {
+    const char* name;
+    StringVector elements;
+    const char* separator;
+    const char* joined;
+  };
+  const Row rows[] = {
+      {"nothing", {}, ", ", ""},
+      {"one element", {"a"}, ", ", "a"},
+      {"two elements", {"a", "b"}, ", ", "a, b"},
+      {"three elements", {"a", "b", "c"}, ", ", "a, b, c"},
+      {"no separator", {"a", "b", "c"}, "", "abc"},
+      {"one empty element", {""}, ", ", ""},
+      {"only empty elements", {"", "", ""}, "|", "||"},
+      {"empty elements at the ends", {"", "a", ""}, "|", "|a|"},
+      {"elements that hold the separator", {"a|b", "c"}, "|", "a|b|c"},
+      {"bytes beyond ASCII", {"\xC3\xA4", "\xFF"}, "\xC2\xB7", "\xC3\xA4\xC2\xB7\xFF"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(text(row.elements.join(row.separator)), row.joined);
+  }
+}
+
+TEST(StringVector, JoinsNulBytesLikeAnyOther) {
+  const StringVector names = {String(std::string_view("a\0b", 3)), "c"};
+
+  const String joined = names.join(String(std::string_view("\0", 1)));
+
+  EXPECT_EQ(joined.view(), std::string_view("a\0b\0c", 5));
+}
+
+TEST(StringVector, IsNotChangedByJoining) {
+  const StringVector names = {"a", "b"};
+
+  EXPECT_EQ(text(names.join("-")), "a-b");
+
+  EXPECT_EQ(texts(names), lines("a", "b"));
+}
+
+// ---- Values
+// --------------------------------------------------------------------------------------
+
+TEST(StringVector, SharesItsElementsWithACopy) {
+  const StringVector names = {"a", "b"};
+
+  const StringVector copy = names;
+
+  EXPECT_EQ(copy.begin(), names.begin());
+}
+
+TEST(StringVector, DoesNotSeeWhatIsAppendedToACopy) {
+  for (const std::size_t size : {0U, 1U, 3U, 4U, 5U, 8U, 9U}) {
+    SCOPED_TRACE(size);
+    const StringVector names = numbered(size);
+    StringVector copy = names;
+
+    copy.push_back("new");
+
+    EXPECT_EQ(names.size(), size);
+    EXPECT_EQ(texts(names), texts(numbered(size)));
+    EXPECT_EQ(copy.size(), size + 1);
+    EXPECT_EQ(copy[size], "new");
+  }
+}
+
+TEST(StringVector, LetsTwoCopiesGrowApart) {
+  StringVector left = numbered(2);
+  StringVector right = left;
+
+  left.push_back("left");
+  right.push_back("right");
+
+  EXPECT_EQ(texts(left), lines("0", "1", "left"));
+  EXPECT_EQ(texts(right), lines("0", "1", "right"));
+}
+
+TEST(StringVector, AppendsInPlaceAgainOnceItsCopyIsGone) {
+  StringVector names = numbered(3);  // with room for more behind them
+  { const StringVector copy = names; }
+  const String* const before = names.begin();
+
+  names.push_back("new");
+
+  EXPECT_EQ(names.begin(), before);
+  EXPECT_EQ(texts(names), lines("0", "1", "2", "new"));
+}
+
+TEST(StringVector, AppendsItsSharedSelfElementByElement) {
+  StringVector names = {"a", "b"};
+
+  for (const StringVector copy = names; const String& name : copy) {
+    names.push_back(name);
+  }
+
+  EXPECT_EQ(texts(names), lines("a", "b", "a", "b"));
+}
+
+TEST(StringVector, SurvivesAssignmentToItself) {
+  StringVector names = {"a", "b"};
+  const StringVector& itself = names;
+
+  names = itself;
+
+  EXPECT_EQ(texts(names), lines("a", "b"));
+}
+
+TEST(StringVector, TakesOverTheElementsOfAnotherInAssignment) {
+  StringVector names = {"a", "b"};
+  const StringVector others = {"c"};
+
+  names = others;
+
+  EXPECT_EQ(texts(names), lines("c"));
+  EXPECT_EQ(texts(others), lines("c"));
+}
+
+TEST(StringVector, BecomesEmptyWhenAnEmptyOneIsAssigned) {
+  StringVector names = {"a", "b"};
+
+  names = StringVector();
+
+  EXPECT_TRUE(names.empty());
+}
+
+TEST(StringVector, IsEmptyAfterAMoveFromIt) {
+  StringVector names = {"a", "b"};
+  const String* const elements = names.begin();
+
+  const StringVector moved = std::move(names);
+
+  EXPECT_EQ(moved.begin(), elements);
+  EXPECT_TRUE(names.empty());  // NOLINT(bugprone-use-after-move): the promise
+  EXPECT_EQ(names.front(), String());
+  EXPECT_EQ(names.join(", "), String());
+  names.push_back("again");
+  EXPECT_EQ(texts(names), lines("again"));
+}
+
+TEST(StringVector, MayBeCopiedAndDestroyedOnSeveralThreadsAtOnce) {
+  const StringVector names = numbered(20);
+  std::vector<std::thread> threads;
+  std::vector<std::string> joined(4);
+
+  for (std::string& result : joined) {
+    threads.emplace_back([names, &result] {
+      StringVector mine;
+      for (int round = 0; round < 500; ++round) {
+        mine = names;
+        mine.push_back("new");
+      }
+      result = text(mine.join(","));
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+
+  for (const std::string& result : joined) {
+    EXPECT_EQ(result, text(names.join(",")) + ",new");
+  }
+  EXPECT_EQ(names.size(), 20U);
+}
+
+}  // namespace
