@@ -178,7 +178,8 @@ int unpack(vx::String archive) {
   const vx::String directory = vx::Path(vx::Path(archive, true).canonical(), false).dir();
   std::printf("%s:\n", printable(directory).c_str());
   for (const vx::String& file : files) {
-    const vx::String shown(below(directory.view(), file.view()));
+    const vx::String landed = vx::Path(file, true).canonical();
+    const vx::String shown(below(directory.view(), landed.view()));
     std::printf("  %s\n", printable(shown).c_str());
   }
   return messages.none() ? EXIT_SUCCESS : kExitFailure;
