@@ -197,14 +197,16 @@ bool moveFile(String src, String dst);
 
 /// The canonical path of the running executable (macOS _NSGetExecutablePath, Linux /proc/self/exe),
 /// the empty string when it cannot be had. The path of an executable that has been deleted or moved
-/// away since is still returned.
+/// away since is still returned; Linux knows the new one of a file that was renamed. It tells none
+/// that is longer than 4,095 bytes.
 [[nodiscard]] String exePath();
 
-/// The directory of the executable.
+/// The directory of the executable, the empty string when `exePath` has none.
 [[nodiscard]] String exeDir();
 
 /// The directory that holds the application: in a bundle, whose executable lies in a directory
-/// named "MacOS", the one three levels above that; elsewhere `exeDir()`.
+/// named "MacOS", the one three levels above that (four when that one has been removed since);
+/// elsewhere `exeDir()`.
 [[nodiscard]] String appDir();
 
 /// The application's resources: in a bundle the directory "Resources" beside "MacOS", or the one
