@@ -25,25 +25,43 @@ struct Free {
 };
 using SystemText = std::unique_ptr<char, Free>;
 
+// Compared by hand, since a comparison of views calls a function for its one or two bytes.
+
+bool isDot(std::string_view component) noexcept {
+  return component.size() == 1 && component[0] == '.';
+}
+
+bool isDotDot(std::string_view component) noexcept {
+  return component.size() == 2 && component[0] == '.' && component[1] == '.';
+}
+
 /// Takes the components off the front of a path, one by one, skipping separators and ".".
 class ComponentReader {
  public:
-  explicit ComponentReader(std::string_view path) noexcept : rest_(path) {}
+  explicit ComponentReader(std::string_view path) noexcept
+      : next_(path.data()), end_(path.data() + path.size()) {}
 
-  /// The next component, empty at the end.
+  /// The next component, empty at the end. Components are short: a plain loop finds their ends
+  /// sooner than a search function that must be called.
   std::string_view next() noexcept {
     for (;;) {
-      rest_.remove_prefix(std::min(rest_.find_first_not_of(kSeparator), rest_.size()));
-      const std::string_view component = rest_.substr(0, rest_.find(kSeparator));
-      rest_.remove_prefix(component.size());
-      if (component != ".") {
+      while (next_ != end_ && *next_ == kSeparator) {
+        ++next_;
+      }
+      const char* const begin = next_;
+      while (next_ != end_ && *next_ != kSeparator) {
+        ++next_;
+      }
+      const std::string_view component(begin, static_cast<std::size_t>(next_ - begin));
+      if (!isDot(component)) {
         return component;
       }
     }
   }
 
  private:
-  std::string_view rest_;
+  const char* next_;
+  const char* end_;
 };
 
 std::string_view withoutTrailingSeparators(std::string_view path) noexcept {
@@ -62,8 +80,8 @@ std::string_view fileName(std::string_view path) noexcept {
 /// The extension of a file name with its dot; empty where there is none.
 std::string_view extension(std::string_view name) noexcept {
   const std::size_t dot = name.rfind('.');
-  return dot == std::string_view::npos || dot == 0 || name == ".." ? std::string_view()
-                                                                   : name.substr(dot);
+  return dot == std::string_view::npos || dot == 0 || isDotDot(name) ? std::string_view()
+                                                                     : name.substr(dot);
 }
 
 /// The text before the last component, without the separators between them.
@@ -79,24 +97,29 @@ bool isNormal(std::string_view path) noexcept {
   if (path.size() <= 1) {
     return true;
   }
-  const bool isRelative = path.front() != kSeparator;
-  bool onlyParentsSoFar = isRelative;
-  std::string_view rest = isRelative ? path : path.substr(1);
-  for (;;) {
-    const std::size_t end = rest.find(kSeparator);
-    const std::string_view component = rest.substr(0, end);
-    if (component.empty() || component == ".") {
+  const char* next = path.data();
+  const char* const end = next + path.size();
+  bool onlyParentsSoFar = *next != kSeparator;
+  if (!onlyParentsSoFar) {
+    ++next;
+  }
+  for (;; ++next) {
+    const char* const begin = next;
+    while (next != end && *next != kSeparator) {
+      ++next;
+    }
+    const std::string_view component(begin, static_cast<std::size_t>(next - begin));
+    if (component.empty() || isDot(component)) {
       return false;
     }
-    if (component != "..") {
+    if (!isDotDot(component)) {
       onlyParentsSoFar = false;
     } else if (!onlyParentsSoFar) {
       return false;
     }
-    if (end == std::string_view::npos) {
+    if (next == end) {
       return true;
     }
-    rest.remove_prefix(end + 1);
   }
 }
 
@@ -223,7 +246,7 @@ String Path::normalize(String path) {
   ComponentReader reader(path.view());
   for (auto component = reader.next(); !component.empty(); component = reader.next()) {
     const std::string_view before = normal.view();
-    if (component == "..") {
+    if (isDotDot(component)) {
       if (before.size() > kept) {
         const std::size_t last = before.rfind(kSeparator);
         normal.truncate(std::max(kept, last == std::string_view::npos ? 0 : last));
@@ -237,7 +260,7 @@ String Path::normalize(String path) {
       normal.append(kSeparator);
     }
     normal.append(component);
-    if (component == "..") {
+    if (isDotDot(component)) {
       kept = normal.view().size();
     }
   }
@@ -267,7 +290,7 @@ String Path::changeExt(String path, String newExt) {
   const std::string_view text = path.view();
   const std::string_view named = withoutTrailingSeparators(text);
   const std::string_view name = fileName(text);
-  if (name.empty() || name == "." || name == "..") {
+  if (name.empty() || isDot(name) || isDotDot(name)) {
     return path;
   }
   StringBuilder changed(text.size() + newExt.length());

@@ -37,6 +37,8 @@
 #include "core/vx_string.h"
 #include "core/vx_string_vector.h"
 
+#include <utility>
+
 namespace vx {
 
 class Path {
@@ -127,7 +129,7 @@ class Path {
   /// As above for separate parts, each a `String` or a NUL-terminated text.
   template <class... Parts>
   [[nodiscard]] static String join(Parts... parts) {
-    return join(StringVector{String(parts)...});
+    return join(StringVector{String(std::move(parts))...});
   }
 
  private:

@@ -49,7 +49,7 @@ class RefCounted : public IRefCounted {
   void retain() noexcept final { addReference(); }
 
   void release() noexcept final {
-    if (dropReference()) {
+    if (dropReference()) [[unlikely]] {
       destroy();
     }
   }
@@ -76,7 +76,7 @@ class RefCounted : public IRefCounted {
   }
 
   void addReference() noexcept {
-    if (processHasOneThread()) {
+    if (processHasOneThread()) [[likely]] {
       count_.store(count_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     } else {
       count_.fetch_add(1, std::memory_order_relaxed);
@@ -84,7 +84,7 @@ class RefCounted : public IRefCounted {
   }
 
   [[nodiscard]] bool dropReference() noexcept {
-    if (processHasOneThread()) {
+    if (processHasOneThread()) [[likely]] {
       const std::size_t left = count_.load(std::memory_order_relaxed) - 1;
       count_.store(left, std::memory_order_relaxed);
       return left == 0;

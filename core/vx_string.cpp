@@ -4,6 +4,7 @@
 #include "core/vx_string_vector.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -34,30 +35,49 @@ constexpr std::uint64_t lowered(std::uint64_t bytes) noexcept {
   return bytes | (upper >> 2);
 }
 
-std::uint64_t loadEight(const char* bytes) noexcept {
-  std::uint64_t word = 0;
+constexpr std::size_t kWord = sizeof(std::uint64_t);
+
+template <class Word>
+std::uint64_t load(const char* bytes) noexcept {
+  Word word{};
   std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
+/// The first `length` bytes as a word, 1 to 8 of them, the first one lowest.
+std::uint64_t loadWord(const char* bytes, std::size_t length) noexcept {
+  if constexpr (std::endian::native == std::endian::little) {
+    if (length >= kWord) {
+      return load<std::uint64_t>(bytes);
+    }
+    // Loads that overlap, so that no byte behind the text is read.
+    if (length >= sizeof(std::uint32_t)) {
+      const std::size_t second = length - sizeof(std::uint32_t);
+      return load<std::uint32_t>(bytes) | load<std::uint32_t>(bytes + second) << (8 * second);
+    }
+    const std::size_t middle = length / 2;
+    const std::size_t last = length - 1;
+    return load<std::uint8_t>(bytes) | load<std::uint8_t>(bytes + middle) << (8 * middle) |
+           load<std::uint8_t>(bytes + last) << (8 * last);
+  }
+  std::uint64_t word = 0;
+  for (std::size_t i = 0; i < std::min(length, kWord); ++i) {
+    word |= load<std::uint8_t>(bytes + i) << (8 * i);
+  }
   return word;
 }
 
 int compareNoCase(std::string_view a, std::string_view b) noexcept {
   const std::size_t common = std::min(a.size(), b.size());
-  std::size_t i = 0;
-  for (; common - i >= sizeof(std::uint64_t); i += sizeof(std::uint64_t)) {
-    if (lowered(loadEight(a.data() + i)) != lowered(loadEight(b.data() + i))) {
-      break;
+  for (std::size_t i = 0; i < common; i += kWord) {
+    const std::uint64_t left = lowered(loadWord(a.data() + i, common - i));
+    const std::uint64_t right = lowered(loadWord(b.data() + i, common - i));
+    if (left != right) {
+      const int first = std::countr_zero(left ^ right) & ~7;
+      return static_cast<int>(left >> first & 0xFF) - static_cast<int>(right >> first & 0xFF);
     }
   }
-  for (; i < common; ++i) {
-    const int difference = lowered(a[i]) - lowered(b[i]);
-    if (difference != 0) {
-      return difference;
-    }
-  }
-  if (a.size() == b.size()) {
-    return 0;
-  }
-  return a.size() < b.size() ? -1 : 1;
+  return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
 }
 
 bool equal(std::string_view a, std::string_view b, bool ignoreCase) noexcept {
@@ -82,6 +102,12 @@ String joined(std::string_view first, std::string_view second) {
 
 }  // namespace
 
+String::Text* String::Text::create(std::size_t capacity) {
+  auto* const text = new (::operator new(sizeof(Text) + capacity + 1)) Text;
+  text->capacity = capacity;
+  return text;
+}
+
 void String::Text::destroy() noexcept {
   this->~Text();
   ::operator delete(this);
@@ -91,8 +117,7 @@ StringBuilder::StringBuilder(std::size_t capacity) : bytes_(nullptr), capacity_(
   if (capacity == 0) {
     return;
   }
-  auto* const text = new (::operator new(sizeof(String::Text) + capacity + 1)) String::Text;
-  text->capacity = capacity;
+  String::Text* const text = String::Text::create(capacity);
   string_ = String(text);
   bytes_ = text->bytes();
 }
@@ -101,17 +126,26 @@ String StringBuilder::finish() noexcept {
   if (length_ == 0) {
     return {};
   }
-  bytes_[length_] = '\0';
-  string_.text()->length = length_;
+  string_.text()->setLength(length_);
   return std::move(string_);
 }
 
 String::String(Text* text) noexcept : RefersTo(text) {}
 
-String::String(std::string_view text) : String(joined(text, {})) {}
+String::String(std::string_view text) : RefersTo(copied(text)) {}
 
 String::String(const char* text, std::size_t length)
     : String(length == 0 || text == nullptr ? viewOf(text) : std::string_view(text, length)) {}
+
+String::Text* String::copied(std::string_view text) {
+  if (text.empty()) {
+    return nullptr;
+  }
+  Text* const copy = Text::create(text.size());
+  std::memcpy(copy->bytes(), text.data(), text.size());
+  copy->setLength(text.size());
+  return copy;
+}
 
 String& String::operator=(const char* text) {
   const std::string_view incoming = viewOf(text);
@@ -124,8 +158,7 @@ String& String::operator=(const char* text) {
   }
   // The text may be part of the buffer that it replaces.
   std::memmove(held->bytes(), incoming.data(), incoming.size());
-  held->bytes()[incoming.size()] = '\0';
-  held->length = incoming.size();
+  held->setLength(incoming.size());
   return *this;
 }
 
@@ -147,17 +180,17 @@ void String::append(std::string_view added) {
   const std::size_t length = this->length() + added.size();
   if (held != nullptr && held->isUnique() && held->capacity >= length) {
     // Bytes of the own buffer end where the new ones begin, so the two never overlap.
-    std::memcpy(held->bytes() + held->length, added.data(), added.size());
-    held->bytes()[length] = '\0';
-    held->length = length;
+    copyBytes(held->bytes() + held->length, added.data(), added.size());
+    held->setLength(length);
     return;
   }
   // Room for as much again, so that a text built piece by piece is copied a constant number of
   // times.
-  StringBuilder builder(held == nullptr ? length : length + length);
-  builder.append(view());
-  builder.append(added);
-  *this = builder.finish();
+  Text* const grown = Text::create(held == nullptr ? length : 2 * length);
+  copyBytes(grown->bytes(), buf(), this->length());
+  copyBytes(grown->bytes() + this->length(), added.data(), added.size());
+  grown->setLength(length);
+  *this = String(grown);
 }
 
 bool String::startsWith(String prefix, bool ignoreCase) const noexcept {

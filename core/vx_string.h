@@ -124,6 +124,8 @@ class String final : public RefersTo<IRefCounted> {
 
   explicit String(Text* text) noexcept;
 
+  [[nodiscard]] static Text* copied(std::string_view text);
+
   [[nodiscard]] RefCounted* counted() const noexcept {
     return static_cast<RefCounted*>(implementation());
   }
@@ -138,9 +140,11 @@ class String final : public RefersTo<IRefCounted> {
     return text;
   }
 
+  /// Leaves null behind, last of all: the compiler then sees that the base has nothing to do.
   void releaseText() noexcept {
-    if (auto* const text = static_cast<RefCounted*>(detach())) {
+    if (RefCounted* const text = counted()) {
       text->release();
+      static_cast<void>(detach());
     }
   }
 
@@ -153,6 +157,15 @@ struct String::Text final : RefCounted {
   std::size_t capacity = 0;  // bytes that fit, the terminating NUL not counted
 
   [[nodiscard]] char* bytes() noexcept { return reinterpret_cast<char*>(this + 1); }
+
+  /// A block with room for `capacity` bytes that holds none yet.
+  [[nodiscard]] static Text* create(std::size_t capacity);
+
+  /// Ends the text after `length` bytes.
+  void setLength(std::size_t newLength) noexcept {
+    length = newLength;
+    bytes()[newLength] = '\0';
+  }
 
  private:
   void destroy() noexcept override;

@@ -4,12 +4,38 @@
 
 #include "core/vx_string.h"
 
-#include <algorithm>
 #include <cassert>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace vx {
+
+/// Copies `length` bytes between places that do not overlap. Names and separators are mostly so
+/// short that a call of memcpy would cost more than they do: up to 16 bytes go as two words that
+/// overlap.
+inline void copyBytes(char* to, const char* from, std::size_t length) noexcept {
+  const auto asTwo = [=](auto word) {
+    constexpr std::size_t kSize = sizeof word;
+    auto last = word;
+    std::memcpy(&word, from, kSize);
+    std::memcpy(&last, from + length - kSize, kSize);
+    std::memcpy(to, &word, kSize);
+    std::memcpy(to + length - kSize, &last, kSize);
+  };
+  if (length > 2 * sizeof(std::uint64_t)) {
+    std::memcpy(to, from, length);
+  } else if (length >= sizeof(std::uint64_t)) {
+    asTwo(std::uint64_t{});
+  } else if (length >= sizeof(std::uint32_t)) {
+    asTwo(std::uint32_t{});
+  } else if (length >= sizeof(std::uint16_t)) {
+    asTwo(std::uint16_t{});
+  } else if (length == 1) {
+    *to = *from;
+  }
+}
 
 class StringBuilder {
  public:
@@ -21,7 +47,7 @@ class StringBuilder {
 
   void append(std::string_view added) noexcept {
     assert(added.size() <= capacity_ - length_);
-    std::copy_n(added.data(), added.size(), bytes_ + length_);
+    copyBytes(bytes_ + length_, added.data(), added.size());
     length_ += added.size();
   }
 

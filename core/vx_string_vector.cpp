@@ -8,35 +8,22 @@
 
 namespace vx {
 
-struct StringVector::Items final : RefCounted {
-  std::size_t size = 0;
-  std::size_t capacity = 0;
+StringVector::Items* StringVector::Items::create(std::size_t capacity) {
+  static_assert(sizeof(Items) % alignof(String) == 0);
+  auto* const items = new (::operator new(sizeof(Items) + capacity * sizeof(String))) Items;
+  items->capacity = capacity;
+  return items;
+}
 
-  [[nodiscard]] String* elements() noexcept { return reinterpret_cast<String*>(this + 1); }
+void StringVector::Items::append(String element) noexcept {
+  new (elements() + size) String(std::move(element));
+  ++size;
+}
 
-  void append(String element) noexcept {
-    new (elements() + size) String(std::move(element));
-    ++size;
-  }
-
-  /// A block with room for `capacity` elements that holds none yet.
-  static Items* create(std::size_t capacity) {
-    static_assert(sizeof(Items) % alignof(String) == 0);
-    auto* const items = new (::operator new(sizeof(Items) + capacity * sizeof(String))) Items;
-    items->capacity = capacity;
-    return items;
-  }
-
- private:
-  void destroy() noexcept override {
-    std::destroy_n(elements(), size);
-    this->~Items();
-    ::operator delete(this);
-  }
-};
-
-StringVector::Items* StringVector::items() const noexcept {
-  return static_cast<Items*>(implementation());
+void StringVector::Items::destroy() noexcept {
+  std::destroy_n(elements(), size);
+  this->~Items();
+  ::operator delete(this);
 }
 
 StringVector::StringVector(std::initializer_list<String> elements) {
@@ -56,7 +43,7 @@ void StringVector::push_back(String element) {
     held->append(std::move(element));
     return;
   }
-  constexpr std::size_t kFirstCapacity = 4;
+  constexpr std::size_t kFirstCapacity = 8;
   Items* const grown = Items::create(held == nullptr ? kFirstCapacity : held->size * 2);
   for (std::size_t i = 0; i < size(); ++i) {
     // Elements that nobody else sees move over; shared ones are copied.
@@ -67,34 +54,25 @@ void StringVector::push_back(String element) {
   RefersTo::operator=(RefersTo(grown));
 }
 
-const String* StringVector::begin() const noexcept {
-  return items() == nullptr ? nullptr : items()->elements();
-}
-
-const String* StringVector::end() const noexcept {
-  return begin() + size();
-}
-
 String StringVector::operator[](std::size_t index) const noexcept {
   return index < size() ? begin()[index] : String();
-}
-
-std::size_t StringVector::size() const noexcept {
-  return items() == nullptr ? 0 : items()->size;
 }
 
 String StringVector::join(String separator) const {
   if (empty()) {
     return {};
   }
-  std::size_t length = (size() - 1) * separator.length();
-  for (const String& element : *this) {
-    length += element.length();
+  const String* const first = begin();
+  const String* const last = end();
+  const std::string_view between = separator.view();
+  std::size_t length = (size() - 1) * between.size();
+  for (const String* element = first; element != last; ++element) {
+    length += element->length();
   }
   StringBuilder builder(length);
-  builder.append(begin()->view());
-  for (const String* element = begin() + 1; element != end(); ++element) {
-    builder.append(separator.view());
+  builder.append(first->view());
+  for (const String* element = first + 1; element != last; ++element) {
+    builder.append(between);
     builder.append(element->view());
   }
   return builder.finish();

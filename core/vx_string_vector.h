@@ -31,7 +31,7 @@ class StringVector final : public RefersTo<IRefCounted> {
 
   /// The elements in the order of their insertion, valid until the list is changed or destroyed.
   [[nodiscard]] const String* begin() const noexcept;
-  [[nodiscard]] const String* end() const noexcept;
+  [[nodiscard]] const String* end() const noexcept { return begin() + size(); }
 
   /// The first element; the empty string where there is none.
   [[nodiscard]] String front() const noexcept { return (*this)[0]; }
@@ -53,5 +53,34 @@ class StringVector final : public RefersTo<IRefCounted> {
 
   [[nodiscard]] Items* items() const noexcept;
 };
+
+struct StringVector::Items final : RefCounted {
+  std::size_t size = 0;
+  std::size_t capacity = 0;
+
+  [[nodiscard]] String* elements() noexcept { return reinterpret_cast<String*>(this + 1); }
+
+  /// A block with room for `capacity` elements that holds none yet.
+  [[nodiscard]] static Items* create(std::size_t capacity);
+
+  void append(String element) noexcept;
+
+ private:
+  void destroy() noexcept override;
+};
+
+inline StringVector::Items* StringVector::items() const noexcept {
+  return static_cast<Items*>(implementation());
+}
+
+inline const String* StringVector::begin() const noexcept {
+  Items* const held = items();
+  return held == nullptr ? nullptr : held->elements();
+}
+
+inline std::size_t StringVector::size() const noexcept {
+  const Items* const held = items();
+  return held == nullptr ? 0 : held->size;
+}
 
 }  // namespace vx

@@ -196,6 +196,23 @@ bool rmFile(String path) {
 // ---------------------------------------------------------------------------------------------
 // Copy and move
 
+namespace {
+
+/// Replaces the content of `dst` by that of `src`, as far as both can be opened, read and written.
+void copyContent(String src, String dst) {
+  // The streams would move 8 KiB at a time. One byte more than a block, since they read one less
+  // than the room they are given.
+  constexpr std::size_t kRoom = 128 * 1024 + 1;
+  const auto room = std::make_unique_for_overwrite<char[]>(kRoom);
+  std::ifstream input;
+  input.rdbuf()->pubsetbuf(room.get(), kRoom);
+  input.open(src.buf(), std::ios::in | std::ios::binary);
+  std::ofstream output(dst.buf(), std::ios::out | std::ios::binary | std::ios::trunc);
+  output << input.rdbuf();
+}
+
+}  // namespace
+
 bool copyFile(String src, String dst) {
   if (src.compareNoCase(dst) == 0) {
     logWarning("Cannot copy '%s' to itself.", src.buf());
@@ -208,11 +225,7 @@ bool copyFile(String src, String dst) {
     logError("File copy failed, could not delete destination file: %s", dst.buf());
     return false;
   }
-  {
-    std::ifstream input(src.buf(), std::ios::in | std::ios::binary);
-    std::ofstream output(dst.buf(), std::ios::out | std::ios::binary | std::ios::trunc);
-    output << input.rdbuf();
-  }
+  copyContent(src, dst);
   return Path::isFile(dst, /*normalizeFirst=*/true);
 }
 
