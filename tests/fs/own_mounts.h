@@ -1,0 +1,28 @@
+// Tests that need a file system of a certain kind: in a forked child with mounts of its own.
+
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace vx::test {
+
+/// Whether a child can be given mounts of its own: by right, or in a user namespace of its own. A
+/// test that needs them skips where it is false.
+[[nodiscard]] bool canMount();
+
+/// The reason to give when it cannot.
+inline constexpr const char* kCannotMount =
+    "mounting needs root's rights or a user namespace, and this process has neither";
+
+/// Runs `body` in a forked child (`runInChild`) of which the mounts are seen by nobody else and end
+/// with it.
+void runWithOwnMounts(const std::function<void()>& body);
+
+/// Mounts an empty file system in memory on the existing directory. In such a child only.
+void mountMemory(const std::string& directory, const std::string& options);
+
+/// Makes what is mounted on the directory read-only. In such a child only.
+void makeReadOnly(const std::string& directory);
+
+}  // namespace vx::test
