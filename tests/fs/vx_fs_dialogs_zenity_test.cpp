@@ -68,13 +68,13 @@ class ZenityDialog : public testing::Test {
   ~ZenityDialog() override { ::alarm(0); }
 
   /// What zenity prints at the next dialog; before the first call, every dialog is cancelled.
-  void answer(const std::string& line) const { tmp.write("answer", line + "\n"); }
+  void answer(const std::string& line) const { tmp().write("answer", line + "\n"); }
 
   /// The command line of the last dialog; none when no dialog was opened.
   [[nodiscard]] std::vector<std::string> arguments() const {
     std::vector<std::string> list;
     std::string argument;
-    for (const char byte : tmp.exists("arguments") ? tmp.read("arguments") : "") {
+    for (const char byte : tmp().exists("arguments") ? tmp().read("arguments") : "") {
       if (byte == '\0') {
         list.push_back(argument);
         argument.clear();
@@ -85,15 +85,16 @@ class ZenityDialog : public testing::Test {
     return list;
   }
 
-  TempDir tmp;
+  [[nodiscard]] const TempDir& tmp() const noexcept { return tmp_; }
 
  private:
+  TempDir tmp_;
   ScopedEnv path_{"PATH", pathWithStandIn()};
   ScopedEnv display_{"DISPLAY", ":0"};
   ScopedEnv remote_{"SSH_TTY", "none"};  // a dialog of its own, not one attached to a window
   ScopedEnv desktop_{"XDG_SESSION_DESKTOP", nullptr};
-  ScopedEnv argumentsFile_{"ZENITY_ARGUMENTS", tmp.path("arguments")};
-  ScopedEnv answerFile_{"ZENITY_ANSWER", tmp.path("answer")};
+  ScopedEnv argumentsFile_{"ZENITY_ARGUMENTS", tmp().path("arguments")};
+  ScopedEnv answerFile_{"ZENITY_ANSWER", tmp().path("answer")};
 };
 
 }  // namespace
@@ -105,7 +106,7 @@ TEST(DialogText, IsDeclaredUtf8WhetherOrNotTheLibraryHasTheSwitch) {
 // ---- One dialog of each kind ----------------------------------------------------------------
 
 TEST_F(ZenityDialog, PicksOneFile) {
-  const std::string file = tmp.write("a.png", "");
+  const std::string file = tmp().write("a.png", "");
   answer(file);
 
   const String chosen = browseFile("Pick one", text(file), "Images", {"png", ".jpg", "*.exr"});
@@ -117,40 +118,40 @@ TEST_F(ZenityDialog, PicksOneFile) {
 }
 
 TEST_F(ZenityDialog, PicksSeveralFilesInTheOrderOfTheAnswer) {
-  const std::string c = tmp.write("c.png", "");
-  const std::string a = tmp.write("a glow.png", "");
-  const std::string b = tmp.write("Dämmerung.jpg", "");
+  const std::string c = tmp().write("c.png", "");
+  const std::string a = tmp().write("a glow.png", "");
+  const std::string b = tmp().write("Dämmerung.jpg", "");
   answer(c + "|" + a + "|" + b);
 
-  const StringVector chosen = browseFiles("Pick some", text(tmp.path() + "/"), "Images", {"png"});
+  const StringVector chosen = browseFiles("Pick some", text(tmp().path() + "/"), "Images", {"png"});
 
   EXPECT_EQ(texts(chosen), lines(c, a, b));
-  EXPECT_EQ(
-      arguments(),
-      lines("--file-selection", "--multiple", "--title=Pick some", "--filename=" + tmp.path() + "/",
-            "--file-filter=Images (png) | *.png", "--file-filter=All files | *"));
+  EXPECT_EQ(arguments(),
+            lines("--file-selection", "--multiple", "--title=Pick some",
+                  "--filename=" + tmp().path() + "/", "--file-filter=Images (png) | *.png",
+                  "--file-filter=All files | *"));
 }
 
 TEST_F(ZenityDialog, PicksOneFileOfSeveralAllowed) {
-  const std::string file = tmp.write("a.png", "");
+  const std::string file = tmp().write("a.png", "");
   answer(file);
 
   EXPECT_EQ(texts(browseFiles("Pick some", "", "", {})), lines(file));
 }
 
 TEST_F(ZenityDialog, PicksAFolder) {
-  const std::string folder = tmp.mkdir("Bilder 2");
+  const std::string folder = tmp().mkdir("Bilder 2");
   answer(folder);
 
-  const String chosen = browseDir("Pick a folder", text(tmp.path() + "/"));
+  const String chosen = browseDir("Pick a folder", text(tmp().path() + "/"));
 
   EXPECT_EQ(chosen.view(), folder);
   EXPECT_EQ(arguments(), lines("--file-selection", "--directory", "--title=Pick a folder",
-                               "--filename=" + tmp.path() + "/"));
+                               "--filename=" + tmp().path() + "/"));
 }
 
 TEST_F(ZenityDialog, ChoosesANameToSaveTo) {
-  const std::string file = tmp.path("new.png");
+  const std::string file = tmp().path("new.png");
   answer(file);
 
   const String chosen = saveFile("Save as", text(file), "Images", {"png", "exr"});
@@ -160,16 +161,16 @@ TEST_F(ZenityDialog, ChoosesANameToSaveTo) {
             lines("--file-selection", "--save", "--confirm-overwrite", "--title=Save as",
                   "--filename=" + file, "--file-filter=Images (png, exr) | *.png *.exr",
                   "--file-filter=All files | *"));
-  EXPECT_FALSE(tmp.exists("new.png"));
+  EXPECT_FALSE(tmp().exists("new.png"));
 }
 
 TEST_F(ZenityDialog, ChoosesAFileToSaveOver) {
-  const std::string file = tmp.write("old.png", "text");
+  const std::string file = tmp().write("old.png", "text");
   answer(file);
 
   EXPECT_EQ(saveFile("Save as", text(file), "", {}).view(), file);
 
-  EXPECT_EQ(tmp.read("old.png"), "text");
+  EXPECT_EQ(tmp().read("old.png"), "text");
 }
 
 // ---- Cancel ---------------------------------------------------------------------------------
@@ -206,8 +207,8 @@ TEST_F(ZenityDialog, IsSilentAboutChoiceAndCancel) {
   const ErrorStateSentinel sentinel;
 
   EXPECT_EQ(browseFile("Pick one", "", "", {}), "");
-  answer(tmp.write("a.png", ""));
-  EXPECT_EQ(browseFile("Pick one", "", "", {}).view(), tmp.path("a.png"));
+  answer(tmp().write("a.png", ""));
+  EXPECT_EQ(browseFile("Pick one", "", "", {}).view(), tmp().path("a.png"));
 
   EXPECT_EQ(log.all(), lines());
   EXPECT_TRUE(sentinel.isUntouched());
@@ -216,7 +217,7 @@ TEST_F(ZenityDialog, IsSilentAboutChoiceAndCancel) {
 // ---- What the texts become ------------------------------------------------------------------
 
 TEST_F(ZenityDialog, ShowsUtf8) {
-  const std::string file = tmp.write("Bäume/夕方.jpg", "");
+  const std::string file = tmp().write("Bäume/夕方.jpg", "");
   answer(file);
 
   const String chosen = browseFile("Öffnen – 開く 🌲", text(file), "Bilder für Räume", {"jpg"});

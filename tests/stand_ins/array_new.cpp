@@ -1,63 +1,46 @@
 #include "tests/stand_ins/array_new.h"
 
-#include <array>
-#include <cstddef>
 #include <cstdlib>
 #include <new>
 
 namespace vx::test {
 namespace {
 
-struct Event {
-  const void* address = nullptr;
-  std::size_t size = 0;
-  bool isNew = false;
-};
-
-// Filled from inside the allocator, so it may not allocate.
-bool isLogging = false;
-std::size_t count = 0;
-std::array<Event, 256> log;
-
-void note(Event event) {
-  if (!isLogging || event.address == nullptr) {
-    return;
-  }
-  if (count == log.size()) {
-    std::abort();
-  }
-  log[count++] = event;
-}
-
-/// The size of the array that the event at `index` deletes, as its last allocation before that
-/// says.
-std::string deletedSize(std::size_t index) {
-  for (std::size_t i = index; i-- > 0;) {
-    if (log[i].isNew && log[i].address == log[index].address) {
-      return std::to_string(log[i].size);
-    }
-  }
-  return "?";
-}
+ArrayNewLog* current = nullptr;
 
 }  // namespace
 
 ArrayNewLog::ArrayNewLog() {
-  count = 0;
-  isLogging = true;
+  current = this;
 }
 
 ArrayNewLog::~ArrayNewLog() {
-  isLogging = false;
+  current = nullptr;
+}
+
+void ArrayNewLog::note(void* address, std::size_t size, bool isNew) {
+  if (current != nullptr && address != nullptr) {
+    // The list itself is allocated with the plain new.
+    current->events_.push_back({.address = address, .size = size, .isNew = isNew});
+  }
 }
 
 std::vector<std::string> ArrayNewLog::events() const {
   std::vector<std::string> texts;
-  for (std::size_t i = 0; i < count; ++i) {
-    texts.push_back(log[i].isNew ? "new " + std::to_string(log[i].size)
-                                 : "delete " + deletedSize(i));
+  for (std::size_t i = 0; i < events_.size(); ++i) {
+    texts.push_back(events_[i].isNew ? "new " + std::to_string(events_[i].size)
+                                     : "delete " + sizeOfDeleted(i));
   }
   return texts;
+}
+
+std::string ArrayNewLog::sizeOfDeleted(std::size_t event) const {
+  for (std::size_t i = event; i-- > 0;) {
+    if (events_[i].isNew && events_[i].address == events_[event].address) {
+      return std::to_string(events_[i].size);
+    }
+  }
+  return "?";
 }
 
 }  // namespace vx::test
@@ -67,12 +50,12 @@ void* operator new[](std::size_t size) {
   if (array == nullptr) {
     throw std::bad_alloc();
   }
-  vx::test::note({array, size, true});
+  vx::test::ArrayNewLog::note(array, size, /*isNew=*/true);
   return array;
 }
 
 void operator delete[](void* array) noexcept {
-  vx::test::note({array, 0, false});
+  vx::test::ArrayNewLog::note(array, 0, /*isNew=*/false);
   std::free(array);
 }
 

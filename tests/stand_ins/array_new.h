@@ -8,6 +8,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,20 @@ class ArrayNewLog {
   /// In order: "new N" and "delete N", N being the size in bytes. An array from before the log's
   /// time is "delete ?". Null pointers are left out.
   [[nodiscard]] std::vector<std::string> events() const;
+
+  /// What the replaced operators report.
+  static void note(void* address, std::size_t size, bool isNew);
+
+ private:
+  struct Event {
+    void* address;
+    std::size_t size;
+    bool isNew;
+  };
+
+  [[nodiscard]] std::string sizeOfDeleted(std::size_t event) const;
+
+  std::vector<Event> events_;
 };
 
 }  // namespace vx::test

@@ -2,56 +2,38 @@
 
 #include <tinyfiledialogs.h>
 
-#include <cstring>
+#include <algorithm>
 #include <stdexcept>
-#include <string>
+#include <string_view>
 
 int tinyfd_winUtf8 = 0;
 
 namespace vx::test {
 
-/// What the library keeps between calls.
+/// What the calls have in common.
 class DialogLibrary {
  public:
-  static DialogLibrary& instance() {
-    static DialogLibrary library;
-    return library;
-  }
+  /// The dialogs of the running test, if any.
+  static inline ScriptedDialogs* dialogs = nullptr;
 
-  void attach(ScriptedDialogs* dialogs) {
-    if (dialogs != nullptr && dialogs_ != nullptr) {
-      throw std::logic_error("one test scripts the dialogs at a time");
+  static void opens(const char* kind) {
+    if (dialogs != nullptr && dialogs->whileOpen) {
+      dialogs->whileOpen();
     }
-    dialogs_ = dialogs;
+    note(kind);
   }
 
-  void answerWith(const char* answer) {
-    isCancelled_ = answer == nullptr;
-    const std::string text = isCancelled_ ? "" : answer;
-    if (text.size() >= sizeof answer_) {
-      throw std::length_error("the answer is too long");
-    }
-    std::memset(answer_, '?', sizeof answer_);
-    std::memcpy(answer_, text.c_str(), text.size() + 1);
-  }
-
-  void opens() {
-    if (dialogs_ != nullptr && dialogs_->whileOpen) {
-      dialogs_->whileOpen();
+  static void note(const std::string& line) {
+    if (dialogs != nullptr) {
+      dialogs->calls_.push_back(line);
     }
   }
 
-  void note(const std::string& line) {
-    if (dialogs_ != nullptr) {
-      dialogs_->calls_.push_back(line);
-    }
-  }
-
-  void noteText(const std::string& name, const char* text) {
+  static void noteText(const std::string& name, const char* text) {
     note(name + (text == nullptr ? " null" : " <" + std::string(text) + ">"));
   }
 
-  void notePatterns(int count, const char* const* patterns) {
+  static void notePatterns(int count, const char* const* patterns) {
     note("count " + std::to_string(count));
     if (patterns == nullptr) {
       note("patterns null");
@@ -62,62 +44,63 @@ class DialogLibrary {
     }
   }
 
-  char* answer() { return isCancelled_ ? nullptr : answer_; }
-
- private:
-  ScriptedDialogs* dialogs_ = nullptr;
-  bool isCancelled_ = true;
-  char answer_[4096] = "";
+  static char* answer() {
+    return dialogs == nullptr || dialogs->isCancelled_ ? nullptr : dialogs->answer_.data();
+  }
 };
 
 ScriptedDialogs::ScriptedDialogs(const char* answer) {
-  DialogLibrary::instance().attach(this);
-  DialogLibrary::instance().answerWith(answer);
+  if (DialogLibrary::dialogs != nullptr) {
+    throw std::logic_error("the dialogs are scripted already");
+  }
+  this->answer(answer);
+  DialogLibrary::dialogs = this;
 }
 
 ScriptedDialogs::~ScriptedDialogs() {
-  DialogLibrary::instance().attach(nullptr);
-  DialogLibrary::instance().answerWith(nullptr);
+  DialogLibrary::dialogs = nullptr;
 }
 
 void ScriptedDialogs::answer(const char* answer) {
-  DialogLibrary::instance().answerWith(answer);
+  isCancelled_ = answer == nullptr;
+  const std::string_view text = isCancelled_ ? std::string_view() : answer;
+  if (text.size() >= answer_.size()) {
+    throw std::length_error("the answer is too long");
+  }
+  answer_.fill('\0');
+  std::copy(text.begin(), text.end(), answer_.begin());
 }
 
 }  // namespace vx::test
 
 using vx::test::DialogLibrary;
 
-char* tinyfd_openFileDialog(const char* title, const char* path, int count,
-                            const char* const* patterns, const char* description, int multiple) {
-  DialogLibrary& library = DialogLibrary::instance();
-  library.opens();
-  library.note("open");
-  library.noteText("title", title);
-  library.noteText("path", path);
-  library.notePatterns(count, patterns);
-  library.noteText("description", description);
-  library.note("multiple " + std::to_string(multiple));
-  return library.answer();
+char* tinyfd_openFileDialog(const char* aTitle, const char* aDefaultPathAndOrFile,
+                            int aNumOfFilterPatterns, const char* const* aFilterPatterns,
+                            const char* aSingleFilterDescription, int aAllowMultipleSelects) {
+  DialogLibrary::opens("open");
+  DialogLibrary::noteText("title", aTitle);
+  DialogLibrary::noteText("path", aDefaultPathAndOrFile);
+  DialogLibrary::notePatterns(aNumOfFilterPatterns, aFilterPatterns);
+  DialogLibrary::noteText("description", aSingleFilterDescription);
+  DialogLibrary::note("multiple " + std::to_string(aAllowMultipleSelects));
+  return DialogLibrary::answer();
 }
 
-char* tinyfd_saveFileDialog(const char* title, const char* path, int count,
-                            const char* const* patterns, const char* description) {
-  DialogLibrary& library = DialogLibrary::instance();
-  library.opens();
-  library.note("save");
-  library.noteText("title", title);
-  library.noteText("path", path);
-  library.notePatterns(count, patterns);
-  library.noteText("description", description);
-  return library.answer();
+char* tinyfd_saveFileDialog(const char* aTitle, const char* aDefaultPathAndOrFile,
+                            int aNumOfFilterPatterns, const char* const* aFilterPatterns,
+                            const char* aSingleFilterDescription) {
+  DialogLibrary::opens("save");
+  DialogLibrary::noteText("title", aTitle);
+  DialogLibrary::noteText("path", aDefaultPathAndOrFile);
+  DialogLibrary::notePatterns(aNumOfFilterPatterns, aFilterPatterns);
+  DialogLibrary::noteText("description", aSingleFilterDescription);
+  return DialogLibrary::answer();
 }
 
-char* tinyfd_selectFolderDialog(const char* title, const char* path) {
-  DialogLibrary& library = DialogLibrary::instance();
-  library.opens();
-  library.note("folder");
-  library.noteText("title", title);
-  library.noteText("path", path);
-  return library.answer();
+char* tinyfd_selectFolderDialog(const char* aTitle, const char* aDefaultPath) {
+  DialogLibrary::opens("folder");
+  DialogLibrary::noteText("title", aTitle);
+  DialogLibrary::noteText("path", aDefaultPath);
+  return DialogLibrary::answer();
 }

@@ -8,6 +8,7 @@
 
 #pragma once
 
+#include <array>
 #include <functional>
 #include <string>
 #include <vector>
@@ -45,6 +46,8 @@ class ScriptedDialogs {
   friend class DialogLibrary;
 
   std::vector<std::string> calls_;
+  bool isCancelled_ = true;
+  std::array<char, 1024> answer_ = {};
 };
 
 }  // namespace vx::test
