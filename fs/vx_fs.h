@@ -311,8 +311,9 @@ using ZipCallback = std::function<void(ZipProgress)>;
 ///
 /// A bad entry is logged and skipped; what was extracted before and after it stays. Names that
 /// would lead out of `outDir` are not followed, and the archive is never extracted onto itself.
-/// Links are never made: a link's entry becomes a file with its target as text. Modes and times are
-/// not restored. Symbolic links that already lie in `outDir` are followed.
+/// Links are never made: a link's entry becomes a file with its target as text. A file gets the
+/// time of its entry, but not the mode. Symbolic links that already lie in `outDir` are followed. A
+/// file whose extraction fails half-way stays as far as it came out.
 ///
 /// Log lines, errors but for one; the first three end the call:
 ///   "Cannot expand non-existent archive: %s"         not a file; the normal form of `archive`
