@@ -1,0 +1,537 @@
+// Concern: writing an archive, step by step: the names and bytes of its entries, the reports, what
+// each failure logs, and what is left on disk.
+
+#include "fs/vx_fs.h"
+#include "tests/fs/own_mounts.h"
+#include "tests/support/child.h"
+#include "tests/support/error_state.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/scoped_cwd.h"
+#include "tests/support/temp_dir.h"
+#include "tests/support/texts.h"
+#include "tests/support/zip_contents.h"
+#include "tests/support/zip_left_open.h"
+#include "tests/support/zip_maker.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstddef>
+#include <filesystem>
+#include <ostream>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include <sys/resource.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using vx::String;
+using vx::StringVector;
+using vx::fs::readZip;
+using vx::fs::writeZip;
+using vx::fs::ZipCallback;
+using vx::fs::ZipProgress;
+using vx::test::canMount;
+using vx::test::contentsOf;
+using vx::test::ErrorStateSentinel;
+using vx::test::kCannotMount;
+using vx::test::lines;
+using vx::test::LogCapture;
+using vx::test::mountMemory;
+using vx::test::namesIn;
+using vx::test::noise;
+using vx::test::runAsUnprivileged;
+using vx::test::runInChild;
+using vx::test::runWithOwnMounts;
+using vx::test::ScopedCurrentDir;
+using vx::test::TempDir;
+using vx::test::texts;
+using vx::test::ZipContent;
+
+static_assert(std::is_same_v<decltype(ZipProgress::file), String>);
+static_assert(std::is_same_v<decltype(ZipProgress::progress), double>);
+
+/// One report, to compare whole.
+using Report = std::pair<std::string, double>;
+
+/// A directory to work in, a log, and a current error that writing never touches. `write` writes
+/// "pack.zip" and keeps the reports.
+class WriteZip : public testing::Test {
+ protected:
+  bool write(StringVector files) { return writeZip(archive().c_str(), files, keepReports()); }
+
+  ZipCallback keepReports() {
+    return [this](const ZipProgress& report) {
+      reports.emplace_back(report.file.view(), report.progress);
+    };
+  }
+
+  [[nodiscard]] std::string archive() const { return tmp.path("pack.zip"); }
+
+  /// A file of the given path and content.
+  String file(const std::string& relative, const std::string& content) const {
+    return tmp.write(relative, content).c_str();
+  }
+
+  TempDir tmp;
+  ErrorStateSentinel error;
+  LogCapture log;
+  std::vector<Report> reports;
+};
+
+// ---- What is in the archive ---------------------------------------------------------------------
+
+TEST_F(WriteZip, PutsTheSceneAndItsLooksAtTheRootAndTheRestInRes) {
+  EXPECT_TRUE(write(
+      {file("p/scene.ksx", "scene"), file("p/look.ksa", "look"), file("p/tex/wood.png", "wood")}));
+
+  EXPECT_THAT(contentsOf(archive()),
+              ElementsAre(ZipContent{"scene.ksx", "scene"}, ZipContent{"look.ksa", "look"},
+                          ZipContent{"res/wood.png", "wood"}));
+  EXPECT_THAT(reports, ElementsAre(Report("scene.ksx", 0.0), Report("look.ksa", 1.0 / 3.0),
+                                   Report("res/wood.png", 2.0 / 3.0)));
+  EXPECT_THAT(log.all(), IsEmpty());
+  EXPECT_TRUE(error.isUntouched());
+}
+
+TEST_F(WriteZip, TakesOnlyLowerCaseExtensionsForThoseOfAScene) {
+  EXPECT_TRUE(write({file("Scene.KSX", "1"), file("Look.Ksa", "2"), file("a.ksxx", "3"),
+                     file("ksx", "4"), file("b.ksx.png", "5")}));
+
+  EXPECT_EQ(namesIn(archive()),
+            lines("res/Scene.KSX", "res/Look.Ksa", "res/a.ksxx", "res/ksx", "res/b.ksx.png"));
+}
+
+TEST_F(WriteZip, TakesAnExtensionAloneForThatOfAScene) {
+  EXPECT_TRUE(write({file(".ksx", "1"), file(".ksa", "2"), file("a.b.ksa", "3")}));
+
+  EXPECT_EQ(namesIn(archive()), lines(".ksx", ".ksa", "a.b.ksa"));
+}
+
+TEST_F(WriteZip, MakesTwoEntriesOfTwoFilesOfOneName) {
+  EXPECT_TRUE(write({file("a/wood.png", "from a"), file("b/wood.png", "from b")}));
+
+  EXPECT_THAT(contentsOf(archive()), ElementsAre(ZipContent{"res/wood.png", "from a"},
+                                                 ZipContent{"res/wood.png", "from b"}));
+}
+
+TEST_F(WriteZip, AddsAFileAsOftenAsItIsGiven) {
+  const String wood = file("wood.png", "wood");
+
+  EXPECT_TRUE(write({wood, wood}));
+
+  EXPECT_THAT(contentsOf(archive()),
+              ElementsAre(ZipContent{"res/wood.png", "wood"}, ZipContent{"res/wood.png", "wood"}));
+}
+
+TEST_F(WriteZip, KeepsEveryByte) {
+  const std::string binary = noise(300'000);
+  const std::string prose(300'000, 'x');
+
+  EXPECT_TRUE(write({file("binary", binary), file("prose", prose), file("empty", ""),
+                     file("nul", std::string("\0\r\n", 3))}));
+
+  EXPECT_THAT(
+      contentsOf(archive()),
+      ElementsAre(ZipContent{"res/binary", binary}, ZipContent{"res/prose", prose},
+                  ZipContent{"res/empty", ""}, ZipContent{"res/nul", std::string("\0\r\n", 3)}));
+}
+
+TEST_F(WriteZip, Compresses) {
+  EXPECT_TRUE(write({file("prose", std::string(300'000, 'x'))}));
+
+  EXPECT_LT(std::filesystem::file_size(archive()), 10'000U);
+}
+
+TEST_F(WriteZip, NamesAnEntryByTheNormalFormOfItsPath) {
+  file("p/wood.png", "wood");
+
+  EXPECT_TRUE(write({tmp.path("p/x/..//./wood.png").c_str(), tmp.path("p/wood.png/").c_str()}));
+
+  EXPECT_EQ(namesIn(archive()), lines("res/wood.png", "res/wood.png"));
+}
+
+TEST_F(WriteZip, NamesAnEntryByTheLinkAndFillsItFromTheTarget) {
+  file("p/target", "content");
+  const std::string link = tmp.link("link.ksx", "p/target");
+
+  EXPECT_TRUE(write({link.c_str()}));
+
+  EXPECT_THAT(contentsOf(archive()), ElementsAre(ZipContent{"link.ksx", "content"}));
+}
+
+TEST_F(WriteZip, TakesRelativePaths) {
+  file("p/wood.png", "wood");
+  const ScopedCurrentDir current(tmp.path("p"));
+
+  EXPECT_TRUE(writeZip("../pack.zip", {"wood.png"}, {}));
+
+  EXPECT_THAT(contentsOf(archive()), ElementsAre(ZipContent{"res/wood.png", "wood"}));
+}
+
+TEST_F(WriteZip, WritesAnEmptyArchiveOfNoFiles) {
+  EXPECT_TRUE(write({}));
+
+  EXPECT_THAT(namesIn(archive()), IsEmpty());
+  EXPECT_EQ(std::filesystem::file_size(archive()), 22U);
+  EXPECT_THAT(reports, IsEmpty());
+  EXPECT_THAT(log.all(), IsEmpty());
+  EXPECT_TRUE(error.isUntouched());
+}
+
+struct OddName {
+  const char* label;
+  std::string name;
+};
+
+void PrintTo(const OddName& odd, std::ostream* out) {
+  *out << odd.label;
+}
+
+class WriteZipName : public WriteZip, public testing::WithParamInterface<OddName> {};
+
+TEST_P(WriteZipName, IsTheNameOfTheEntryByteForByte) {
+  const std::string& name = GetParam().name;
+
+  EXPECT_TRUE(write({file("p/" + name, "text")}));
+
+  EXPECT_THAT(contentsOf(archive()), ElementsAre(ZipContent{"res/" + name, "text"}));
+  EXPECT_THAT(reports, ElementsAre(Report("res/" + name, 0.0)));
+}
+
+TEST_P(WriteZipName, ComesBackAsItWas) {
+  const std::string& name = GetParam().name;
+  ASSERT_TRUE(write({file("p/" + name, "text")}));
+
+  EXPECT_EQ(texts(readZip(archive().c_str(), tmp.path("out").c_str(), {})),
+            lines(tmp.path("out/res/" + name)));
+
+  EXPECT_EQ(tmp.read("out/res/" + name), "text");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Odd, WriteZipName,
+    testing::Values(OddName{"Spaces", " a name with spaces "},
+                    OddName{"LineBreaks", "line\nbreak\r"}, OddName{"Utf8", "\xC3\xA4.png"},
+                    OddName{"NotUtf8", "\xFF\xFE\x80"}, OddName{"Backslash", "back\\slash"},
+                    OddName{"Format", "%s%n%d"}, OddName{"Hidden", ".hidden"},
+                    OddName{"ThreeDots", "..."}, OddName{"Longest", std::string(255, 'n')}),
+    [](const auto& parameter) { return parameter.param.label; });
+
+TEST_F(WriteZip, AndReadZipDisagreeAboutAnExtensionInUpperCase) {
+  ASSERT_TRUE(write({file("p/Scene.KSX", "scene")}));
+
+  EXPECT_EQ(texts(readZip(archive().c_str(), tmp.path("out").c_str(), {})),
+            lines(tmp.path("pack.ksx")));
+
+  EXPECT_EQ(namesIn(archive()), lines("res/Scene.KSX"));
+}
+
+// ---- Inputs that are missing --------------------------------------------------------------------
+
+TEST_F(WriteZip, SkipsWhatIsNoFileAndReportsTheRest) {
+  const std::string directory = tmp.mkdir("directory");
+  const std::string dangling = tmp.link("dangling", "gone");
+
+  EXPECT_TRUE(write({file("a", "1"), tmp.path("x/..//gone").c_str(), file("b", "2"),
+                     directory.c_str(), dangling.c_str(), "", file("c", "3")}));
+
+  EXPECT_EQ(log.all(), lines("error: Cannot add non-existent file to archive: " + tmp.path("gone"),
+                             "error: Cannot add non-existent file to archive: " + directory,
+                             "error: Cannot add non-existent file to archive: " + dangling,
+                             "error: Cannot add non-existent file to archive: "));
+  EXPECT_EQ(namesIn(archive()), lines("res/a", "res/b", "res/c"));
+  EXPECT_THAT(reports, ElementsAre(Report("res/a", 0.0), Report("res/b", 2.0 / 7.0),
+                                   Report("res/c", 6.0 / 7.0)));
+  EXPECT_TRUE(error.isUntouched());
+}
+
+TEST_F(WriteZip, NamesARelativeMissingInputAsItIs) {
+  const ScopedCurrentDir current(tmp.path());
+
+  EXPECT_TRUE(write({"./gone"}));
+
+  EXPECT_EQ(log.all(), lines("error: Cannot add non-existent file to archive: gone"));
+}
+
+TEST_F(WriteZip, WritesAnEmptyArchiveWhenEveryInputIsMissing) {
+  EXPECT_TRUE(write({tmp.path("gone").c_str(), tmp.path("away").c_str()}));
+
+  EXPECT_THAT(namesIn(archive()), IsEmpty());
+  EXPECT_THAT(reports, IsEmpty());
+}
+
+// ---- Reports ------------------------------------------------------------------------------------
+
+TEST_F(WriteZip, ReportsTheFilesBeforeEachAsAFractionOfAll) {
+  StringVector files;
+  std::vector<Report> expected;
+  for (int i = 0; i < 7; ++i) {
+    files.push_back(file(std::to_string(i), "text"));
+    expected.emplace_back("res/" + std::to_string(i), static_cast<double>(i) / 7.0);
+  }
+
+  EXPECT_TRUE(write(files));
+
+  EXPECT_EQ(reports, expected);
+}
+
+TEST_F(WriteZip, ReportsNothingDoneForASingleFile) {
+  EXPECT_TRUE(write({file("a", "text")}));
+
+  EXPECT_THAT(reports, ElementsAre(Report("res/a", 0.0)));
+}
+
+TEST_F(WriteZip, NeedsNoCallback) {
+  EXPECT_TRUE(writeZip(archive().c_str(), {file("a", "text")}, {}));
+  EXPECT_TRUE(writeZip(archive().c_str(), {file("a", "text")}, nullptr));
+
+  EXPECT_EQ(namesIn(archive()), lines("res/a"));
+}
+
+struct Stop {
+  int number;
+};
+
+TEST_F(WriteZip, LetsTheExceptionOfACallbackThrough) {
+  int reported = 0;
+  const ZipCallback stopAtTheSecond = [&](const ZipProgress&) {
+    if (++reported == 2) {
+      throw Stop{42};
+    }
+  };
+  int caught = 0;
+
+  try {
+    const vx::test::ArchiveIsLeftOpen onPurpose;
+    writeZip(archive().c_str(), {file("a", "1"), file("b", "2"), file("c", "3")}, stopAtTheSecond);
+  } catch (const Stop& stop) {
+    caught = stop.number;
+  }
+
+  EXPECT_EQ(caught, 42);
+  EXPECT_EQ(reported, 2);
+  EXPECT_TRUE(tmp.exists("pack.zip"));
+  EXPECT_THAT(log.all(), IsEmpty());
+}
+
+// ---- Where the archive goes ---------------------------------------------------------------------
+
+TEST_F(WriteZip, ReplacesTheArchiveThatIsThere) {
+  tmp.write("pack.zip", noise(10'000));
+
+  EXPECT_TRUE(write({file("a", "text")}));
+
+  EXPECT_EQ(namesIn(archive()), lines("res/a"));
+  EXPECT_LT(std::filesystem::file_size(archive()), 1'000U);
+}
+
+TEST_F(WriteZip, WritesToTheNormalFormOfThePath) {
+  EXPECT_TRUE(writeZip(tmp.path("missing/..//./pack.zip/").c_str(), {file("a", "text")}, {}));
+
+  EXPECT_EQ(tmp.entries(), lines("a", "pack.zip"));
+}
+
+TEST_F(WriteZip, WritesThroughALink) {
+  tmp.write("real.zip", "before");
+  tmp.link("pack.zip", "real.zip");
+
+  EXPECT_TRUE(write({file("a", "text")}));
+
+  EXPECT_TRUE(std::filesystem::is_symlink(archive()));
+  EXPECT_EQ(namesIn(tmp.path("real.zip")), lines("res/a"));
+}
+
+TEST_F(WriteZip, LeavesTheCallersArgumentsAlone) {
+  const std::string name = tmp.path("./pack.zip");
+  const String given = name.c_str();
+  const StringVector files = {tmp.path("./gone").c_str(), file("a", "text")};
+  const std::vector<std::string> before = texts(files);
+
+  EXPECT_TRUE(writeZip(given, files, {}));
+
+  EXPECT_EQ(given, name.c_str());
+  EXPECT_EQ(texts(files), before);
+}
+
+TEST_F(WriteZip, CannotInitializeInAMissingDirectory) {
+  EXPECT_FALSE(writeZip(tmp.path("gone/./pack.zip").c_str(), {file("a", "text")}, keepReports()));
+
+  EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: " + tmp.path("gone/pack.zip")));
+  EXPECT_EQ(tmp.entries(), lines("a"));
+  EXPECT_THAT(reports, IsEmpty());
+  EXPECT_TRUE(error.isUntouched());
+}
+
+TEST_F(WriteZip, CannotInitializeBelowAFile) {
+  const std::string below = tmp.write("file", "text") + "/pack.zip";
+
+  EXPECT_FALSE(writeZip(below.c_str(), {}, {}));
+
+  EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: " + below));
+  EXPECT_EQ(tmp.read("file"), "text");
+}
+
+TEST_F(WriteZip, LeavesTheDirectoryInPlaceOfTheArchive) {
+  tmp.mkdir("pack.zip");
+
+  EXPECT_FALSE(write({file("a", "text")}));
+
+  EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: " + archive()));
+  EXPECT_EQ(tmp.entries(), lines("a", "pack.zip/"));
+}
+
+TEST_F(WriteZip, CannotInitializeWithoutAName) {
+  EXPECT_FALSE(writeZip("", {file("a", "text")}, {}));
+
+  EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: "));
+  EXPECT_TRUE(error.isUntouched());
+}
+
+TEST_F(WriteZip, CannotInitializeUnderANameThatIsTooLong) {
+  const std::string name = tmp.path(std::string(256, 'n'));
+
+  EXPECT_FALSE(writeZip(name.c_str(), {}, {}));
+
+  EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: " + name));
+}
+
+TEST_F(WriteZip, LeavesALinkLoopInPlaceOfTheArchive) {
+  tmp.link("pack.zip", "pack.zip");
+
+  EXPECT_FALSE(write({}));
+
+  EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: " + archive()));
+  EXPECT_EQ(tmp.entries(), lines("pack.zip"));
+}
+
+TEST_F(WriteZip, RemovesTheArchiveThatItMayNotReplace) {
+  std::filesystem::permissions(tmp.mkdir("open"), std::filesystem::perms::all);
+  const std::string before = tmp.write("open/pack.zip", "before");
+  std::filesystem::permissions(before, std::filesystem::perms::owner_read);
+
+  runAsUnprivileged([&] {
+    EXPECT_FALSE(writeZip(before.c_str(), {}, {}));
+
+    EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: " + before));
+    EXPECT_TRUE(error.isUntouched());
+  });
+  EXPECT_EQ(tmp.entries(), lines("open/"));
+}
+
+TEST_F(WriteZip, LeavesTheArchiveThatItMayNotRemove) {
+  tmp.write("pack.zip", "before");
+
+  runAsUnprivileged([&] {
+    EXPECT_FALSE(write({}));
+
+    EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: " + archive()));
+    EXPECT_TRUE(error.isUntouched());
+  });
+  EXPECT_EQ(tmp.read("pack.zip"), "before");
+}
+
+// ---- Files that cannot be added -----------------------------------------------------------------
+
+TEST_F(WriteZip, EndsAtAFileThatItMayNotReadAndNamesItsCanonicalPath) {
+  std::filesystem::permissions(tmp.mkdir("open"), std::filesystem::perms::all);
+  tmp.write("open/pack.zip", "before");
+  std::filesystem::permissions(tmp.path("open/pack.zip"), std::filesystem::perms::all);
+  const String first = file("a", "1");
+  const std::string locked = tmp.write("locked", "2");
+  std::filesystem::permissions(locked, std::filesystem::perms::none);
+  const std::string link = tmp.link("link", "locked");
+  const String last = file("c", "3");
+
+  runAsUnprivileged([&] {
+    EXPECT_FALSE(
+        writeZip(tmp.path("open/pack.zip").c_str(), {first, link.c_str(), last}, keepReports()));
+
+    EXPECT_EQ(log.all(), lines("error: Failed to add file to archive: " + locked));
+    EXPECT_THAT(reports, ElementsAre(Report("res/a", 0.0)));
+    EXPECT_TRUE(error.isUntouched());
+  });
+  EXPECT_FALSE(tmp.exists("open/pack.zip"));
+}
+
+TEST_F(WriteZip, RemovesTheLinkToAnArchiveThatFailed) {
+  std::filesystem::permissions(tmp.mkdir("open"), std::filesystem::perms::all);
+  tmp.link("open/pack.zip", "real.zip");
+  const std::string locked = tmp.write("locked", "text");
+  std::filesystem::permissions(locked, std::filesystem::perms::none);
+
+  runAsUnprivileged([&] {
+    EXPECT_FALSE(writeZip(tmp.path("open/pack.zip").c_str(), {locked.c_str()}, {}));
+
+    EXPECT_EQ(log.all(), lines("error: Failed to add file to archive: " + locked));
+  });
+  EXPECT_EQ(tmp.entries(), lines("locked", "open/", "open/real.zip"));
+}
+
+TEST_F(WriteZip, RemovesAnArchiveThatGrowsBeyondWhatTheProcessMayWrite) {
+  const String first = file("a", "1");
+  const String large = file("large", noise(300'000));
+
+  runInChild([&] {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{64 * 1024, 64 * 1024};
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+
+    EXPECT_FALSE(write({first, large, first}));
+
+    EXPECT_EQ(log.all(), lines("error: Failed to add file to archive: " + tmp.path("large")));
+    EXPECT_THAT(reports, ElementsAre(Report("res/a", 0.0)));
+    EXPECT_TRUE(error.isUntouched());
+  });
+  EXPECT_FALSE(tmp.exists("pack.zip"));
+}
+
+// ---- Full disks ---------------------------------------------------------------------------------
+
+constexpr std::size_t kDiskSize = 64 * 1024;
+
+TEST_F(WriteZip, RemovesAnArchiveThatAFullDiskCutsShort) {
+  const std::string disk = tmp.mkdir("disk");
+  const String large = file("large", noise(2 * kDiskSize));
+
+  if (!canMount()) {
+    GTEST_SKIP() << kCannotMount;
+  }
+  runWithOwnMounts([&] {
+    mountMemory(disk, "size=64k");
+    EXPECT_FALSE(writeZip((disk + "/pack.zip").c_str(), {large}, keepReports()));
+
+    EXPECT_EQ(log.all(), lines("error: Failed to add file to archive: " + tmp.path("large")));
+    EXPECT_THAT(reports, IsEmpty());
+    EXPECT_TRUE(error.isUntouched());
+    EXPECT_FALSE(tmp.exists("disk/pack.zip"));
+  });
+}
+
+TEST_F(WriteZip, RemovesAnArchiveWhoseEndAFullDiskHasNoRoomFor) {
+  const std::string disk = tmp.mkdir("disk");
+  const String small = file("small", "text");
+
+  if (!canMount()) {
+    GTEST_SKIP() << kCannotMount;
+  }
+  runWithOwnMounts([&] {
+    mountMemory(disk, "size=64k");
+    tmp.write("disk/filler", std::string(kDiskSize, 'x'));
+
+    EXPECT_FALSE(writeZip((disk + "/./pack.zip").c_str(), {small}, keepReports()));
+
+    EXPECT_EQ(log.all(), lines("error: Failed to finalize archive: " + disk + "/pack.zip"));
+    EXPECT_THAT(reports, ElementsAre(Report("res/small", 0.0)));
+    EXPECT_TRUE(error.isUntouched());
+    EXPECT_FALSE(tmp.exists("disk/pack.zip"));
+  });
+}
+
+}  // namespace
