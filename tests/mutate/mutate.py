@@ -1,0 +1,235 @@
+#!/usr/bin/env python3
+"""Changes the library in small ways, one at a time, and reports the changes that no test notices.
+
+A change that cannot be noticed is explained in explained.txt, beside this script. Results are kept
+in the work folder: a run that was ended goes on where it stood, and --again tries the survivors
+once more, for instance after a test has been added."""
+
+import argparse
+import collections
+import json
+import random
+import sys
+import threading
+from pathlib import Path
+
+import mutants
+import trial
+
+ROOT = Path(__file__).resolve().parents[2]
+EXPLAINED = Path(__file__).with_name("explained.txt")
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(prog="./dev mutate", description=__doc__)
+    parser.add_argument("filter", nargs="*", help="only files whose path contains one of these")
+    parser.add_argument("-j", "--jobs", type=int, default=1, help="trees to work in at once")
+    parser.add_argument("--lines", help="only these lines, FIRST-LAST")
+    parser.add_argument("--sample", type=int, help="only so many mutants, drawn at random")
+    parser.add_argument("--seed", type=int, default=1, help="of the draw")
+    parser.add_argument("--limit", type=float, default=10, help="seconds for a test program")
+    parser.add_argument("--again", action="store_true", help="try the survivors once more")
+    parser.add_argument("--list", action="store_true", help="list the mutants, and try none")
+    parser.add_argument("--report", action="store_true", help="report what is known, and try none")
+    parser.add_argument("--work", type=Path, default=ROOT / "build" / "mutate", help="work folder")
+    return parser.parse_args()
+
+
+def all_mutants(arguments):
+    found = []
+    for pattern in ("fs/*.cpp", "fs/*.h", "core/*.cpp", "core/*.h"):
+        for path in sorted(ROOT.glob(pattern)):
+            name = str(path.relative_to(ROOT))
+            if not arguments.filter or any(part in name for part in arguments.filter):
+                found += mutants.mutants_of(name, path.read_text(encoding="utf-8"))
+    if arguments.lines:
+        first, last = map(int, arguments.lines.split("-"))
+        found = [mutant for mutant in found if first <= mutant.line <= last]
+    if arguments.sample is not None and arguments.sample < len(found):
+        chosen = set(random.Random(arguments.seed).sample(range(len(found)), arguments.sample))
+        found = [mutant for index, mutant in enumerate(found) if index in chosen]
+    return found
+
+
+def read_explanations():
+    """Reasons by the key of a mutant. A block is four lines: the file, the line, the change, and
+    the reason; further lines belong to the reason."""
+    reasons = {}
+    blocks = EXPLAINED.read_text(encoding="utf-8").split("\n\n") if EXPLAINED.exists() else []
+    for block in blocks:
+        lines = [line.strip() for line in block.splitlines() if not line.startswith("#")]
+        if len(lines) >= 4:
+            reasons[tuple(lines[:3])] = " ".join(lines[3:])
+    return reasons
+
+
+class Results:
+    """What became of each mutant, on disk as it comes in."""
+
+    def __init__(self, folder):
+        folder.mkdir(parents=True, exist_ok=True)
+        self.path = folder / "results.jsonl"
+        self.known = {}
+        if self.path.exists():
+            for line in self.path.read_text(encoding="utf-8").splitlines():
+                entry = json.loads(line)
+                self.known[self.key(entry)] = entry
+
+    @staticmethod
+    def key(entry):
+        return (entry["file"], entry["text"], entry["change"], entry["times"])
+
+    def add(self, entry):
+        self.known[self.key(entry)] = entry
+        with self.path.open("a", encoding="utf-8") as file:
+            file.write(json.dumps(entry) + "\n")
+
+
+def numbered(found):
+    """Each mutant with a number that tells it from its likes on lines that read the same."""
+    times = collections.Counter()
+    for mutant in found:
+        times[mutant.key] += 1
+        yield mutant, times[mutant.key]
+
+
+class Order:
+    """Which programs to run first: those that have killed most mutants near by, then the fastest
+    whose name fits the file."""
+
+    def __init__(self, programs):
+        self.programs = programs
+        self.kills = collections.Counter()
+
+    def of(self, mutant):
+        stem = Path(mutant.file).stem.removeprefix("vx_")
+        words = set(stem.split("_"))
+
+        def rank(program):
+            near = sum(
+                self.kills[program.name, mutant.file, mutant.line + distance]
+                for distance in range(-15, 16)
+            )
+            fits = len(words & set(program.name.split("_")))
+            return (-near, -fits, program.seconds)
+
+        return sorted(self.programs, key=rank)
+
+    def learn(self, mutant, by):
+        self.kills[by.split(":")[0], mutant.file, mutant.line] += 1
+
+
+class Run:
+    def __init__(self, arguments, results, todo):
+        self.arguments = arguments
+        self.results = results
+        self.todo = collections.deque(todo)
+        self.total = len(todo)
+        self.lock = threading.Lock()
+
+    def work(self, number):
+        tree = trial.Tree(ROOT, self.arguments.work / str(number))
+        tree.refresh()
+        tree.configure()
+        tree.find_programs()
+        order = Order(tree.programs)
+        while True:
+            with self.lock:
+                if not self.todo:
+                    return
+                mutant, times = self.todo.popleft()
+            outcome = tree.try_mutant(mutant, order.of(mutant), self.arguments.limit)
+            if outcome.status == "killed":
+                order.learn(mutant, outcome.by)
+            with self.lock:
+                self.keep(mutant, times, outcome)
+
+    def keep(self, mutant, times, outcome):
+        self.results.add(
+            {
+                "file": mutant.file,
+                "line": mutant.line,
+                "text": mutant.text,
+                "change": mutant.change,
+                "times": times,
+                "status": outcome.status,
+                "by": outcome.by,
+            }
+        )
+        done = self.total - len(self.todo)
+        print(
+            f"{done}/{self.total} {outcome.status:8} {mutant.file}:{mutant.line} {mutant.change}"
+            f"  {outcome.by}",
+            flush=True,
+        )
+
+    def run(self):
+        failures = []
+
+        def guarded(number):
+            try:
+                self.work(number)
+            except Exception as failure:  # shown by the thread that waits
+                failures.append(failure)
+
+        threads = [
+            threading.Thread(target=guarded, args=(number,))
+            for number in range(self.arguments.jobs)
+        ]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        if failures:
+            raise failures[0]
+
+
+def report(found, results, reasons):
+    """Prints the survivors; says whether each is explained."""
+    counts = collections.Counter()
+    unexplained = 0
+    for mutant, times in found:
+        entry = results.known.get((*mutant.key, times))
+        status = entry["status"] if entry else "not tried"
+        if status == "survived" and mutant.key in reasons:
+            status = "explained"
+        counts[status] += 1
+        if status == "survived":
+            unexplained += 1
+            print(f"\n{mutant.file}:{mutant.line}\n  {mutant.text}\n  {mutant.change}")
+    print("\n" + ", ".join(f"{number} {status}" for status, number in sorted(counts.items())))
+    keys = {mutant.key for mutant, _ in found}
+    for key in reasons:
+        if key not in keys and any(key[0] == mutant.file for mutant, _ in found):
+            print(f"explained, but there is no such mutant: {key[0]}: {key[1]}: {key[2]}")
+    return unexplained == 0
+
+
+def main():
+    arguments = parse_arguments()
+    found = list(numbered(all_mutants(arguments)))
+    if arguments.list:
+        for mutant, _ in found:
+            print(f"{mutant.file}:{mutant.line}: {mutant.change}: {mutant.text}")
+        print(len(found))
+        return 0
+    results = Results(arguments.work)
+    reasons = read_explanations()
+    if not arguments.report:
+        todo = [
+            (mutant, times)
+            for mutant, times in found
+            if not (entry := results.known.get((*mutant.key, times)))
+            or (arguments.again and entry["status"] == "survived" and mutant.key not in reasons)
+        ]
+        if todo:
+            try:
+                Run(arguments, results, todo).run()
+            except trial.Failed as failure:
+                print(f"the tests cannot be built or run as they are:\n{failure}", file=sys.stderr)
+                return 2
+    return 0 if report(found, results, reasons) else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
