@@ -126,8 +126,8 @@ bool rmDir(String path);
 bool rmFile(String path);
 
 // ---------------------------------------------------------------------------------------------
-// Copy and move, of single files. Neither creates directories or works on them. The tests whether
-// something is a file take the normal form; every other call gets the text as given.
+// Copy and move, of single files: the source is never a directory, and none is created. The tests
+// whether something is a file take the normal form; every other call gets the text as given.
 
 /// Copies the bytes of the file `src` to `dst`, replacing a file that is there.
 ///
@@ -159,6 +159,8 @@ bool copyFile(String src, String dst);
 /// - a source that itself bears it is lost: moving "a.bak" onto "a.txt" removes "a.bak" and leaves
 ///   the old "a.txt", with true, or nothing when there was none, with false;
 /// - with a `dst` that ends in ".bak" both files are lost, with true;
+/// - a directory is not spared: an empty one under the backup name is removed, and one at `dst` is
+///   set aside like a file, to stay there unless it is empty;
 /// - `src` and `dst` on different devices fail, and both stay as they were.
 ///
 /// @return true when `src` has been renamed onto `dst`. False and silent otherwise.
