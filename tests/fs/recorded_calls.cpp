@@ -92,13 +92,22 @@ std::optional<int> RecordedCalls::onCall(const std::string& call) {
   const int errnoBefore = errno;
   active->recordStreams();
   active->calls_.push_back(call);
-  std::optional<int> outcome;
-  const auto [first, last] = active->scripts_.equal_range(call);
-  for (auto script = first; script != last && !outcome; ++script) {
-    outcome = script->second();
+  std::optional<int> outcome = active->runScripts(call);
+  const std::string name = call.substr(0, call.find(' '));
+  if (!outcome && name != call) {
+    outcome = active->runScripts(name);
   }
   // A call that succeeds leaves errno alone, and what happens here must not look like the call's.
   errno = errnoBefore;
+  return outcome;
+}
+
+std::optional<int> RecordedCalls::runScripts(const std::string& call) {
+  std::optional<int> outcome;
+  const auto [first, last] = scripts_.equal_range(call);
+  for (auto script = first; script != last && !outcome; ++script) {
+    outcome = script->second();
+  }
   return outcome;
 }
 

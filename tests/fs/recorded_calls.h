@@ -44,7 +44,8 @@ class RecordedCalls {
   /// How many calls have a text that begins like this.
   [[nodiscard]] std::size_t count(std::string_view beginning);
 
-  /// Runs `script` each time that `call` is about to be made.
+  /// Runs `script` each time that `call` is about to be made. The name alone, "mkdir", stands for
+  /// every such call that no other script has decided; so in all of these.
   void script(std::string call, Script script);
 
   /// Runs `action` each time that `call` is about to be made, then makes it.
@@ -77,6 +78,7 @@ class RecordedCalls {
   [[nodiscard]] static std::optional<unsigned char> entryType();
 
  private:
+  std::optional<int> runScripts(const std::string& call);
   void recordStreams();
 
   std::vector<std::string> calls_;

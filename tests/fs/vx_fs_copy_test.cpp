@@ -59,7 +59,7 @@ TEST_F(CopyFile, CopiesEveryByte) {
 }
 
 TEST_F(CopyFile, CopiesFilesOfAnySize) {
-  for (const std::size_t size : {1U, 8191U, 8192U, 65537U, (1U << 20) + 1}) {
+  for (const std::size_t size : {1U, 8191U, 8192U, 131071U, 131072U, 131073U, (1U << 20) + 1}) {
     const std::string bytes = manyBytes(size);
     tmp.write("s", bytes);
 
@@ -462,6 +462,7 @@ TEST_F(CopyFile, NeedsADestination) {
 TEST_F(CopyFile, NeedsTheRightToWrite) {
   tmp.write("s", "text");
   tmp.mkdir("locked");
+  ASSERT_EQ(::chmod("locked", 0555), 0);
 
   runAsUnprivileged([&] {
     EXPECT_FALSE(fs::copyFile("s", "locked/d"));

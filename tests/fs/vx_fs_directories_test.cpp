@@ -191,8 +191,7 @@ TEST_F(MkDir, OnlyTestsTheLevelsThatExist) {
 
 TEST_F(MkDir, WalksAnAbsolutePathFromTheRoot) {
   RecordedCalls calls;
-  calls.pretend("mkdir /vx missing 0777");
-  calls.pretend("mkdir /vx missing/a 0777");
+  calls.pretend("mkdir");  // so that nothing is created in the root
 
   EXPECT_TRUE(fs::mkDir("//vx missing//a/"));
 
@@ -210,8 +209,7 @@ TEST_F(MkDir, CreatesAnAbsolutePath) {
 
 TEST_F(MkDir, WalksAPathThatBeginsWithABackslashFromTheRoot) {
   RecordedCalls calls;
-  calls.pretend("mkdir /\\a 0777");
-  calls.pretend("mkdir /\\a/b 0777");
+  calls.pretend("mkdir");  // so that nothing is created in the root
 
   EXPECT_TRUE(fs::mkDir("\\a/b"));
 
@@ -239,7 +237,7 @@ TEST_F(MkDir, KeepsTheBackslashInTheNameOfTheFirstLevel) {
 
 TEST_F(MkDir, LooksForTheBackslashInTheTextAsWritten) {
   RecordedCalls calls;
-  calls.pretend("mkdir /vx missing 0777");
+  calls.pretend("mkdir");  // so that nothing is created in the root
 
   EXPECT_TRUE(fs::mkDir("\\x/../vx missing"));
 

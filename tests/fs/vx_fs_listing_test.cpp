@@ -109,7 +109,7 @@ TEST_F(Listing, OfWhatIsNoDirectoryIsEmptyAndOpensNothing) {
 TEST_F(Listing, OfADirectoryThatMayNotBeReadIsEmpty) {
   tmp.write("locked/a.png", "");
   tmp.mkdir("locked/b");
-  ASSERT_EQ(::chmod("locked", 0711), 0);
+  ASSERT_EQ(::chmod("locked", 0111), 0);
 
   runAsUnprivileged([&] {
     ASSERT_TRUE(fs::isDir("locked"));
@@ -338,7 +338,7 @@ TEST_F(Listing, TakesAnEntryThatVanishesDuringTheWalkForAFile) {
 
 TEST_F(Listing, TakesAnEntryThatMayNotBeExaminedForAFile) {
   tmp.mkdir("d/dir.png");
-  ASSERT_EQ(::chmod("d", 0744), 0);
+  ASSERT_EQ(::chmod("d", 0444), 0);
 
   runAsUnprivileged([&] {
     EXPECT_THAT(listedDirs("d"), IsEmpty());

@@ -210,6 +210,15 @@ TEST_F(MoveFile, RemovesAFileThatBearsTheBackupNameEvenWhenItFails) {
   EXPECT_EQ(tmp.entries(), lines("s"));
 }
 
+TEST_F(MoveFile, RemovesAnEmptyDirectoryThatBearsTheBackupName) {
+  tmp.write("s", "new");
+  tmp.mkdir("d.bak");
+
+  EXPECT_TRUE(fs::moveFile("s", "d.txt"));
+
+  EXPECT_EQ(tmp.entries(), lines("d.txt"));
+}
+
 TEST_F(MoveFile, RenamesOverTheDestinationWhenTheBackupNameIsTaken) {
   tmp.write("s", "new");
   tmp.write("d.txt", "old");
@@ -417,6 +426,7 @@ TEST_F(MoveFile, NeedsTheRightToWriteBesideTheDestination) {
   ASSERT_EQ(::chmod("open", 0777), 0);
   tmp.write("locked/d.txt", "old");
   tmp.write("locked/d.bak", "backup");
+  ASSERT_EQ(::chmod("locked", 0555), 0);
 
   runAsUnprivileged([&] {
     EXPECT_FALSE(fs::moveFile("open/s", "locked/d.txt"));
@@ -431,6 +441,7 @@ TEST_F(MoveFile, NeedsTheRightToWriteBesideTheDestination) {
 
 TEST_F(MoveFile, NeedsTheRightToWriteBesideTheSource) {
   tmp.write("locked/s", "new");
+  ASSERT_EQ(::chmod("locked", 0555), 0);
   tmp.write("open/d.txt", "old");
   ASSERT_EQ(::chmod("open", 0777), 0);
 

@@ -125,6 +125,7 @@ TEST_F(RmDir, HasNothingToDoBehindALockedDirectory) {
     expectSilence();
   });
 
+  ASSERT_EQ(::chmod("locked", 0755), 0);
   EXPECT_EQ(tmp.entries(), lines("locked/", "locked/d/"));
 }
 
