@@ -20,7 +20,8 @@ struct SinkSlot {
 };
 
 SinkSlot& sinkSlot() {
-  static SinkSlot slot;
+  // Never destroyed, so that the destructors of static objects may still log.
+  static SinkSlot& slot = *new SinkSlot;
   return slot;
 }
 

@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <future>
 #include <map>
 #include <memory>
@@ -38,6 +39,8 @@ using vx::LogSink;
 using vx::logWarning;
 using vx::setLogSink;
 using vx::String;
+using vx::test::ChildEnd;
+using vx::test::endOfChild;
 using vx::test::ErrorStateSentinel;
 using vx::test::lines;
 using vx::test::LogCapture;
@@ -232,6 +235,22 @@ TEST(Log, LeavesTheErrorStateAlone) {
   const LogCapture log;
   logWarning("%s", vx::os::currentErrorMessage().buf());
   EXPECT_TRUE(sentinel.isUntouched());
+}
+
+struct LogsWhenItGoes {
+  ~LogsWhenItGoes() { logError("the last line"); }
+};
+
+TEST(Log, MayBeUsedByTheDestructorOfAStaticObject) {
+  constexpr int kSeen = 7;
+
+  const ChildEnd end = endOfChild([] {
+    static const LogsWhenItGoes older;  // than the log, in a process that has not logged before
+    setLogSink([](LogLevel, String line) { ::_exit(line == "the last line" ? kSeen : 1); });
+    std::exit(0);
+  });
+
+  EXPECT_EQ(end.exitCode, kSeen);
 }
 
 TEST(Log, NeverMixesTheLinesOfThreads) {
