@@ -283,6 +283,24 @@ TEST(StringVectorAllocation, IsOneBlockForHeaderAndElements) {
   EXPECT_EQ(allocations, 1U);
 }
 
+TEST(StringVectorAllocation, IsFreedWithAllItsElements) {
+  for (const std::size_t size : {1U, 4U, 5U, 100U}) {
+    SCOPED_TRACE(size);
+
+    const Counters cost = costOf([size] {
+      StringVector names;
+      for (std::size_t i = 0; i < size; ++i) {
+        names.push_back(String("wood.png"));
+      }
+      const StringVector copy = names;
+      names.push_back(String("look.ksa"));
+    });
+
+    EXPECT_GT(cost.allocations, size);
+    EXPECT_EQ(cost.frees, cost.allocations);
+  }
+}
+
 TEST(StringVectorAllocation, IsNoneForACopyOrAnElement) {
   const StringVector names = {"wood.png", "look.ksa"};
 

@@ -674,11 +674,11 @@ unsigned char asciiLower(int byte) {
   return static_cast<unsigned char>(byte >= 'A' && byte <= 'Z' ? byte - 'A' + 'a' : byte);
 }
 
-/// Two texts of nine bytes, equal but for the byte at `position`: what a word at a time compares,
-/// and one byte beyond it.
+/// Two texts that are equal ignoring case, but for the byte at `position`. Texts are compared a
+/// word at a time, so a difference must be found at every place of texts of every length.
 struct BytePair {
-  BytePair(int leftByte, int rightByte, std::size_t position)
-      : left("MMMMMMMMM"), right("mmmmmmmmm") {
+  BytePair(int leftByte, int rightByte, std::size_t position, std::size_t length)
+      : left(length, 'M'), right(length, 'm') {
     left[position] = static_cast<char>(leftByte);
     right[position] = static_cast<char>(rightByte);
   }
@@ -690,7 +690,7 @@ void expectAsciiCaseOnly() {
   for (int left = 0; left < 256; ++left) {
     for (int right = 0; right < 256; ++right) {
       const auto position = static_cast<std::size_t>(left + right) % 9;
-      const BytePair pair(left, right, position);
+      const BytePair pair(left, right, position, 9);
       const String leftText{std::string_view(pair.left)};
       const String rightText{std::string_view(pair.right)};
       const int wanted = signOf(asciiLower(left) - asciiLower(right));
@@ -718,16 +718,33 @@ TEST(String, KnowsTheLetterCaseOfAsciiOnly) {
   expectAsciiCaseOnly();
 }
 
-TEST(String, ComparesEveryByteAtEveryPlaceOfAWord) {
-  for (std::size_t position = 0; position < 9; ++position) {
-    for (int byte = 0; byte < 256; ++byte) {
-      const BytePair pair(byte, byte == 0 ? 255 : byte - 1, position);
-      const String left{std::string_view(pair.left)};
-      const String right{std::string_view(pair.right)};
-      const int wanted =
-          signOf(asciiLower(byte) - asciiLower(static_cast<unsigned char>(pair.right[position])));
+TEST(String, ComparesEveryByteAtEveryPlaceOfTextsOfEveryLength) {
+  for (std::size_t length = 1; length <= 18; ++length) {
+    for (std::size_t position = 0; position < length; ++position) {
+      for (int byte = 0; byte < 256; ++byte) {
+        const int other = byte == 0 ? 255 : byte - 1;
+        const BytePair pair(byte, other, position, length);
+        const String left{std::string_view(pair.left)};
+        const String right{std::string_view(pair.right)};
+        const int wanted = signOf(asciiLower(byte) - asciiLower(other));
 
-      ASSERT_EQ(signOf(left.compareNoCase(right)), wanted) << byte << " at " << position;
+        ASSERT_EQ(signOf(left.compareNoCase(right)), wanted)
+            << byte << " at " << position << " of " << length;
+        ASSERT_EQ((left + "tail").startsWith(right, true), wanted == 0);
+      }
+    }
+  }
+}
+
+TEST(String, ComparesByTheFirstOfSeveralDifferences) {
+  for (std::size_t length = 2; length <= 18; ++length) {
+    for (std::size_t position = 0; position + 1 < length; ++position) {
+      BytePair pair('a', 'b', position, length);
+      pair.left.back() = 'Y';
+      pair.right.back() = 'x';
+
+      EXPECT_LT(String(std::string_view(pair.left)).compareNoCase(pair.right.c_str()), 0);
+      EXPECT_GT(String(std::string_view(pair.right)).compareNoCase(pair.left.c_str()), 0);
     }
   }
 }
