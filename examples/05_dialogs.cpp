@@ -1,0 +1,28 @@
+// Dialogs: pick pictures, then a name to save to. Every call waits until the user has closed it.
+
+#include "core/vx_path.h"
+#include "core/vx_string.h"
+#include "core/vx_string_vector.h"
+#include "fs/vx_fs.h"
+
+#include <iostream>
+
+int main() {
+  const vx::String start = vx::Path::join(vx::fs::homeDir(), "");
+
+  const vx::StringVector pictures =
+      vx::fs::browseFiles("Pick pictures", start, "Pictures", {"png", "jpg"});
+  if (pictures.empty()) {
+    std::cout << "nothing picked\n";  // cancelled: no error, nothing in the log
+    return 0;
+  }
+  std::cout << pictures.size() << " picked: " << pictures.join(", ") << '\n';
+
+  const vx::String target =
+      vx::fs::saveFile("Save the scene", vx::Path::join(start, "scene.ksz"), "Scenes", {"ksz"});
+  if (target.isEmpty()) {
+    std::cout << "not saved\n";
+    return 0;
+  }
+  return vx::fs::writeKsz(target, pictures, nullptr) ? 0 : 1;
+}
