@@ -1,235 +1,206 @@
-// ksz: packs the files of a scene into a ksz archive, and unpacks one beside itself.
+// ksz: packs the files of a scene into a ksz archive and unpacks one beside itself, and shows what
+// else vx::fs does for an application.
 //
 //   ksz pack room.ksz room.ksx lamp.ksa res/*.png
 //   ksz unpack room.ksz
+//   ksz resolve res/wood.png --in . ~/textures --ext png jpg
 //
 // All work on files goes through vx::fs, whose own messages say what went wrong. The exit status is
 // 0 when everything asked for was done, 1 when something was not, 2 for a wrong command line, and
 // 128 plus the signal's number after a signal.
+//
+// This is the command line; the commands are in the folder ksz.
 
-#include "core/vx_log.h"
 #include "core/vx_path.h"
 #include "core/vx_string.h"
 #include "core/vx_string_vector.h"
-#include "fs/vx_fs.h"
+#include "examples/ksz/commands.h"
+#include "examples/ksz/console.h"
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <functional>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
-
-#include <unistd.h>
 
 namespace {
 
-constexpr int kExitFailure = 1;
-constexpr int kExitUsage = 2;
-constexpr int kExitSignalBase = 128;
+constexpr const char* kExamples = R"(Examples:
+  ksz pack room.ksz room.ksx lamp.ksa res/*.png
+  ksz unpack room.ksz
+  ksz resolve res/wood.png --in . ~/textures --ext png jpg
+  ksz ls res --ext png jpg
+  ksz pick several --title "Add textures" --ext png jpg
 
-/// `text` fit to be shown: a name may hold line breaks and escape sequences.
-std::string printable(vx::String text) {
-  std::string shown(text.view());
-  const auto isControl = [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; };
-  std::replace_if(shown.begin(), shown.end(), isControl, '?');
-  return shown;
-}
+"ksz COMMAND --help" tells more about a command.)";
 
-/// Shows how far the work is: a bar that is redrawn on a terminal, one line a report elsewhere.
-class Progress {
- public:
-  void show(double fraction, vx::String file) const {
-    const int percent = static_cast<int>(fraction * 100);
-    if (!onTerminal_) {
-      std::printf("%3d%% %s\n", percent, printable(file).c_str());
-    } else {
-      const std::string filled(static_cast<std::size_t>(fraction * kBarWidth), '#');
-      std::printf("%s[%-*s] %3d%% %s", kEraseLine, kBarWidth, filled.c_str(), percent,
-                  clipped(printable(file)).c_str());
-    }
-    std::fflush(stdout);
-  }
-
-  /// Gives the line that the bar stands on to whoever writes next.
-  void erase() const {
-    if (onTerminal_) {
-      std::printf("%s", kEraseLine);
-      std::fflush(stdout);
-    }
-  }
-
-  void complete(vx::String file) const {
-    show(1.0, file);
-    if (onTerminal_) {
-      std::printf("\n");
-    }
-  }
-
- private:
-  static constexpr int kBarWidth = 30;
-  static constexpr std::size_t kNameWidth = 40;
-  static constexpr const char* kEraseLine = "\r\033[K";
-
-  /// The first `kNameWidth` characters of a UTF-8 text, since a line that wraps cannot be redrawn.
-  static std::string clipped(std::string text) {
-    std::size_t characters = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-      const bool continues = (static_cast<unsigned char>(text[i]) & 0xc0) == 0x80;
-      if (!continues && characters++ == kNameWidth) {
-        text.resize(i);
-      }
-    }
-    return text;
-  }
-
-  const bool onTerminal_ = isatty(STDOUT_FILENO) != 0;
+/// What the command line says; each command uses its part.
+struct Arguments {
+  std::string archive;
+  std::vector<std::string> files;
+  std::string from;
+  std::string to;
+  std::string directory;
+  std::string reference;
+  std::vector<std::string> directories;
+  std::vector<std::string> extensions;
+  bool create = false;
+  std::string kind;
+  std::string title = "ksz";
+  std::string start;
+  std::string description;
 };
 
-/// Passes the library's messages on to standard error and counts them: a call that succeeds may
-/// have left a file out, and only the log says so.
-class MessageCounter {
- public:
-  explicit MessageCounter(const Progress& progress) {
-    vx::setLogSink([this, &progress](vx::LogLevel level, vx::String line) {
-      progress.erase();
-      const char* const prefix = level == vx::LogLevel::Error ? "error" : "warning";
-      std::fprintf(stderr, "%s: %s\n", prefix, printable(line).c_str());
-      ++count_;
-    });
-  }
-  MessageCounter(const MessageCounter&) = delete;
-  MessageCounter& operator=(const MessageCounter&) = delete;
-  ~MessageCounter() { vx::setLogSink({}); }
-
-  [[nodiscard]] bool none() const { return count_ == 0; }
-
- private:
-  int count_ = 0;
-};
-
-/// From now on a signal that asks the process to end removes `archive` first, so that no half of
-/// one stays. A thread of its own waits for it: it may call the library, which a signal handler may
-/// not, and it need not wait for the file that is being packed.
-void removeWhenStopped(vx::String archive, Progress progress) {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
-    struct sigaction action = {};
-    sigaction(signal, nullptr, &action);
-    if (action.sa_handler != SIG_IGN) {  // as under nohup
-      sigaddset(&signals, signal);
-    }
-  }
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  std::thread([signals, archive, progress] {
-    int signal = 0;
-    if (sigwait(&signals, &signal) != 0) {
-      return;
-    }
-    vx::fs::rmFile(archive);
-    progress.erase();
-    std::fprintf(stderr, "stopped: %s was not written\n", printable(archive).c_str());
-    std::_Exit(kExitSignalBase + signal);
-  }).detach();
+vx::String text(const std::string& value) {
+  return vx::String(std::string_view(value));
 }
 
-int pack(vx::String archive, vx::StringVector files) {
-  const Progress progress;
-  const MessageCounter messages(progress);
-  removeWhenStopped(archive, progress);
-
-  progress.show(0.0, archive);
-  const bool written = vx::fs::writeKsz(archive, files, [&progress](vx::fs::KszProgress report) {
-    progress.show(report.progress, report.file);
-  });
-  if (written && messages.none()) {
-    progress.complete(archive);
-    return EXIT_SUCCESS;
+vx::StringVector list(const std::vector<std::string>& values) {
+  vx::StringVector texts;
+  for (const std::string& value : values) {
+    texts.push_back(text(value));
   }
-
-  progress.erase();
-  vx::fs::rmFile(archive);  // one that lacks a file is as good as none
-  return kExitFailure;
+  return texts;
 }
 
-/// `path` as seen from `directory`, when it lies below that.
-std::string_view below(std::string_view directory, std::string_view path) {
-  const bool lies = path.size() > directory.size() && path.starts_with(directory) &&
-                    path[directory.size()] == '/';
-  return lies ? path.substr(directory.size() + 1) : path;
-}
-
-int unpack(vx::String archive) {
-  const Progress progress;
-  const MessageCounter messages(progress);
-
-  // As vx::fs::readKsz, which only answers whether there was anything.
-  const vx::StringVector files = vx::fs::readZip(archive, "", {});
-  if (files.empty()) {
-    return kExitFailure;
+ksz::Choice choice(const std::string& kind) {
+  if (kind == "several") {
+    return ksz::Choice::SeveralFiles;
   }
-
-  const vx::String directory = vx::Path(vx::Path(archive, true).canonical(), false).dir();
-  std::printf("%s:\n", printable(directory).c_str());
-  for (const vx::String& file : files) {
-    const vx::String landed = vx::Path(file, true).canonical();
-    const vx::String shown(below(directory.view(), landed.view()));
-    std::printf("  %s\n", printable(shown).c_str());
+  if (kind == "folder") {
+    return ksz::Choice::Folder;
   }
-  return messages.none() ? EXIT_SUCCESS : kExitFailure;
+  return kind == "save" ? ksz::Choice::NewFile : ksz::Choice::OneFile;
 }
 
 /// Guards the file that comes first when the name of the archive was forgotten.
 std::string requireKsz(const std::string& name) {
-  const vx::String extension = vx::Path::ext(vx::String(std::string_view(name)), true);
+  const vx::String extension = vx::Path::ext(text(name), true);
   return extension.compareNoCase(".ksz") == 0 ? "" : "the archive's name must end in .ksz: " + name;
 }
 
-int run(int argc, char** argv) {
-  CLI::App app("Packs the files of a scene into a ksz archive, and unpacks one beside itself.");
-  app.require_subcommand(1);
-  std::string archive;
-  std::vector<std::string> files;
-
-  CLI::App* const packCommand = app.add_subcommand("pack", "Write the archive from the files");
-  packCommand->add_option("OUT.ksz", archive, "The archive to write")
-      ->required()
-      ->check(requireKsz);
-  packCommand->add_option("FILE", files, "The scene, its materials and resources")->required();
-
-  CLI::App* const unpackCommand = app.add_subcommand("unpack", "Expand the archive beside itself");
-  unpackCommand->add_option("ARCHIVE", archive, "The archive to read")->required();
-
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == EXIT_SUCCESS ? EXIT_SUCCESS : kExitUsage;
+/// The program's commands. Parsing the command line fills `arguments` and sets `run` to the one
+/// that was asked for.
+class CommandLine {
+ public:
+  CommandLine() {
+    app_.require_subcommand(1);
+    addArchiveCommands();
+    addFileCommands();
+    addPlaceCommands();
+    addPick();
+    app_.footer(kExamples);  // last, or every command would show it too
   }
 
-  const vx::String archivePath{std::string_view(archive)};
-  if (unpackCommand->parsed()) {
-    return unpack(archivePath);
+  int runWith(int argc, char** argv) {
+    try {
+      app_.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+      return app_.exit(error) == EXIT_SUCCESS ? EXIT_SUCCESS : ksz::kExitUsage;
+    }
+    return run_();
   }
-  vx::StringVector paths;
-  for (const std::string& file : files) {
-    paths.push_back(vx::String(std::string_view(file)));
+
+ private:
+  CLI::App& add(const char* name, const char* effect, std::function<int()> run) {
+    CLI::App* const command = app_.add_subcommand(name, effect);
+    command->callback([this, run] { run_ = run; });
+    return *command;
   }
-  return pack(archivePath, paths);
-}
+
+  void addArchiveCommands() {
+    CLI::App& pack = add("pack", "Write an archive from files", [this] {
+      return ksz::pack(text(arguments_.archive), list(arguments_.files));
+    });
+    pack.add_option("OUT.ksz", arguments_.archive, "The archive to write")
+        ->required()
+        ->check(requireKsz);
+    pack.add_option("FILE", arguments_.files, "The scene, its materials and resources")->required();
+
+    CLI::App& unpack = add("unpack", "Expand an archive beside itself",
+                           [this] { return ksz::unpack(text(arguments_.archive)); });
+    unpack.add_option("ARCHIVE", arguments_.archive, "The archive to read")->required();
+  }
+
+  void addFileCommands() {
+    CLI::App& ls =
+        add("ls", "List the subdirectories of a directory, and its files by extension",
+            [this] { return ksz::list(text(arguments_.directory), list(arguments_.extensions)); });
+    ls.add_option("DIR", arguments_.directory, "The directory")->required();
+    addExtensions(ls, "Files with one of these are listed; without any, no files are");
+
+    CLI::App& cp = add("cp", "Copy the bytes of a file and compare the two",
+                       [this] { return ksz::copy(text(arguments_.from), text(arguments_.to)); });
+    cp.add_option("FROM", arguments_.from, "The file")->required();
+    cp.add_option("TO", arguments_.to, "Its copy, or the directory for it")->required();
+
+    CLI::App& mv = add("mv", "Rename a file, keeping what it replaces until that has succeeded",
+                       [this] { return ksz::move(text(arguments_.from), text(arguments_.to)); });
+    mv.add_option("FROM", arguments_.from, "The file")->required();
+    mv.add_option("TO", arguments_.to, "Its new name, or the directory for it")->required();
+  }
+
+  void addPlaceCommands() {
+    CLI::App& where = add("where", "Show every well-known location, and which exist",
+                          [this] { return ksz::where(arguments_.create); });
+    where.add_flag("--create", arguments_.create, "Make the product's directories first");
+
+    CLI::App& resolve = add("resolve", "Find the file that a stored reference means", [this] {
+      return ksz::resolve(text(arguments_.reference), list(arguments_.directories),
+                          list(arguments_.extensions));
+    });
+    resolve
+        .add_option("REF", arguments_.reference,
+                    "The reference, such as res/wood.png, or res/wood.* with any extension")
+        ->required();
+    resolve.add_option("--in", arguments_.directories, "The directories to search, best first")
+        ->type_name("DIR");
+    addExtensions(resolve, "The extensions to try in place of the reference's own, best first");
+  }
+
+  void addPick() {
+    CLI::App& pick = add("pick", "Choose in a dialog", [this] {
+      return ksz::pick(choice(arguments_.kind), {.title = text(arguments_.title),
+                                                 .start = text(arguments_.start),
+                                                 .description = text(arguments_.description),
+                                                 .extensions = list(arguments_.extensions)});
+    });
+    pick.add_option("KIND", arguments_.kind, "One file, several, a folder, or a file to write")
+        ->required()
+        ->check(CLI::IsMember({"open", "several", "folder", "save"}))
+        ->type_name("");
+    pick.add_option("--title", arguments_.title, "Title of the dialog")
+        ->check(ksz::dialogTextTrouble)
+        ->type_name("TEXT");
+    pick.add_option("--at", arguments_.start, "What it opens with; else the current directory")
+        ->type_name("PATH");
+    pick.add_option("--about", arguments_.description, "What the files are, such as Images")
+        ->check(ksz::dialogTextTrouble)
+        ->type_name("TEXT");
+    addExtensions(pick, "The files to offer")->check(ksz::dialogTextTrouble);
+  }
+
+  CLI::Option* addExtensions(CLI::App& command, const char* meaning) {
+    return command.add_option("--ext", arguments_.extensions, meaning)->type_name("EXT");
+  }
+
+  CLI::App app_{
+      "Packs the files of a scene into a ksz archive, unpacks one beside itself, and more.", "ksz"};
+  Arguments arguments_;
+  std::function<int()> run_;
+};
 
 }  // namespace
 
 int main(int argc, char** argv) {
   try {
-    return run(argc, argv);
+    return CommandLine().runWith(argc, argv);
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "ksz: %s\n", failure.what());
-    return kExitFailure;
+    return ksz::kExitFailure;
   }
 }

@@ -1,5 +1,6 @@
-// The program ksz, run as a user runs it.
+// ksz as it packs and unpacks.
 
+#include "tests/examples/run_ksz.h"
 #include "tests/support/temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -10,81 +11,17 @@
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
-#include <pty.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
+using vx::test::become;
+using vx::test::Outcome;
+using vx::test::run;
+using vx::test::runOnTerminal;
+using vx::test::statusOf;
 using vx::test::TempDir;
-
-constexpr const char* kProgram = VX_KSZ_PROGRAM;
-
-/// Becomes the program, in `directory`.
-[[noreturn]] void become(const std::string& directory, std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), kProgram);
-  std::vector<char*> pointers;
-  pointers.reserve(arguments.size() + 1);
-  for (std::string& argument : arguments) {
-    pointers.push_back(argument.data());
-  }
-  pointers.push_back(nullptr);
-  if (chdir(directory.c_str()) == 0) {
-    execv(kProgram, pointers.data());
-  }
-  _exit(127);
-}
-
-/// The exit status of a child, or 1000 and the signal that killed it.
-int statusOf(pid_t child) {
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
-}
-
-std::string readAll(int descriptor) {
-  std::string text;
-  std::array<char, 4096> chunk;
-  ssize_t count = 0;
-  // A terminal whose other side has gone gives an error in place of the end.
-  while ((count = read(descriptor, chunk.data(), chunk.size())) > 0) {
-    text.append(chunk.data(), static_cast<std::size_t>(count));
-  }
-  close(descriptor);
-  return text;
-}
-
-struct Outcome {
-  int status = 0;
-  std::string out;
-  std::string err;
-};
-
-/// Runs the program in the directory of `tmp`, its output not a terminal.
-Outcome run(const TempDir& tmp, const std::vector<std::string>& arguments) {
-  const TempDir output;
-  const pid_t child = fork();
-  if (child == 0) {
-    dup2(open(output.path("out").c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
-    dup2(open(output.path("err").c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
-    become(tmp.path(), arguments);
-  }
-  const int status = statusOf(child);
-  return {status, output.read("out"), output.read("err")};
-}
-
-/// Runs the program with all its output on a terminal of its own.
-Outcome runOnTerminal(const TempDir& tmp, const std::vector<std::string>& arguments) {
-  int terminal = -1;
-  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
-  if (child == 0) {
-    become(tmp.path(), arguments);
-  }
-  const std::string out = readAll(terminal);
-  return {statusOf(child), out, ""};
-}
 
 /// The program in the middle of packing: the first file is done, and the second, a pipe to which
 /// nobody writes, keeps it.
