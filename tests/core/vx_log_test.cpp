@@ -33,6 +33,8 @@
 
 namespace {
 
+using namespace std::string_literals;
+
 using vx::logError;
 using vx::LogLevel;
 using vx::LogSink;
@@ -143,6 +145,10 @@ TEST(Log, FormatsAsPrintfDoes) {
             "error: w\xC3\xB6od.png\xFF|\n"
             "error: Failed to extract filename 18446744073709551615 from archive.\n"
             "warning: 100% -1 x   0.2\n");
+}
+
+TEST(Log, KeepsNulBytesWithinALine) {
+  EXPECT_EQ(standardErrorOf([] { logError("a%cb", '\0'); }), "error: a\0b\n"s);
 }
 
 TEST(Log, DoesNotReadFormatsInArguments) {
