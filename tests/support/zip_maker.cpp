@@ -10,12 +10,17 @@ namespace {
 constexpr std::uint32_t kLocalSignature = 0x04034B50;
 constexpr std::uint32_t kCentralSignature = 0x02014B50;
 constexpr std::uint32_t kEndSignature = 0x06054B50;
+constexpr std::uint32_t kZip64EndSignature = 0x06064B50;
+constexpr std::uint32_t kZip64LocatorSignature = 0x07064B50;
+
+constexpr std::uint16_t kSee64BitField = 0xFFFF;
 
 /// Little-endian fields, one after the other.
 class Fields {
  public:
   Fields& u16(std::size_t value) { return number(value, 2); }
   Fields& u32(std::size_t value) { return number(value, 4); }
+  Fields& u64(std::size_t value) { return u32(value & 0xFFFFFFFFU).u32(value >> 32U); }
 
   Fields& text(const std::string& bytes) {
     bytes_ += bytes;
@@ -66,6 +71,14 @@ void addCentralEntry(Fields& fields, const ZipEntry& entry, std::size_t localOff
   fields.text(entry.name).text(entry.extra).text(entry.comment);
 }
 
+void addZip64End(Fields& archive, std::size_t count, std::size_t size, std::size_t offset) {
+  constexpr std::size_t kSizeOfRest = 44;
+  const std::size_t recordOffset = archive.size();
+  archive.u32(kZip64EndSignature).u64(kSizeOfRest).u16(45).u16(45).u32(0).u32(0);
+  archive.u64(count).u64(count).u64(size).u64(offset);
+  archive.u32(kZip64LocatorSignature).u32(0).u64(recordOffset).u32(1);
+}
+
 }  // namespace
 
 ZipMaker& ZipMaker::add(ZipEntry entry) {
@@ -81,6 +94,11 @@ ZipMaker& ZipMaker::directory(std::string name) {
   return add({.name = std::move(name), .content = {}});
 }
 
+ZipMaker& ZipMaker::zip64End() {
+  hasZip64End_ = true;
+  return *this;
+}
+
 std::string ZipMaker::bytes() const {
   Fields archive;
   Fields directory;
@@ -90,7 +108,12 @@ std::string ZipMaker::bytes() const {
   }
   const std::size_t directoryOffset = archive.size();
   archive.text(directory.bytes());
-  archive.u32(kEndSignature).u16(0).u16(0).u16(entries_.size()).u16(entries_.size());
+  std::size_t count = entries_.size();
+  if (hasZip64End_ || count >= kSee64BitField) {
+    addZip64End(archive, count, directory.size(), directoryOffset);
+    count = kSee64BitField;
+  }
+  archive.u32(kEndSignature).u16(0).u16(0).u16(count).u16(count);
   archive.u32(directory.size()).u32(directoryOffset).u16(0);
   return archive.bytes();
 }

@@ -55,11 +55,16 @@ class ZipMaker {
   /// An entry without content; only a name that ends in "/" makes it a directory.
   ZipMaker& directory(std::string name);
 
+  /// Ends the archive with the records of the 64-bit format too, as one of more than 65,534 entries
+  /// does anyhow.
+  ZipMaker& zip64End();
+
   /// The archive's bytes.
   [[nodiscard]] std::string bytes() const;
 
  private:
   std::vector<ZipEntry> entries_;
+  bool hasZip64End_ = false;
 };
 
 /// The content as deflated data, in one block that is not compressed; at most 65,535 bytes.
