@@ -424,13 +424,18 @@ bool writeKsz(String archive, StringVector files, KszCallback callback);
 // - keep title, path, description and filters together below 600 bytes, filters counted twice. The
 //   default path should be absolute. More may overflow the buffer; the library as this project
 //   builds it then ends the process;
-// - no quotes, backquotes, dollar signs or control characters: such a text is replaced by a notice
-//   or expanded by the shell;
-// - no backslash at the end of a text: it can run what the next text says as a command;
+// - no quotes, backquotes or dollar signs: a notice stands in place of such a text, or the shell
+//   expands what follows a dollar sign; one such filter drops them all;
+// - no backslash: two become one, and at the end of a text it can run what the next text says as a
+//   command;
 // - never the title "tinyfd_query";
-// - never text from an untrusted source.
-// Chosen paths come back cut at "|", and a path beyond 1,000 bytes may come back damaged. Where no
-// dialog program is installed the library asks on the terminal.
+// - never text from an untrusted source;
+// - on macOS no patterns but those that begin with "*.": it takes two characters off every one, and
+//   reads past the end of "*".
+//
+// What comes back. Paths are cut at "|". One beyond 1,000 bytes may come back damaged. A file to
+// open that cannot be read counts as not chosen. Where no dialog program is installed the library
+// asks on the terminal.
 
 /// Kinds of dialog.
 enum class DialogType { Open = 0, Save = 1, Folder = 2 };
