@@ -12,7 +12,11 @@
 
 namespace vx {
 
-enum class LogLevel { Warning, Error };
+/// How bad what a line tells is.
+enum class LogLevel {
+  Warning,  ///< something was missing, and something else took its place
+  Error     ///< something asked for was not done
+};
 
 /// Takes one line, without prefix or line break. It runs on the thread that logs and may itself
 /// log or set another sink. An exception that it throws passes through the call that logged.

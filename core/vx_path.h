@@ -41,6 +41,7 @@
 
 namespace vx {
 
+/// A path, and the questions about it: see the head of this file.
 class Path {
  public:
   /// Takes `path` in its normal form when `normalizeFirst`, else as written. Every member works on

@@ -32,7 +32,9 @@ class IRefCounted {
 
  protected:
   IRefCounted() = default;
+  /// For implementations that are copied; the references stay with the original.
   IRefCounted(const IRefCounted&) = default;
+  /// As the copy.
   IRefCounted& operator=(const IRefCounted&) = default;
   ~IRefCounted() = default;
 };
@@ -107,12 +109,14 @@ class RefersTo {
   /// Takes over one reference that the caller holds; `implementation` may be null.
   explicit RefersTo(Interface* implementation) noexcept : implementation_(implementation) {}
 
+  /// Refers to the same implementation, with one more reference.
   RefersTo(const RefersTo& other) noexcept : implementation_(other.implementation_) {
     if (implementation_ != nullptr) {
       implementation_->retain();
     }
   }
 
+  /// Takes the reference of `other` over and leaves null behind.
   RefersTo(RefersTo&& other) noexcept
       : implementation_(std::exchange(other.implementation_, nullptr)) {}
 
@@ -129,6 +133,7 @@ class RefersTo {
     return *this;
   }
 
+  /// Takes the reference of `other` over and leaves null behind, then releases the held one.
   RefersTo& operator=(RefersTo&& other) noexcept {
     Interface* const incoming = std::exchange(other.implementation_, nullptr);
     Interface* const held = std::exchange(implementation_, incoming);
@@ -145,6 +150,7 @@ class RefersTo {
   }
 
  protected:
+  /// The implementation, null where there is none.
   [[nodiscard]] Interface* implementation() const noexcept { return implementation_; }
 
   /// Hands the held reference to the caller and leaves null behind.

@@ -29,6 +29,7 @@ namespace vx {
 class StringBuilder;
 class StringVector;
 
+/// A text: see the head of this file.
 class String final : public RefersTo<IRefCounted> {
  public:
   /// The empty string.
@@ -41,9 +42,13 @@ class String final : public RefersTo<IRefCounted> {
   /// The bytes of `text`, NUL included.
   explicit String(std::string_view text);
 
+  /// Shares the bytes of `other`.
   String(const String& other) noexcept : RefersTo(other.retained()) {}
+  /// Takes the bytes of `other` over and leaves it empty.
   String(String&& other) noexcept = default;
+  /// Shares the bytes of `other` in place of its own.
   String& operator=(const String& other) noexcept { return *this = String(other); }
+  /// Takes the bytes of `other` over in place of its own.
   String& operator=(String&& other) noexcept = default;
   ~String() override { releaseText(); }
 
@@ -53,6 +58,8 @@ class String final : public RefersTo<IRefCounted> {
 
   /// Appends in place; the text may lie in this string's own buffer. A null pointer adds nothing.
   String& operator<<(const char* text);
+
+  /// Appends in place.
   String& operator<<(String text);
 
   /// The NUL-terminated bytes, never null; valid while this string lives and is not changed.
@@ -64,6 +71,7 @@ class String final : public RefersTo<IRefCounted> {
   /// The bytes, valid as long as `buf()`.
   [[nodiscard]] std::string_view view() const noexcept;
 
+  /// Whether there are no bytes.
   [[nodiscard]] bool isEmpty() const noexcept { return length() == 0; }
 
   /// Whether the text begins with `prefix` (the empty one always).
@@ -104,6 +112,8 @@ class String final : public RefersTo<IRefCounted> {
 
   /// Exact equality of the bytes. A null pointer equals the empty string.
   [[nodiscard]] bool operator==(const char* text) const noexcept;
+
+  /// Exact equality of the bytes.
   [[nodiscard]] bool operator==(String other) const noexcept;
 
   /// Byte order, unsigned.
@@ -111,6 +121,8 @@ class String final : public RefersTo<IRefCounted> {
 
   /// Concatenation into a new string. A null pointer adds nothing.
   [[nodiscard]] String operator+(const char* text) const;
+
+  /// Concatenation into a new string.
   [[nodiscard]] String operator+(String text) const;
 
   /// Writes the bytes, formatted as the stream formats text.

@@ -18,6 +18,7 @@
 
 namespace vx {
 
+/// A list of texts: see the head of this file.
 class StringVector final : public RefersTo<IRefCounted> {
  public:
   /// The empty list, which takes no memory.
@@ -31,6 +32,8 @@ class StringVector final : public RefersTo<IRefCounted> {
 
   /// The elements in the order of their insertion, valid until the list is changed or destroyed.
   [[nodiscard]] const String* begin() const noexcept;
+
+  /// The end of the elements.
   [[nodiscard]] const String* end() const noexcept { return begin() + size(); }
 
   /// The first element; the empty string where there is none.
@@ -42,6 +45,7 @@ class StringVector final : public RefersTo<IRefCounted> {
   /// The number of elements.
   [[nodiscard]] std::size_t size() const noexcept;
 
+  /// Whether there are no elements.
   [[nodiscard]] bool empty() const noexcept { return size() == 0; }
 
   /// The elements in order, `separator` between each two; the empty string for no elements.

@@ -277,10 +277,16 @@ bool getKavraOutputDir(String& out, bool create);
 ///   dir: %s (%s)." when it is missing or cannot be made; `out` then holds the path looked for.
 bool getKavraPreviewDir(String& out, bool create);
 
-/// The directory that the `get` form finds, or `currentDir()` where that fails.
+/// The directory that `getKavraUserDir` finds, or `currentDir()` where that fails.
 [[nodiscard]] String kavraUserDir(bool create);
+
+/// As `kavraUserDir`, for "config".
 [[nodiscard]] String kavraConfigDir(bool create);
+
+/// As `kavraUserDir`, for "output".
 [[nodiscard]] String kavraOutputDir(bool create);
+
+/// As `kavraUserDir`, for "preview".
 [[nodiscard]] String kavraPreviewDir(bool create);
 
 /// "nodehelp.html" in the user directory, whether or not the page is there.
