@@ -181,5 +181,27 @@ TEST_F(SmallDisk, ThatIsReadOnlyKeepsWhatItHolds) {
   });
 }
 
+// Some file systems keep times that no calendar reaches. The archive library cannot date such a
+// file.
+TEST_F(SmallDisk, WithAFileBeyondAllDatesIsNotPacked) {
+  runOnSmallDisk([&] {
+    const std::string source = tmp_.write("disk/f", "text");
+    const std::string archive = tmp_.path("pack.zip");
+    constexpr time_t kBeyondAllDates = 100'000'000'000'000'000;
+    const std::array<timespec, 2> times = {timespec{kBeyondAllDates, 0},
+                                           timespec{kBeyondAllDates, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, source.c_str(), times.data(), 0), 0);
+    struct stat status {};
+    ASSERT_EQ(::stat(source.c_str(), &status), 0);
+    ASSERT_EQ(status.st_mtime, kBeyondAllDates);
+    const LogCapture log;
+
+    EXPECT_FALSE(fs::writeZip(String(archive), {String(source)}, {}));
+
+    EXPECT_EQ(log.all(), lines("error: Failed to add file to archive: " + source));
+    EXPECT_FALSE(tmp_.exists("pack.zip"));
+  });
+}
+
 }  // namespace
 }  // namespace vx::test
