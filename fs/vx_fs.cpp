@@ -24,6 +24,7 @@
 #include <tinyfiledialogs.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -607,13 +608,21 @@ class ZipExpansion {
       return;
     }
     // Extraction truncates its destination first: onto the archive, it would destroy what it reads.
-    const bool isOntoArchive = archiveIdentity_ && identityOf(destination) == archiveIdentity_;
-    if (isOntoArchive ||
+    if (mayBeArchive(destination) ||
         mz_zip_reader_extract_to_file(&zip_, index, destination.buf(), 0) == MZ_FALSE) {
       logError("Failed to extract file %s from archive.", destination.buf());
       return;
     }
     extracted_.push_back(destination);
+  }
+
+  /// False only where `destination` is known to be missing, or another file than the archive.
+  [[nodiscard]] bool mayBeArchive(String destination) const {
+    const std::optional<FileIdentity> identity = identityOf(destination);
+    if (!identity) {
+      return errno != ENOENT;
+    }
+    return !archiveIdentity_ || identity == archiveIdentity_;
   }
 
   mz_zip_archive& zip_;
