@@ -1,4 +1,4 @@
-// readZip and readKsz with each of their calls failing once, and with each of
+// readZip, writeZip, readKsz and writeKsz with each of their calls failing once, and with each of
 // the calls that the archive library makes for them.
 
 #include "fs/vx_fs.h"
@@ -8,6 +8,7 @@
 #include <miniz.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -324,6 +325,304 @@ TEST(FailingCalls, ReadKsz) {
                fails("error: Failed to extract file {tmp}/pack.ksx from archive.")},
               {"mz_zip_reader_end",
                logging(clean, {"error: Failed to close archive: {tmp}/pack.ksz"})},
+          },
+  });
+}
+
+// ---- Writing -----------------------------------------------------------------------------------
+
+void arrangeSources(const TempDir& tmp) {
+  tmp.write("look.ksx", "scene");
+  tmp.write("wood.png", sequence(20000));
+}
+
+void arrangeSourcesAndArchive(const TempDir& tmp) {
+  arrangeSources(tmp);
+  tmp.write("pack.zip", "old");
+}
+
+/// Writes both files to the archive "pack.zip", and shows the reports behind the result.
+ScenarioCall writing() {
+  return [](CallWatch& watch) {
+    std::string reports;
+    const bool result =
+        fs::writeZip("pack.zip", {"look.ksx", "wood.png"}, [&](const fs::ZipProgress& report) {
+          reports += ", " + shown(report.file) + " " + std::to_string(report.progress);
+        });
+    watch.stop();
+    return shown(result) + reports;
+  };
+}
+
+/// What is on disk when this stands for the archive; when it is empty, there is none.
+std::vector<std::string> sourcesAnd(const std::string& archive) {
+  std::vector<std::string> disk = {"look.ksx: scene", "wood.png: 20000"};
+  if (!archive.empty()) {
+    disk.insert(disk.begin() + 1, "pack.zip: " + archive);
+  }
+  return disk;
+}
+
+const std::string kFirstReport = ", look.ksx 0.000000";
+const std::string kBothReports = kFirstReport + ", res/wood.png 0.500000";
+
+const Outcome kAllWritten = {.result = "true" + kBothReports,
+                             .disk = sourcesAnd("{look.ksx: scene, res/wood.png: 20000}")};
+
+/// The end of a call that fails after these reports, and leaves nothing at the archive's path.
+Outcome notWritten(const std::string& reports, const std::string& line) {
+  return {.result = "false" + reports, .log = {line}, .disk = sourcesAnd("")};
+}
+
+TEST(FailingCalls, WriteZip) {
+  const Outcome lookFails = notWritten("", "error: Failed to add file to archive: {tmp}/look.ksx");
+  const Outcome woodFails =
+      notWritten(kFirstReport, "error: Failed to add file to archive: {tmp}/wood.png");
+  Outcome finalizeFails = notWritten(kBothReports, "error: Failed to finalize archive: pack.zip");
+  finalizeFails.leavesArchiveOpen = true;
+  checkEveryFailure({
+      .arrange = arrangeSourcesAndArchive,
+      .call = writing(),
+      .clean = kAllWritten,
+      .rules =
+          {
+              // What was there before goes too.
+              {"mz_zip_writer_init_file pack.zip",
+               notWritten("", "error: Failed to initialize archive: pack.zip")},
+              {"stat look.ksx",
+               {.result = "true, res/wood.png 0.500000",
+                .log = {"error: Cannot add non-existent file to archive: look.ksx"},
+                .disk = sourcesAnd("{res/wood.png: 20000}")}},
+              {"realpath look.ksx", kAllWritten},
+              {"stat {tmp}/look.ksx", kAllWritten},
+              {"localtime_r#1", lookFails},
+              {"mz_zip_writer_add_file look.ksx", lookFails},
+              // The archive library takes what it cannot read for the end of the file.
+              {"fseeko64#1 within mz_zip_writer_add_file look.ksx", lookFails},
+              {"fread#1 within mz_zip_writer_add_file look.ksx", lookFails},
+              // Where its size cannot be told, the entry counts as added.
+              {"mz_zip_reader_file_stat*", kAllWritten},
+              {"stat wood.png",
+               {.result = "true" + kFirstReport,
+                .log = {"error: Cannot add non-existent file to archive: wood.png"},
+                .disk = sourcesAnd("{look.ksx: scene}")}},
+              {"realpath wood.png", kAllWritten},
+              {"stat {tmp}/wood.png", kAllWritten},
+              {"localtime_r#2", woodFails},
+              {"mz_zip_writer_add_file res/wood.png", woodFails},
+              {"fseeko64#3 within mz_zip_writer_add_file res/wood.png", woodFails},
+              {"fread#3 within mz_zip_writer_add_file res/wood.png", woodFails},
+              {"mz_zip_writer_finalize_archive", finalizeFails},
+              {"mz_zip_end", notWritten(kBothReports, "error: Failed to close archive: pack.zip")},
+          },
+  });
+}
+
+TEST(FailingCalls, WriteZipThatCannotBegin) {
+  const Outcome clean = notWritten("", "error: Failed to initialize archive: pack.zip");
+  Outcome oldStays = clean;
+  oldStays.disk = sourcesAnd("no archive of 3 bytes");
+  checkEveryFailure({
+      .arrange = arrangeSourcesAndArchive,
+      .call = writing(),
+      .clean = clean,
+      .rules = {{"stat pack.zip", oldStays}, {"remove pack.zip", oldStays}},
+      .always = {"mz_zip_writer_init_file pack.zip"},
+  });
+}
+
+TEST(FailingCalls, WriteZipThatCannotAdd) {
+  const std::string line = "error: Failed to add file to archive: {tmp}/wood.png";
+  const Outcome clean = notWritten(kFirstReport, line);
+  // Nobody hears that the rest could not be removed.
+  Outcome partStays = clean;
+  partStays.disk = sourcesAnd("{look.ksx: scene}");
+  const Outcome lookFails = notWritten("", "error: Failed to add file to archive: {tmp}/look.ksx");
+  checkEveryFailure({
+      .arrange = arrangeSources,
+      .call = writing(),
+      .clean = clean,
+      .rules =
+          {
+              {"mz_zip_writer_init_file pack.zip",
+               notWritten("", "error: Failed to initialize archive: pack.zip")},
+              {"stat look.ksx",
+               {.result = "false",
+                .log = {"error: Cannot add non-existent file to archive: look.ksx", line},
+                .disk = clean.disk}},
+              {"realpath look.ksx", clean},
+              {"stat {tmp}/look.ksx", clean},
+              {"localtime_r#1", lookFails},
+              {"mz_zip_writer_add_file look.ksx", lookFails},
+              {"fseeko64#1 within mz_zip_writer_add_file look.ksx", lookFails},
+              {"fread#1 within mz_zip_writer_add_file look.ksx", lookFails},
+              // Where its size cannot be told, the entry counts as added.
+              {"mz_zip_reader_file_stat*", clean},
+              {"stat wood.png",
+               {.result = "true" + kFirstReport,
+                .log = {"error: Cannot add non-existent file to archive: wood.png"},
+                .disk = sourcesAnd("{look.ksx: scene}")}},
+              {"realpath wood.png*", clean},
+              {"stat {tmp}/wood.png", clean},
+              {"localtime_r#2", clean},
+              {"mz_zip_writer_finalize_archive", clean},
+              {"mz_zip_end", clean},
+              {"stat pack.zip", partStays},
+              {"remove pack.zip", partStays},
+          },
+      .always = {"mz_zip_writer_add_file res/wood.png"},
+  });
+}
+
+TEST(FailingCalls, WriteZipOfNothing) {
+  const Outcome clean = {.result = "true", .disk = {"pack.zip: {}"}};
+  checkEveryFailure({
+      .call = calling([] { return fs::writeZip("pack.zip", {}, {}); }),
+      .clean = clean,
+      .rules =
+          {
+              {"mz_zip_writer_init_file pack.zip",
+               {.result = "false", .log = {"error: Failed to initialize archive: pack.zip"}}},
+              {"mz_zip_writer_finalize_archive",
+               {.result = "false",
+                .log = {"error: Failed to finalize archive: pack.zip"},
+                .leavesArchiveOpen = true}},
+              {"mz_zip_end",
+               {.result = "false", .log = {"error: Failed to close archive: pack.zip"}}},
+          },
+  });
+}
+
+TEST(FailingCalls, WriteZipThatCannotBeFinalized) {
+  Outcome clean = {.result = "false",
+                   .log = {"error: Failed to finalize archive: pack.zip"},
+                   .leavesArchiveOpen = true};
+  Outcome partStays = clean;
+  partStays.disk = {"pack.zip: no archive of 0 bytes"};
+  checkEveryFailure({
+      .call = calling([] { return fs::writeZip("pack.zip", {}, {}); }),
+      .clean = clean,
+      .rules =
+          {
+              {"mz_zip_writer_init_file pack.zip",
+               {.result = "false", .log = {"error: Failed to initialize archive: pack.zip"}}},
+              {"stat pack.zip", partStays},
+              {"remove pack.zip", partStays},
+          },
+      .always = {"mz_zip_writer_finalize_archive"},
+  });
+}
+
+// By design, for want of anybody who could close it: the exception is the caller's.
+TEST(LeavesTheArchiveOpen, WhenTheCallbackThrows) {
+  checkCleanRun({
+      .arrange = arrangeSources,
+      .call =
+          [](CallWatch& watch) {
+            bool isThrown = false;
+            try {
+              fs::writeZip("pack.zip", {"look.ksx", "wood.png"},
+                           [](const fs::ZipProgress& /*report*/) { throw 1; });
+            } catch (int) {
+              isThrown = true;
+            }
+            watch.stop();
+            return shown(isThrown);
+          },
+      .clean = {.result = "true", .disk = sourcesAnd("no archive of *"), .leavesArchiveOpen = true},
+  });
+}
+
+TEST(LeavesTheArchiveOpen, WhenTheCallbackOfAKszThrows) {
+  checkCleanRun({
+      .arrange = arrangeSources,
+      .call =
+          [](CallWatch& watch) {
+            bool isThrown = false;
+            try {
+              fs::writeKsz("pack.zip", {"look.ksx"},
+                           [](const fs::KszProgress& /*report*/) { throw 1; });
+            } catch (int) {
+              isThrown = true;
+            }
+            watch.stop();
+            return shown(isThrown);
+          },
+      .clean = {.result = "true", .disk = sourcesAnd("no archive of *"), .leavesArchiveOpen = true},
+  });
+}
+
+// What the system presents as a file may claim to be longer than it is. It is then read once more.
+TEST(FailingCalls, WriteZipOfAFileThatIsShorterThanItClaims) {
+  const std::string claimant = "/sys/devices/system/cpu/online";
+  if (!std::filesystem::exists(claimant)) {
+    GTEST_SKIP() << "this system has no " << claimant;
+  }
+  const Outcome clean = {.result = "true", .disk = {"pack.zip: {res/online: *}"}};
+  const auto fails = [](const std::string& line) {
+    return Outcome{.result = "false", .log = {line}};
+  };
+  const Outcome notAdded = fails("error: Failed to add file to archive: " + claimant);
+  Outcome finalizeFails = fails("error: Failed to finalize archive: pack.zip");
+  finalizeFails.leavesArchiveOpen = true;
+  checkEveryFailure({
+      .call = calling([&] { return fs::writeZip("pack.zip", {String(claimant.c_str())}, {}); }),
+      .clean = clean,
+      .rules =
+          {
+              {"mz_zip_writer_init_file pack.zip",
+               fails("error: Failed to initialize archive: pack.zip")},
+              {"stat " + claimant + "#1",
+               {.result = "true",
+                .log = {"error: Cannot add non-existent file to archive: " + claimant},
+                .disk = {"pack.zip: {}"}}},
+              {"realpath " + claimant, clean},
+              {"stat " + claimant + "#2", clean},
+              {"localtime_r", notAdded},
+              {"mz_zip_writer_add_file res/online", notAdded},
+              {"fseeko64#1 within mz_zip_writer_add_file res/online", notAdded},
+              {"fread#1 within mz_zip_writer_add_file res/online", notAdded},
+              {"mz_zip_reader_file_stat", clean},
+              {"fopen " + claimant, notAdded},
+              {"fread#3", notAdded},
+              {"fread#4", clean},  // the end, which a failure cannot be told from
+              {"fclose", clean},
+              {"mz_zip_writer_finalize_archive", finalizeFails},
+              {"mz_zip_end", fails("error: Failed to close archive: pack.zip")},
+          },
+  });
+}
+
+TEST(FailingCalls, WriteKsz) {
+  const Outcome clean = {.result = "true",
+                         .disk = {"look.ksx: scene", "pack.ksz: {look.ksx: scene}"}};
+  const auto fails = [](const std::string& line) {
+    return Outcome{.result = "false", .log = {line}, .disk = {"look.ksx: scene"}};
+  };
+  const Outcome lookFails = fails("error: Failed to add file to archive: {tmp}/look.ksx");
+  Outcome finalizeFails = fails("error: Failed to finalize archive: pack.ksz");
+  finalizeFails.leavesArchiveOpen = true;
+  checkEveryFailure({
+      .arrange = [](const TempDir& tmp) { tmp.write("look.ksx", "scene"); },
+      .call = calling([] { return fs::writeKsz("pack.ksz", {"look.ksx"}, {}); }),
+      .clean = clean,
+      .rules =
+          {
+              {"mz_zip_writer_init_file pack.ksz",
+               fails("error: Failed to initialize archive: pack.ksz")},
+              {"stat look.ksx",
+               {.result = "true",
+                .log = {"error: Cannot add non-existent file to archive: look.ksx"},
+                .disk = {"look.ksx: scene", "pack.ksz: {}"}}},
+              {"realpath look.ksx", clean},
+              {"stat {tmp}/look.ksx", clean},
+              {"localtime_r", lookFails},
+              {"mz_zip_writer_add_file look.ksx", lookFails},
+              {"fseeko64#1 within mz_zip_writer_add_file look.ksx", lookFails},
+              {"fread#1 within mz_zip_writer_add_file look.ksx", lookFails},
+              {"mz_zip_reader_file_stat", clean},
+              {"mz_zip_writer_finalize_archive", finalizeFails},
+              {"mz_zip_end", fails("error: Failed to close archive: pack.ksz")},
           },
   });
 }
