@@ -432,6 +432,15 @@ TEST_F(CopyFile, DoesNotCreateDirectories) {
   expectSilence();
 }
 
+TEST_F(CopyFile, CannotCreateADestinationThatOnlyItsNormalFormNames) {
+  tmp.write("s", "text");
+
+  EXPECT_FALSE(fs::copyFile("s", "missing/../d"));
+
+  EXPECT_EQ(tmp.entries(), lines("s"));
+  expectSilence();
+}
+
 TEST_F(CopyFile, LeavesADirectoryAtTheDestinationAlone) {
   tmp.write("s", "text");
   tmp.mkdir("empty");
