@@ -3,6 +3,7 @@
 
 #include "core/vx_string.h"
 #include "fs/vx_fs.h"
+#include "tests/fs/recorded_questions.h"
 #include "tests/support/child.h"
 #include "tests/support/error_state.h"
 #include "tests/support/log_capture.h"
@@ -29,6 +30,7 @@ using vx::test::errnoText;
 using vx::test::ErrorStateSentinel;
 using vx::test::lines;
 using vx::test::LogCapture;
+using vx::test::RecordedQuestions;
 using vx::test::runAsUnprivileged;
 using vx::test::ScopedCurrentDir;
 using vx::test::ScopedEnv;
@@ -122,6 +124,24 @@ TEST_P(EveryProductDir, IsFoundInTheHomeDirectory) {
     EXPECT_EQ(log.all(), lines());
     EXPECT_TRUE(sentinel.isUntouched());
     EXPECT_EQ(account.tmp.entries(), before);
+  }
+}
+
+TEST_P(EveryProductDir, IsAskedForOnceWhereItIsThere) {
+  for (const bool create : {false, true}) {
+    const Account account;
+    const std::string expected = GetParam().in(account.userDir());
+    std::filesystem::create_directories(expected);
+    std::vector<std::string> asked = {account.tmp.path("home"), account.userDir()};
+    if (expected != account.userDir()) {
+      asked.push_back(expected);
+    }
+    const RecordedQuestions questions;
+    String out;
+
+    EXPECT_TRUE(GetParam().get(out, create));
+
+    EXPECT_EQ(questions.statPaths(), asked);
   }
 }
 
