@@ -206,7 +206,7 @@ void copyContent(String src, String dst) {
   // The streams would move 8 KiB at a time. One byte more than a block, since they read one less
   // than the room they are given.
   constexpr std::size_t kRoom = 128 * 1024 + 1;
-  const auto room = std::make_unique_for_overwrite<char[]>(kRoom);
+  const std::unique_ptr<char[]> room(new char[kRoom]);
   std::ifstream input;
   input.rdbuf()->pubsetbuf(room.get(), kRoom);
   input.open(src.buf(), std::ios::in | std::ios::binary);
