@@ -24,7 +24,6 @@
 #include <tinyfiledialogs.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -648,37 +647,6 @@ String entryNameFor(String fileName) {
   return Path::join("res", fileName);
 }
 
-struct CloseStream {
-  void operator()(FILE* stream) const noexcept { std::fclose(stream); }
-};
-
-/// The number of bytes that can be read from the file, none where a read fails.
-std::optional<mz_uint64> readableSize(String path) {
-  const std::unique_ptr<FILE, CloseStream> stream(std::fopen(path.buf(), "rb"));
-  if (stream == nullptr) {
-    return std::nullopt;
-  }
-  std::array<char, 4096> buffer;
-  mz_uint64 size = 0;
-  while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), stream.get())) {
-    size += count;
-  }
-  return std::ferror(stream.get()) == 0 ? std::optional(size) : std::nullopt;
-}
-
-/// Whether the entry that was added last holds all of `source`: the library takes a failure to read
-/// for the end of the file.
-bool holdsAll(mz_zip_archive& zip, String source, const struct stat& status) {
-  mz_zip_archive_file_stat entry;
-  if (!S_ISREG(status.st_mode) ||
-      mz_zip_reader_file_stat(&zip, zip.m_total_files - 1, &entry) == MZ_FALSE ||
-      entry.m_uncomp_size >= static_cast<mz_uint64>(status.st_size)) {
-    return true;
-  }
-  // Some files are shorter than they claim, and one may have been cut meanwhile.
-  return readableSize(source) == entry.m_uncomp_size;
-}
-
 bool addFile(mz_zip_archive& zip, String name, String source) {
   struct stat status {};
   std::tm date;
@@ -687,8 +655,7 @@ bool addFile(mz_zip_archive& zip, String name, String source) {
     return false;
   }
   return mz_zip_writer_add_file(&zip, name.buf(), source.buf(), nullptr, 0, MZ_BEST_SPEED) !=
-             MZ_FALSE &&
-         holdsAll(zip, source, status);
+         MZ_FALSE;
 }
 
 /// Adds `files` in order and reports each; stops at the first that cannot be added.

@@ -349,6 +349,8 @@ StringVector readZip(String archive, String outDir, ZipCallback callback);
 /// entries of the same name. Compression is the fastest level. An empty list gives a valid empty
 /// archive. A file that does not exist is logged and left out, and the archive still counts as
 /// written.
+/// Where a file cannot be read to its end, its entry holds what could be read, and nothing is said:
+/// the archive library takes the failure for the end of the file.
 ///
 /// `callback` is called after each file that was added, with the count of files before it divided
 /// by the count of all: of three files 0, 1/3 and 2/3. There is no report of 1.0, nor one for a
