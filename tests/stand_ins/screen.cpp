@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -96,9 +97,10 @@ class Screen {
     ::dup2(silence, STDOUT_FILENO);
     ::dup2(silence, STDERR_FILENO);
     const std::string number = std::to_string(numberEnd);
-    // Higher than most, or the buttons of a dialog are cut off.
+    // Higher than most, or the buttons of a dialog are cut off. A server that resets itself when
+    // its last client goes, such as a look for a window, may turn away the dialog that comes then.
     ::execlp("Xvfb", "Xvfb", "-displayfd", number.c_str(), "-screen", "0", "1280x1024x24",
-             "-nolisten", "tcp", nullptr);
+             "-nolisten", "tcp", "-noreset", nullptr);
     ::_exit(127);
   }
 
@@ -120,10 +122,11 @@ class Screen {
   std::string number_;
 };
 
-/// Who sits before the screen.
+/// Who sits before the screen, until the dialog is over.
 class User {
  public:
-  explicit User(std::string title) : title_(std::move(title)) {}
+  User(std::string title, const std::atomic<bool>& isOver)
+      : title_(std::move(title)), isOver_(isOver) {}
 
   bool uses(const std::vector<Keys>& use) {
     const std::string wanted = "search --onlyvisible --name '^" + title_ + "$'";
@@ -137,13 +140,13 @@ class User {
  private:
   bool presses(const Keys& keys) {
     const auto hasEffect = [&] { return openWindows() == keys.windowsAfter; };
-    while (Clock::now() < deadline_) {
+    while (!isOver_ && Clock::now() < deadline_) {
       press(keys.keys);
       if (waitUntil(hasEffect, kForAnEffect)) {
         return true;
       }
     }
-    return fails("no effect of " + keys.keys.back());
+    return hasEffect() || fails("no effect of " + keys.keys.back());
   }
 
   void press(const std::vector<std::string>& keys) const {
@@ -166,13 +169,16 @@ class User {
   template <class Condition>
   [[nodiscard]] bool waitUntil(Condition holds, milliseconds limit) const {
     const auto end = std::min(Clock::now() + limit, deadline_);
-    while (!holds()) {
-      if (Clock::now() >= end) {
+    while (true) {
+      const bool isLastLook = isOver_ || Clock::now() >= end;
+      if (holds()) {
+        return true;
+      }
+      if (isLastLook) {
         return false;
       }
       std::this_thread::sleep_for(kBetweenLooks);
     }
-    return true;
   }
 
   static bool fails(const std::string& reason) {
@@ -181,6 +187,7 @@ class User {
   }
 
   const std::string title_;
+  const std::atomic<bool>& isOver_;
   const Clock::time_point deadline_ = Clock::now() + kTimeLimit;
   std::optional<std::string> window_;
 };
@@ -193,14 +200,16 @@ bool isUsedOnAScreen(const std::function<void()>& show, const std::string& title
     return false;
   }
   const ScopedEnv display("DISPLAY", screen.display());
+  std::atomic<bool> isOver = false;
   bool isDone = false;
   std::thread user([&] {
-    isDone = User(title).uses(use);
+    isDone = User(title, isOver).uses(use);
     if (!isDone) {
       screen.takeAway();
     }
   });
   show();
+  isOver = true;
   user.join();
   return isDone;
 }
