@@ -164,8 +164,11 @@ std::size_t existingPrefix(std::string_view path) {
 
 }  // namespace
 
-Path::Path(String path, bool normalizeFirst)
-    : path_(normalizeFirst ? normalize(std::move(path)) : std::move(path)) {}
+Path::Path(String path, bool normalizeFirst) : path_(std::move(path)) {
+  if (normalizeFirst) {
+    path_ = normalize(std::move(path_));
+  }
+}
 
 String Path::normalized() const {
   return normalize(path_);

@@ -113,7 +113,7 @@ void String::Text::destroy() noexcept {
   ::operator delete(this);
 }
 
-StringBuilder::StringBuilder(std::size_t capacity) : bytes_(nullptr), capacity_(capacity) {
+StringBuilder::StringBuilder(std::size_t capacity) : capacity_(capacity) {
   if (capacity == 0) {
     return;
   }

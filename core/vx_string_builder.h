@@ -47,6 +47,10 @@ class StringBuilder {
 
   void append(std::string_view added) noexcept {
     assert(added.size() <= capacity_ - length_);
+    if (added.empty()) {
+      return;
+    }
+    assert(bytes_ != nullptr);
     copyBytes(bytes_ + length_, added.data(), added.size());
     length_ += added.size();
   }
@@ -65,7 +69,7 @@ class StringBuilder {
 
  private:
   String string_;
-  char* bytes_;
+  char* bytes_ = nullptr;
   std::size_t length_ = 0;
   std::size_t capacity_;
 };

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <new>
+#include <string_view>
 #include <utility>
 
 namespace vx {
@@ -45,7 +46,7 @@ void StringVector::push_back(String element) {
   }
   constexpr std::size_t kFirstCapacity = 8;
   Items* const grown = Items::create(held == nullptr ? kFirstCapacity : held->size * 2);
-  for (std::size_t i = 0; i < size(); ++i) {
+  for (std::size_t i = 0; held != nullptr && i < held->size; ++i) {
     // Elements that nobody else sees move over; shared ones are copied.
     String& kept = held->elements()[i];
     grown->append(held->isUnique() ? std::move(kept) : kept);

@@ -912,7 +912,8 @@ class PatternArray {
     if (count_ != 0) {
       std::memmove(larger, pointers_, count_ * sizeof *larger);
     }
-    delete[] std::exchange(pointers_, larger);
+    delete[] pointers_;
+    pointers_ = larger;
   }
 
   const char** pointers_ = nullptr;
@@ -941,8 +942,8 @@ StringVector fsDialog(DialogType type, bool multiple, String title, String defau
     patterns.push_back(patternFor(filter));
   }
   PatternArray pointers;  // into `patterns`, which lives until the dialog has returned
-  for (std::size_t i = 0; i < patterns.size(); ++i) {
-    pointers.append(patterns[i].buf());
+  for (const String& pattern : patterns) {
+    pointers.append(pattern.buf());
   }
   String answer;
   switch (type) {

@@ -1,6 +1,7 @@
 #include "fs/vx_fs_platform.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <string_view>
