@@ -26,6 +26,7 @@ constexpr std::string_view kAlphabet{"aAzZ@[`{ \t|:/.*\0\xc3\x84", 18};
 constexpr std::size_t kLongestText = 40;
 constexpr std::size_t kLongestHandle = 4096;
 constexpr std::size_t kMostElements = 64;
+constexpr std::size_t kMostSteps = 128;
 
 char lowered(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -433,7 +434,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   vx::fuzz::Input input(data, size);
   vx::fuzz::Pool pool(input);
-  while (!input.isSpent()) {
+  for (std::size_t i = 0; i < vx::fuzz::kMostSteps && !input.isSpent(); ++i) {
     pool.step();
   }
   return 0;

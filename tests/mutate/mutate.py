@@ -29,6 +29,12 @@ def parse_arguments():
     parser.add_argument("--seed", type=int, default=1, help="of the draw")
     parser.add_argument("--limit", type=float, default=10, help="seconds for a test program")
     parser.add_argument("--again", action="store_true", help="try the survivors once more")
+    parser.add_argument(
+        "--sanitizer",
+        choices=list(trial.FLAGS),
+        default="none",
+        help="build with it; together with --again for what the plain build does not notice",
+    )
     parser.add_argument("--list", action="store_true", help="list the mutants, and try none")
     parser.add_argument("--report", action="store_true", help="report what is known, and try none")
     parser.add_argument("--work", type=Path, default=ROOT / "build" / "mutate", help="work folder")
@@ -52,14 +58,25 @@ def all_mutants(arguments):
 
 
 def read_explanations():
-    """Reasons by the key of a mutant. A block is four lines: the file, the line, the change, and
-    the reason; further lines belong to the reason."""
+    """Reasons by the key of a mutant. The form is that of the file itself: a source and its line,
+    its changes below it, and a reason for all that stand since the reason before."""
     reasons = {}
-    blocks = EXPLAINED.read_text(encoding="utf-8").split("\n\n") if EXPLAINED.exists() else []
-    for block in blocks:
-        lines = [line.strip() for line in block.splitlines() if not line.startswith("#")]
-        if len(lines) >= 4:
-            reasons[tuple(lines[:3])] = " ".join(lines[3:])
+    keys = []
+    source = reason = ""
+    for line in EXPLAINED.read_text(encoding="utf-8").splitlines():
+        text = line.strip()
+        if not text or line.startswith("#"):
+            continue
+        if reason and not line.startswith("    "):
+            keys, reason = [], ""
+        if not line.startswith(" "):
+            source = text
+        elif text.startswith("- ") or reason:
+            reason = f"{reason} {text}".removeprefix(" - ")
+            reasons.update(dict.fromkeys(keys, reason))
+        else:
+            file, line_text = source.split(": ", 1)
+            keys.append((file, line_text, text))
     return reasons
 
 
@@ -128,7 +145,9 @@ class Run:
         self.lock = threading.Lock()
 
     def work(self, number):
-        tree = trial.Tree(ROOT, self.arguments.work / str(number))
+        sanitizer = self.arguments.sanitizer
+        place = str(number) if sanitizer == "none" else f"{number}-{sanitizer}"
+        tree = trial.Tree(ROOT, self.arguments.work / place, sanitizer)
         tree.refresh()
         tree.configure()
         tree.find_programs()
@@ -141,6 +160,8 @@ class Run:
             outcome = tree.try_mutant(mutant, order.of(mutant), self.arguments.limit)
             if outcome.status == "killed":
                 order.learn(mutant, outcome.by)
+                if sanitizer != "none":
+                    outcome.by += f" ({sanitizer} sanitizer)"
             with self.lock:
                 self.keep(mutant, times, outcome)
 

@@ -13,7 +13,11 @@ from pathlib import Path
 MEMORY_LIMIT = 4 << 30
 COPIED = ("CMakeLists.txt", "CMakePresets.json", "cmake", "core", "fs", "tests", "fuzz", "examples")
 # Without optimisation and warnings the build is fastest; a mutant may well leave something unused.
-FLAGS = "-O0 -w"
+FLAGS = {
+    "none": "-O0 -w",
+    "address": "-O1 -w -fsanitize=address,undefined -fno-sanitize-recover=all",
+    "thread": "-O1 -w -fsanitize=thread",
+}
 
 # A mutant may remove or write whatever it likes: it sees the system read-only, and a /tmp of its
 # own.
@@ -50,25 +54,29 @@ def end_group(process):
         pass
 
 
-def limit_memory():
-    resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
+def limit_resources(sanitizer):
+    if sanitizer == "none":  # the others reserve far more than they use
+        resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
 
-def shield_command():
-    command = ["unshare", "--mount", "bash", "-c", SHIELD, "shield"]
+def shield_command(sanitizer):
+    # The thread sanitizer does not start where addresses are spread too widely.
+    fixed = ["setarch", "--addr-no-randomize"] if sanitizer == "thread" else []
+    command = [*fixed, "unshare", "--mount", "bash", "-c", SHIELD, "shield"]
     works = subprocess.run([*command, "true"], capture_output=True, check=False).returncode == 0
-    return command if works else []
+    return command if works else fixed
 
 
 class Tree:
     """A copy of the tree with a build folder, and the programs that it builds."""
 
-    def __init__(self, root, place):
+    def __init__(self, root, place, sanitizer):
         self.root = Path(root)
+        self.sanitizer = sanitizer
         self.source = Path(place) / "tree"
         self.build = Path(place) / "build"
-        self.shield = shield_command()
+        self.shield = shield_command(sanitizer)
         self.programs = []
 
     # ---- The copy
@@ -99,11 +107,11 @@ class Tree:
             "-G",
             "Ninja",
             "-DCMAKE_BUILD_TYPE=None",
-            f"-DCMAKE_CXX_FLAGS={FLAGS}",
+            f"-DCMAKE_CXX_FLAGS={FLAGS[self.sanitizer]}",
             f"-DCMAKE_PREFIX_PATH={self.root / '.deps'}",
             "-DVX_BUILD_BENCHMARKS=OFF",
         ]
-        if shutil.which("ld.gold"):
+        if shutil.which("ld.gold") and self.sanitizer == "none":
             options.append("-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold")
         if shutil.which("ccache"):
             options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
@@ -116,16 +124,20 @@ class Tree:
         if done.returncode != 0:
             raise Failed(done.stdout[-4000:] + done.stderr[-4000:])
 
-    def builds(self, target):
-        command = ["ninja", "-C", str(self.build), target]
-        return subprocess.run(command, capture_output=True, check=False).returncode == 0
+    def builds(self, program, mutant):
+        environment = dict(os.environ)
+        if mutant.file.endswith(".cpp"):
+            environment["CCACHE_DISABLE"] = "1"  # nothing is compiled a second time
+        command = ["ninja", "-C", str(self.build), program.name]
+        done = subprocess.run(command, capture_output=True, check=False, env=environment)
+        return done.returncode == 0
 
     # ---- Running
 
     def find_programs(self):
         """The test programs that pass on the tree as it is, the fastest first."""
         programs = [
-            Program(path.name, [str(path)]) for path in self.executables("tests/vx_test_*")
+            Program(path.name, [str(path)]) for path in self.executables("tests/**/vx_test_*")
         ]
         for path in self.executables("fuzz/vx_replay_*"):
             corpus = self.source / "fuzz" / "corpus" / path.name.removeprefix("vx_replay_")
@@ -188,14 +200,16 @@ class Tree:
     def run(self, program, limit, options):
         if "vx_test_" not in program.name:
             options = []
-        environment = {**os.environ, "TMPDIR": "/tmp"} if self.shield else None
+        environment = {**os.environ, "ASAN_OPTIONS": "detect_stack_use_after_return=1"}
+        if self.shield:
+            environment["TMPDIR"] = "/tmp"
         process = subprocess.Popen(
             [*self.shield, *program.command, *options],
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT,
             start_new_session=True,
-            preexec_fn=limit_memory,
+            preexec_fn=lambda: limit_resources(self.sanitizer),
             env=environment,
         )
         try:
@@ -220,10 +234,8 @@ class Tree:
         original = path.read_text(encoding="utf-8")
         path.write_text(mutant.applied_to(original), encoding="utf-8")
         try:
-            if not self.builds("vx_fs") or not self.builds("vx_core"):
-                return Outcome("invalid")
             for program in order:
-                if not self.builds(program.name):
+                if not self.builds(program, mutant):
                     return Outcome("invalid")
                 own_limit = max(limit, 5 * program.seconds)
                 failure = self.failure(program, own_limit)
