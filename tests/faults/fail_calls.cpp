@@ -261,8 +261,6 @@ int replacedUtime(const char* path, const utimbuf* times) {
   return fails({"utime", path}) ? -1 : real(path, times);
 }
 
-// The archive library asks `localtime` too, which fails for the same times, and does not look: only
-// because the module has asked before.
 std::tm* replacedLocaltimeR(const std::time_t* time, std::tm* date) VX_REPLACES(localtime_r);
 std::tm* replacedLocaltimeR(const std::time_t* time, std::tm* date) {
   static auto* const real = next<std::tm*(const std::time_t*, std::tm*)>("localtime_r");

@@ -248,13 +248,14 @@ class Run {
 
 // ---- Rules ------------------------------------------------------------------------------------
 
-/// The texts of the calls in order, each with its number among its like behind it.
+/// The texts of the calls in order, each with its number among its like behind it. Those that the
+/// archive library makes count by themselves.
 std::vector<std::string> numbered(const Run& run) {
-  std::map<std::string, int> counts;
+  std::map<std::pair<bool, std::string>, int> counts;
   std::vector<std::string> texts;
   for (const WatchedCall& call : run.calls()) {
     const std::string text = run.spelled(call.text);
-    texts.push_back(text + "#" + std::to_string(++counts[text]));
+    texts.push_back(text + "#" + std::to_string(++counts[{call.within.empty(), text}]));
   }
   return texts;
 }
