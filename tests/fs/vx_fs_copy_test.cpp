@@ -233,6 +233,17 @@ TEST_F(CopyFile, RemovesNothingWhereNothingIs) {
             lines("stat s", "stat d", "open s", "open d", "close d", "close s", "stat d"));
 }
 
+TEST_F(CopyFile, LeavesNothingOfAFileThatTakesThePlaceOfTheOneRemoved) {
+  tmp.write("s", "new");
+  tmp.write("d", "much longer than the source");
+  RecordedCalls calls;
+  calls.pretend("remove d");
+
+  EXPECT_TRUE(fs::copyFile("s", "d"));
+
+  EXPECT_EQ(tmp.read("d"), "new");
+}
+
 TEST_F(CopyFile, AnswersByALookAtTheDestinationAfterwards) {
   tmp.write("s", "text");
   RecordedCalls calls;

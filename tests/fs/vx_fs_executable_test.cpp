@@ -242,6 +242,23 @@ TEST(ExePath, TakesTheSizeFromAQuestionThatSucceeds) {
   EXPECT_EQ(text(vx::fs::exePath()), executable);
 }
 
+TEST(ExePath, TakesAnyAnswerButMinusOneForAPath) {
+  const TempDir tmp;
+  const std::string executable = tmp.write("tool", "");
+  const ScriptedPlatform platform({
+      tellsSize(executable.size() + 1),
+      [&](char* buffer, std::uint32_t* size) {
+        tellsPath(executable)(buffer, size);
+        return 1;
+      },
+  });
+  const ErrorStateSentinel sentinel;
+
+  EXPECT_EQ(text(vx::fs::exePath()), executable);
+
+  EXPECT_TRUE(sentinel.isUntouched());
+}
+
 TEST(ExePath, AsksTheFileSystemOnceForAFileThatIsThere) {
   const TempDir tmp;
   const std::string executable = tmp.write("tool", "");

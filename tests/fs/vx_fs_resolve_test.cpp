@@ -322,6 +322,15 @@ TEST_F(ResolvePath, AsksForEveryCandidateOfAPlainReferenceInVain) {
                   "stat tex/wood.png.e1", "stat d2", "stat d2/wood.png.e1"));
 }
 
+TEST_F(ResolvePath, AsksTwiceInASearchDirectoryForABareName) {
+  tmp.mkdir("d");
+
+  // Once for the name, once for the relative directory, which is the search directory itself.
+  EXPECT_EQ(questionsOf("wood.png", {"d"}, {}),
+            lines("stat wood.png", "stat wood.png",  //
+                  "stat d", "stat d/wood.png", "stat d", "stat d/wood.png"));
+}
+
 TEST_F(ResolvePath, AsksForNoRelativeDirectoryOfAnAbsoluteReference) {
   tmp.mkdir("d");
 
@@ -693,6 +702,14 @@ TEST_F(ResolvePath, SkipsSearchDirectoriesThatAreNone) {
   EXPECT_EQ(resolve("old/wood.png", {"missing", "file", "dangling", "", "d"}, {}), "d/wood.png");
   EXPECT_EQ(resolve("old/wood.*", {"missing", "file", "dangling", "", "d"}, {"tx", "png"}),
             "d/wood.png");
+}
+
+TEST_F(ResolvePath, TakesTheRelativeDirectoryAloneUnderAnEmptySearchDirectory) {
+  writeAll({"wood.", "tex/wood."});
+
+  // Below no directory lies the reference's own one, where its name is now looked for with a dot.
+  EXPECT_EQ(winners("tex/wood", {""}, {}), lines("tex/wood."));
+  EXPECT_EQ(resolve("wood", {""}, {}), "");
 }
 
 TEST_F(ResolvePath, SkipsASearchDirectoryThatMayNotBeEntered) {
