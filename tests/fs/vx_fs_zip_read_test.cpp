@@ -56,6 +56,10 @@ using vx::test::texts;
 using vx::test::ZipEntry;
 using vx::test::ZipMaker;
 
+// For everybody, the owner too: the tests need not run as root.
+constexpr auto kMayRead = std::filesystem::perms{0444};
+constexpr auto kMayEnter = std::filesystem::perms{0555};
+
 /// A directory to work in, a log, and a current error that only a new one replaces. `expand` reads
 /// an archive of the given entries, "pack.zip", into the directory "out".
 class ReadZip : public testing::Test {
@@ -197,6 +201,7 @@ TEST_F(ReadZip, CannotOpenAnArchiveThatItMayNotRead) {
 
 TEST_F(ReadZip, ReportsAnOutputDirectoryThatItMayNotCreate) {
   const std::string archive = tmp.write("pack.zip", ZipMaker().file("a", "text").bytes());
+  std::filesystem::permissions(tmp.path(), kMayEnter);
 
   runAsUnprivileged([&] {
     EXPECT_THAT(texts(readZip(archive.c_str(), out().c_str(), {})), IsEmpty());
@@ -688,7 +693,7 @@ TEST_F(ReadZip, LogsWhatItMayNotCreateAndGoesOn) {
                                                         .file("locked/e/f", "text")
                                                         .file("open/a", "text")
                                                         .bytes());
-  tmp.mkdir("out/locked");
+  std::filesystem::permissions(tmp.mkdir("out/locked"), kMayEnter);
   std::filesystem::permissions(tmp.mkdir("out/open"), std::filesystem::perms::all);
 
   runAsUnprivileged([&] {
@@ -709,7 +714,7 @@ TEST_F(ReadZip, LogsWhatItMayNotCreateAndGoesOn) {
 
 TEST_F(ReadZip, KeepsAFileThatItMayNotOverwrite) {
   const std::string archive = tmp.write("pack.zip", ZipMaker().file("a", "new").bytes());
-  tmp.write("out/a", "old");
+  std::filesystem::permissions(tmp.write("out/a", "old"), kMayRead);
 
   runAsUnprivileged([&] {
     EXPECT_THAT(texts(readZip(archive.c_str(), out().c_str(), {})), IsEmpty());

@@ -57,6 +57,10 @@ using vx::test::ZipContent;
 static_assert(std::is_same_v<decltype(ZipProgress::file), String>);
 static_assert(std::is_same_v<decltype(ZipProgress::progress), double>);
 
+// For everybody, the owner too: the tests need not run as root.
+constexpr auto kMayRead = std::filesystem::perms{0444};
+constexpr auto kMayEnter = std::filesystem::perms{0555};
+
 /// One report, to compare whole.
 using Report = std::pair<std::string, double>;
 
@@ -414,7 +418,7 @@ TEST_F(WriteZip, LeavesALinkLoopInPlaceOfTheArchive) {
 TEST_F(WriteZip, RemovesTheArchiveThatItMayNotReplace) {
   std::filesystem::permissions(tmp.mkdir("open"), std::filesystem::perms::all);
   const std::string before = tmp.write("open/pack.zip", "before");
-  std::filesystem::permissions(before, std::filesystem::perms::owner_read);
+  std::filesystem::permissions(before, kMayRead);
 
   runAsUnprivileged([&] {
     EXPECT_FALSE(writeZip(before.c_str(), {}, {}));
@@ -426,7 +430,8 @@ TEST_F(WriteZip, RemovesTheArchiveThatItMayNotReplace) {
 }
 
 TEST_F(WriteZip, LeavesTheArchiveThatItMayNotRemove) {
-  tmp.write("pack.zip", "before");
+  std::filesystem::permissions(tmp.write("pack.zip", "before"), kMayRead);
+  std::filesystem::permissions(tmp.path(), kMayEnter);
 
   runAsUnprivileged([&] {
     EXPECT_FALSE(write({}));
