@@ -410,7 +410,8 @@ bool writeKsz(String archive, StringVector files, KszCallback callback);
 ///                                    D/tex/wood.png, if the reference is relative
 ///   3. as the reference "tex/wood.png.*", if there are search directories and extensions
 /// A name without an extension is found as it stands, but is looked for with a lone "." behind it
-/// in the search directories ("wood" as "D/wood."), and never by step 3. A reference to a bare name
+/// in the search directories ("wood" as "D/wood."), and never by step 3, where a name that ends in
+/// a dot gets no second one ("wood." is the reference "wood.*"). A reference to a bare name
 /// ("wood.*") has no directory of its own: the current directory is not searched.
 ///
 /// Only files match, never directories. A search directory that does not exist is skipped. Asks the
@@ -441,9 +442,11 @@ bool writeKsz(String archive, StringVector files, KszCallback callback);
 // - on macOS no patterns but those that begin with "*.": it takes two characters off every one, and
 //   reads past the end of "*".
 //
-// What comes back. Paths are cut at "|". One beyond 1,000 bytes may come back damaged. A file to
-// open that cannot be read counts as not chosen. Where no dialog program is installed the library
-// asks on the terminal.
+// What comes back. Paths are cut at "|". One beyond 1,000 bytes may come back damaged or overrun
+// the library's memory, as do several of more than 1 MiB together. Files to open that cannot be
+// read are left out, but where that goes for all of several, the first comes back. A name to save
+// to counts as none when it holds one of \ : * ? " < > or its directory does not exist. Where no
+// dialog program is installed the library asks on the terminal.
 
 /// Kinds of dialog.
 enum class DialogType { Open = 0, Save = 1, Folder = 2 };

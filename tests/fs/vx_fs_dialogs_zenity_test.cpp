@@ -173,6 +173,43 @@ TEST_F(ZenityDialog, ChoosesAFileToSaveOver) {
   EXPECT_EQ(tmp().read("old.png"), "text");
 }
 
+// ---- Answers that the library does not take ---------------------------------------------------
+
+TEST_F(ZenityDialog, PicksNoFileThatCannotBeRead) {
+  answer(tmp().path("missing.png"));
+
+  EXPECT_EQ(browseFile("Pick one", "", "", {}), "");
+}
+
+TEST_F(ZenityDialog, LeavesOutThoseOfSeveralFilesThatCannotBeRead) {
+  const std::string a = tmp().write("a.png", "");
+  const std::string c = tmp().write("c.png", "");
+  answer(tmp().path("missing") + "|" + a + "|" + tmp().path("b.png") + "|" + c + "|" +
+         tmp().path("gone"));
+
+  EXPECT_EQ(texts(browseFiles("Pick some", "", "", {})), lines(a, c));
+}
+
+TEST_F(ZenityDialog, PicksNoFolderThatIsMissing) {
+  answer(tmp().path("missing"));
+
+  EXPECT_EQ(browseDir("Pick a folder", ""), "");
+}
+
+TEST_F(ZenityDialog, ChoosesNoNameInAMissingDirectory) {
+  answer(tmp().path("missing/new.png"));
+
+  EXPECT_EQ(saveFile("Save as", "", "", {}), "");
+}
+
+TEST_F(ZenityDialog, ChoosesNoNameWithACharacterThatNotEverySystemTakes) {
+  for (const char* const name : {"a\\b", "a:b", "a*b", "a?b", "a\"b", "a<b", "a>b"}) {
+    answer(tmp().path(name));
+
+    EXPECT_EQ(saveFile("Save as", "", "", {}), "") << name;
+  }
+}
+
 // ---- Cancel ---------------------------------------------------------------------------------
 
 TEST_F(ZenityDialog, CancelledPicksNoFile) {
