@@ -159,7 +159,7 @@ class CommandLine {
         ->required();
     resolve.add_option("--in", arguments_.directories, "The directories to search, best first")
         ->type_name("DIR");
-    addExtensions(resolve, "The extensions to try in place of the reference's own, best first");
+    addExtensions(resolve, "The extensions to try for .*, or else behind the name, best first");
   }
 
   void addPick() {

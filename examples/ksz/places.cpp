@@ -1,4 +1,5 @@
 #include "core/vx_log.h"
+#include "core/vx_path.h"
 #include "examples/ksz/commands.h"
 #include "examples/ksz/console.h"
 #include "fs/vx_fs.h"
@@ -42,7 +43,12 @@ void printProductPlaces() {
   const bool hasUserDir = vx::fs::getKavraUserDir(path, /*create=*/false);
   print("user", path);
   if (!hasUserDir) {
-    return;  // the rest lies in it, and asking for the help page would create it
+    // The library would name the user directory again, and create it for the help page.
+    for (const char* const name : {"config", "output", "preview"}) {
+      print(name, vx::Path::join(path, name));
+    }
+    print("help page", vx::Path::join(path, "nodehelp.html"));
+    return;
   }
   vx::fs::getKavraConfigDir(path, /*create=*/false);
   print("config", path);

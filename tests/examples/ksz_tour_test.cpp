@@ -379,6 +379,7 @@ TEST_F(KszWhere, ShowsEveryPlaceAndCreatesNothing) {
 
   const std::string program = std::filesystem::canonical(VX_KSZ_PROGRAM).string();
   const std::string folder = program.substr(0, program.rfind('/'));
+  const std::string user = tmp().path("home/kavra");
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err, "");
   EXPECT_EQ(outcome.out, "executable   exists   " + program + "\n" +     //
@@ -388,7 +389,11 @@ TEST_F(KszWhere, ShowsEveryPlaceAndCreatesNothing) {
                              "current      exists   " + tmp().path() +   //
                              "\nhome         exists   " + tmp().path("home") +
                              "\ntemporary    exists   " + tmp().path() +
-                             "\nuser         missing  " + tmp().path("home/kavra") + "\n");
+                             "\nuser         missing  " + user +              //
+                             "\nconfig       missing  " + user + "/config" +  //
+                             "\noutput       missing  " + user + "/output" +  //
+                             "\npreview      missing  " + user + "/preview" +
+                             "\nhelp page    missing  " + user + "/nodehelp.html\n");
   EXPECT_EQ(tmp().entries(), lines("home/"));
 }
 
