@@ -563,7 +563,7 @@ TEST_F(TempDirInAnotherRoot, IsVarTmpBeforeTmp) {
   root.mkdir("var/tmp");
   root.mkdir("tmp");
 
-  expectBoth("/work", "/var/tmp", lines());
+  expectBoth("/place", "/var/tmp", lines());
 }
 
 TEST_F(TempDirInAnotherRoot, IsWhereVarTmpLeads) {
@@ -571,38 +571,38 @@ TEST_F(TempDirInAnotherRoot, IsWhereVarTmpLeads) {
   root.link("var/tmp", "../scratch");
   root.mkdir("tmp");
 
-  expectBoth("/work", "/scratch", lines());
+  expectBoth("/place", "/scratch", lines());
 }
 
 TEST_F(TempDirInAnotherRoot, IsTmpWhereVarTmpIsMissing) {
   root.mkdir("tmp");
 
-  expectBoth("/work", "/tmp", lines());
+  expectBoth("/place", "/tmp", lines());
 }
 
 TEST_F(TempDirInAnotherRoot, IsTmpWhereVarTmpIsAFile) {
   root.write("var/tmp", "");
   root.mkdir("tmp");
 
-  expectBoth("/work", "/tmp", lines());
+  expectBoth("/place", "/tmp", lines());
 }
 
 TEST_F(TempDirInAnotherRoot, IsWhereTmpLeads) {
   root.mkdir("scratch");
   root.link("tmp", "scratch");
 
-  expectBoth("/work", "/scratch", lines());
+  expectBoth("/place", "/scratch", lines());
 }
 
 TEST_F(TempDirInAnotherRoot, IsTheCurrentDirectoryWithAWarningWhereBothAreMissing) {
-  expectBoth("/work", "/work", lines(kNoTemp));
+  expectBoth("/place", "/place", lines(kNoTemp));
 }
 
 TEST_F(TempDirInAnotherRoot, IsTheCurrentDirectoryWithAWarningWhereBothAreFiles) {
   root.write("var/tmp", "");
   root.write("tmp", "");
 
-  expectBoth("/work", "/work", lines(kNoTemp));
+  expectBoth("/place", "/place", lines(kNoTemp));
 }
 
 TEST_F(TempDirInAnotherRoot, IsTmpWithAnErrorWhereTheCurrentDirectoryHasBeenRemovedToo) {
