@@ -183,20 +183,20 @@ TEST(GetHomeDir, IsTheDirectoryNamedByHome) {
   EXPECT_TRUE(sentinel.isUntouched());
 }
 
-/// Spellings of the directory "home" beside the current directory "work".
+/// Spellings of the directory "home" beside the current directory "room".
 class SpellingOfHome : public testing::TestWithParam<const char*> {};
 
 INSTANTIATE_TEST_SUITE_P(, SpellingOfHome,
                          testing::Values("TMP/home/", "TMP/home///", "TMP//./home", "TMP/link",
                                          "TMP/link/", "TMP/links/up", "TMP/missing/../home",
-                                         "../home", "../link/", "../work/../home/."));
+                                         "../home", "../link/", "../room/../home/."));
 
 TEST_P(SpellingOfHome, GivesItsCanonicalForm) {
   const TempDir tmp;
   tmp.mkdir("home");
   tmp.link("link", "home");
   tmp.link("links/up", "../link");
-  const ScopedCurrentDir inside(tmp.mkdir("work"));
+  const ScopedCurrentDir inside(tmp.mkdir("room"));
   std::string spelling = GetParam();
   if (spelling.starts_with("TMP")) {
     spelling.replace(0, 3, tmp.path());

@@ -137,11 +137,11 @@ class Order:
 
 
 class Run:
-    def __init__(self, arguments, results, todo):
+    def __init__(self, arguments, results, pending):
         self.arguments = arguments
         self.results = results
-        self.todo = collections.deque(todo)
-        self.total = len(todo)
+        self.pending = collections.deque(pending)
+        self.total = len(pending)
         self.lock = threading.Lock()
 
     def work(self, number):
@@ -154,9 +154,9 @@ class Run:
         order = Order(tree.programs)
         while True:
             with self.lock:
-                if not self.todo:
+                if not self.pending:
                     return
-                mutant, times = self.todo.popleft()
+                mutant, times = self.pending.popleft()
             outcome = tree.try_mutant(mutant, order.of(mutant), self.arguments.limit)
             if outcome.status == "killed":
                 order.learn(mutant, outcome.by)
@@ -177,7 +177,7 @@ class Run:
                 "by": outcome.by,
             }
         )
-        done = self.total - len(self.todo)
+        done = self.total - len(self.pending)
         print(
             f"{done}/{self.total} {outcome.status:8} {mutant.file}:{mutant.line} {mutant.change}"
             f"  {outcome.by}",
@@ -237,15 +237,15 @@ def main():
     results = Results(arguments.work)
     reasons = read_explanations()
     if not arguments.report:
-        todo = [
+        pending = [
             (mutant, times)
             for mutant, times in found
             if not (entry := results.known.get((*mutant.key, times)))
             or (arguments.again and entry["status"] == "survived" and mutant.key not in reasons)
         ]
-        if todo:
+        if pending:
             try:
-                Run(arguments, results, todo).run()
+                Run(arguments, results, pending).run()
             except trial.Failed as failure:
                 print(f"the tests cannot be built or run as they are:\n{failure}", file=sys.stderr)
                 return 2
