@@ -29,7 +29,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <fstream>
 #include <memory>
 #include <optional>
@@ -647,17 +646,6 @@ String entryNameFor(String fileName) {
   return Path::join("res", fileName);
 }
 
-bool addFile(mz_zip_archive& zip, String name, String source) {
-  struct stat status {};
-  std::tm date;
-  // The library dates the entry without asking whether the time has a date at all.
-  if (::stat(source.buf(), &status) == 0 && ::localtime_r(&status.st_mtime, &date) == nullptr) {
-    return false;
-  }
-  return mz_zip_writer_add_file(&zip, name.buf(), source.buf(), nullptr, 0, MZ_BEST_SPEED) !=
-         MZ_FALSE;
-}
-
 /// Adds `files` in order and reports each; stops at the first that cannot be added.
 bool addFiles(mz_zip_archive& zip, StringVector files, const ZipCallback& callback) {
   for (std::uint64_t i = 0; i < files.size(); ++i) {
@@ -667,7 +655,8 @@ bool addFiles(mz_zip_archive& zip, StringVector files, const ZipCallback& callba
       continue;
     }
     const String name = entryNameFor(source.file(/*withExt=*/true));
-    if (!addFile(zip, name, source.canonical())) {
+    if (mz_zip_writer_add_file(&zip, name.buf(), source.canonical().buf(), nullptr, 0,
+                               MZ_BEST_SPEED) == MZ_FALSE) {
       logError("Failed to add file to archive: %s", source.canonical().buf());
       return false;
     }

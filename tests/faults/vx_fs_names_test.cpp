@@ -265,6 +265,9 @@ void enterDeep(int count) {
 }
 
 TEST(PathBeyondTheLongest, IsNoHindranceAsTheCurrentDir) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the sanitizers' own realpath knows no paths beyond the longest";
+#endif
   const TempDir tmp;
   runInChild([&] {
     ASSERT_EQ(::chdir(tmp.path().c_str()), 0);
