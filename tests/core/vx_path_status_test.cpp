@@ -214,6 +214,8 @@ TEST_F(PathStatusTest, FindsNoDirectoryWhereTheCurrentOneHasBeenRemoved) {
     EXPECT_FALSE(Path("./x/..", true).isDir());
     EXPECT_FALSE(Path("", true).isDir());
     EXPECT_FALSE(Path(".", true).isFile());
+    struct stat status {};
+    EXPECT_EQ(Path(".", true).exists(), ::stat(".", &status) == 0);
     EXPECT_TRUE(Path(other.c_str(), true).isDir());
   });
 }

@@ -153,6 +153,24 @@ TEST_F(Queries, FileThatMayNotBeReadIsAFile) {
   runAsUnprivileged([&] { EXPECT_EQ(kindOf("f"), Kind::File); });
 }
 
+TEST_F(Queries, RemovedCurrentDirectoryIsWhatTheSystemSaysItIs) {
+  tmp.mkdir("d");
+
+  runInChild([&] {
+    const ScopedCurrentDir inside("d");
+    ASSERT_EQ(::rmdir(tmp.path("d").c_str()), 0);
+    struct stat status {};
+    const bool isFound = ::stat(".", &status) == 0;
+
+    EXPECT_EQ(fs::isDir("."), isFound);
+    EXPECT_FALSE(fs::isFile("."));
+    EXPECT_EQ(fs::exists("."), isFound);
+    // The one question that the two answer differently.
+    EXPECT_FALSE(Path::isDir(".", /*normalizeFirst=*/true));
+    expectSilence();
+  });
+}
+
 TEST_F(Queries, NamesAreBytes) {
   const std::string name = "a b\n\\\xff\xfe";
   tmp.write(name, "text");
