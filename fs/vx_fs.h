@@ -346,11 +346,12 @@ StringVector readZip(String archive, String outDir, ZipCallback callback);
 ///
 /// Only the file name of each file is kept: names that end in ".ksx" or ".ksa", in lower case,
 /// become entries at the root, every other file one in "res". Two files of the same name become two
-/// entries of the same name. Compression is the fastest level. An empty list gives a valid empty
-/// archive. A file that does not exist is logged and left out, and the archive still counts as
-/// written.
-/// Where a file cannot be read to its end, its entry holds what could be read, and nothing is said:
-/// the archive library takes the failure for the end of the file.
+/// entries of the same name. Names are marked as UTF-8, whatever their bytes: a program that
+/// decodes them may refuse an archive with a name that is not. Compression is the fastest level. An
+/// empty list gives a valid empty archive. A file that does not exist is logged and left out, and
+/// the archive still counts as written. Where a file cannot be read to its end, its entry holds
+/// what could be read, and nothing is said: the archive library takes the failure for the end of
+/// the file.
 ///
 /// `callback` is called after each file that was added, with the count of files before it divided
 /// by the count of all: of three files 0, 1/3 and 2/3. There is no report of 1.0, nor one for a

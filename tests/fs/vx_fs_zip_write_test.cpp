@@ -209,6 +209,21 @@ TEST_P(WriteZipName, IsTheNameOfTheEntryByteForByte) {
   EXPECT_THAT(reports, ElementsAre(Report("res/" + name, 0.0)));
 }
 
+TEST_P(WriteZipName, IsMarkedAsUtf8WhateverItsBytes) {
+  constexpr std::size_t kFlags =
+      8;  // in the directory of the archive, two bytes, the low one first
+  constexpr unsigned kNameIsUtf8 = 1U << 11U;
+
+  EXPECT_TRUE(write({file("p/" + GetParam().name, "text")}));
+
+  const std::string bytes = tmp.read("pack.zip");
+  const std::size_t entry = bytes.find("PK\1\2");
+  ASSERT_NE(entry, std::string::npos);
+  const auto low = static_cast<unsigned char>(bytes[entry + kFlags]);
+  const auto high = static_cast<unsigned char>(bytes[entry + kFlags + 1]);
+  EXPECT_EQ((low | unsigned{high} << 8U) & kNameIsUtf8, kNameIsUtf8);
+}
+
 TEST_P(WriteZipName, ComesBackAsItWas) {
   const std::string& name = GetParam().name;
   ASSERT_TRUE(write({file("p/" + name, "text")}));
