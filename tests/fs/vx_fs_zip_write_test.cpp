@@ -307,6 +307,20 @@ TEST_F(WriteZip, ReportsNothingDoneForASingleFile) {
   EXPECT_THAT(reports, ElementsAre(Report("res/a", 0.0)));
 }
 
+TEST_F(WriteZip, DoesNotSeeWhatACallbackAddsToTheCallersList) {
+  StringVector files = {file("a", "1"), file("b", "2")};
+  const String late = file("late", "3");
+
+  EXPECT_TRUE(writeZip(archive().c_str(), files, [&](const ZipProgress& report) {
+    reports.emplace_back(report.file.view(), report.progress);
+    files.push_back(late);
+  }));
+
+  EXPECT_EQ(files.size(), 4U);
+  EXPECT_EQ(namesIn(archive()), lines("res/a", "res/b"));
+  EXPECT_THAT(reports, ElementsAre(Report("res/a", 0.0), Report("res/b", 0.5)));
+}
+
 TEST_F(WriteZip, NeedsNoCallback) {
   EXPECT_TRUE(writeZip(archive().c_str(), {file("a", "text")}, {}));
   EXPECT_TRUE(writeZip(archive().c_str(), {file("a", "text")}, nullptr));
