@@ -73,7 +73,7 @@ int unpack(vx::String archive) {
   // As vx::fs::readKsz, which only answers whether there was anything.
   const vx::StringVector files = vx::fs::readZip(archive, "", {});
   if (files.empty()) {
-    return kExitFailure;
+    return messages.none() ? fail("no file in the archive", archive) : kExitFailure;
   }
 
   const vx::String directory = vx::Path(vx::Path(archive, true).canonical(), false).dir();

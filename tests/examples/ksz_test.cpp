@@ -213,6 +213,17 @@ TEST(Ksz, FailsWithTheMessageWhenThereIsNoArchiveToUnpack) {
   EXPECT_EQ(outcome.out, "");
 }
 
+TEST(Ksz, SaysThatAnArchiveHoldsNoFile) {
+  const TempDir tmp;
+  tmp.write("a.ksz", "PK\5\6" + std::string(18, '\0'));
+
+  const Outcome outcome = run(tmp, {"unpack", "a.ksz"});
+
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "ksz: no file in the archive: a.ksz\n");
+  EXPECT_EQ(outcome.out, "");
+}
+
 TEST(Ksz, UnpacksWhatItCanOfADamagedArchiveAndFails) {
   const TempDir tmp;
   tmp.write("one.png", "first");
