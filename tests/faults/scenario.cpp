@@ -3,6 +3,7 @@
 #include "core/vx_error.h"
 #include "tests/support/error_state.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/memory_dir.h"
 #include "tests/support/scoped_cwd.h"
 #include "tests/support/scoped_env.h"
 
@@ -13,12 +14,10 @@
 #include <filesystem>
 #include <map>
 #include <memory>
-#include <optional>
 #include <set>
 #include <string_view>
 
 #include <fnmatch.h>
-#include <unistd.h>
 
 namespace vx::test {
 namespace {
@@ -135,16 +134,6 @@ std::string asPattern(std::string text) {
   return text;
 }
 
-/// A directory in memory where the system has a place for such, since thousands come and go.
-std::unique_ptr<TempDir> freshDirectory() {
-  constexpr const char* kInMemory = "/dev/shm";
-  std::optional<ScopedEnv> inMemory;
-  if (::access(kInMemory, W_OK) == 0) {
-    inMemory.emplace("TMPDIR", kInMemory);
-  }
-  return std::make_unique<TempDir>();
-}
-
 class Run {
  public:
   Run(const Scenario& scenario, Fault fault) : code_(fault.code), number_(fault.call) {
@@ -238,7 +227,7 @@ class Run {
 
   int code_;
   std::size_t number_;
-  std::unique_ptr<TempDir> tmp_ = freshDirectory();
+  std::unique_ptr<TempDir> tmp_ = tempDirInMemory();
   std::vector<std::string> entries_;
   std::unique_ptr<CallWatch> watch_;
   Outcome observed_;
