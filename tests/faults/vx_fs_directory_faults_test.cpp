@@ -125,9 +125,10 @@ TEST(FailingCalls, ListDirs) {
               {"opendir d", nothing},
               // An error ends the list early.
               {"readdir#1", nothing},
-              {"readdir#2", nothing},
-              {"readdir#3", nothing},
-              {"readdir#4", {.result = "d/{first}", .disk = disk}},
+              // The places of "." and ".." are the file system's choice.
+              {"readdir#2", {.result = "*", .disk = disk}},
+              {"readdir#3", {.result = "*", .disk = disk}},
+              {"readdir#4", {.result = "*d/*", .disk = disk}},
               {"readdir#5", clean},
               // What cannot be examined is no directory.
               {"stat d/a", {.result = "d/b", .disk = disk}},
@@ -154,9 +155,10 @@ TEST(FailingCalls, ListFiles) {
               {"stat d", nothing},
               {"opendir d", nothing},
               {"readdir#1", nothing},
-              {"readdir#2", nothing},
-              {"readdir#3", nothing},
-              {"readdir#4", {.result = "d/{first}", .disk = disk}},
+              // The places of "." and ".." are the file system's choice.
+              {"readdir#2", {.result = "*", .disk = disk}},
+              {"readdir#3", {.result = "*", .disk = disk}},
+              {"readdir#4", {.result = "*d/*", .disk = disk}},
               {"readdir#5", clean},
               {"stat d/a.txt", clean},
               {"stat d/b.txt", clean},
