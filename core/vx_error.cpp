@@ -14,7 +14,25 @@ struct ErrorRecord {
   String message;
 };
 
-thread_local ErrorRecord currentError;
+/// False while the record of this thread lives, and still there when it has gone.
+thread_local bool recordIsGone = false;
+
+struct RecordOfThread {
+  ErrorRecord record;
+
+  ~RecordOfThread() { recordIsGone = true; }
+};
+
+thread_local RecordOfThread recordOfThread;
+
+ErrorRecord& current() {
+  if (!recordIsGone) {
+    return recordOfThread.record;
+  }
+  // Never destroyed, so that what is destroyed later, such as a static object, has one to the end.
+  thread_local ErrorRecord& lastRecord = *new ErrorRecord;
+  return lastRecord;
+}
 
 // The two forms of strerror_r, told apart by what they return: one a status, with the text in the
 // buffer, the other the text itself.
@@ -33,7 +51,7 @@ String systemText(int code) {
 }  // namespace
 
 void setCurrentError(long long code, String context, String message) {
-  currentError = {code, std::move(context), std::move(message)};
+  current() = {code, std::move(context), std::move(message)};
 }
 
 void captureCurrentError(String operation) {
@@ -42,20 +60,20 @@ void captureCurrentError(String operation) {
 }
 
 void clearCurrentError() {
-  currentError = {};
+  current() = {};
   errno = 0;
 }
 
 long long currentErrorCode() noexcept {
-  return currentError.code;
+  return current().code;
 }
 
 String currentErrorContext() noexcept {
-  return currentError.context;
+  return current().context;
 }
 
 String currentErrorMessage() noexcept {
-  return currentError.message;
+  return current().message;
 }
 
 }  // namespace vx::os

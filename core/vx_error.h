@@ -1,7 +1,8 @@
 // The current error: the record of the last failure that was set or captured on this thread.
 //
 // It holds a code, a context (the operation that failed) and a message. It persists until it is
-// replaced or cleared; reading it changes nothing. Each thread has its own, as with `errno`.
+// replaced or cleared; reading it changes nothing. Each thread has its own, as with `errno`, which
+// ends with it: destructors that run later, as those of static objects do, find no error at first.
 // Nothing here fails or logs.
 
 #pragma once

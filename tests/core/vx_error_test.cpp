@@ -2,6 +2,7 @@
 
 #include "core/vx_error.h"
 
+#include "tests/support/child.h"
 #include "tests/support/error_state.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_dir.h"
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <future>
 #include <limits>
 #include <string>
@@ -34,7 +36,9 @@ using vx::os::currentErrorContext;
 using vx::os::currentErrorMessage;
 using vx::os::setCurrentError;
 using vx::test::capturedErrorIs;
+using vx::test::ChildEnd;
 using vx::test::currentErrorIs;
+using vx::test::endOfChild;
 using vx::test::errnoText;
 using vx::test::lines;
 using vx::test::LogCapture;
@@ -282,6 +286,48 @@ TEST_F(CurrentError, IsHandedToAnotherThreadByItsTexts) {
   }).join();
 
   EXPECT_TRUE(currentErrorIs(1, "context", "message"));
+}
+
+// ---- When all is over
+// ---------------------------------------------------------------------------------
+
+constexpr int kFoundRight = 7;
+
+/// In its destructor uses the current error, several times, and ends the process.
+struct UsesTheErrorWhenItGoes {
+  ~UsesTheErrorWhenItGoes() {
+    bool isRight = currentErrorIs(0, "", "");
+    for (const int code : {ENOENT, EEXIST}) {
+      const String operation("the operation of an object that goes");
+      errno = code;
+      captureCurrentError(operation);
+      isRight = isRight && capturedErrorIs(code, "the operation of an object that goes");
+    }
+    clearCurrentError();
+    isRight = isRight && currentErrorIs(0, "", "");
+    ::_exit(isRight ? kFoundRight : 1);
+  }
+};
+
+TEST_F(CurrentError, MayBeUsedByTheDestructorOfAStaticObject) {
+  const ChildEnd end = endOfChild([] {
+    static const UsesTheErrorWhenItGoes late;
+    setCurrentError(5, "a context of the main thread", "a message of the main thread");
+    std::exit(0);
+  });
+
+  EXPECT_EQ(end.exitCode, kFoundRight);
+}
+
+TEST_F(CurrentError, MayBeUsedByTheDestructorOfAnotherObjectOfTheThread) {
+  const ChildEnd end = endOfChild([] {
+    std::thread([] {
+      thread_local const UsesTheErrorWhenItGoes older;  // than the record of this thread
+      setCurrentError(5, "a context of the thread", "a message of the thread");
+    }).join();
+  });
+
+  EXPECT_EQ(end.exitCode, kFoundRight);
 }
 
 // ---- Nothing else happens
