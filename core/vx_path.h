@@ -37,7 +37,8 @@
 #include "core/vx_string.h"
 #include "core/vx_string_vector.h"
 
-#include <utility>
+// The tool does not see that the template moves.
+#include <utility>  // IWYU pragma: keep
 
 namespace vx {
 

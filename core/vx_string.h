@@ -26,7 +26,6 @@
 
 namespace vx {
 
-class StringBuilder;
 class StringVector;
 
 /// A text: see the head of this file.

@@ -6,6 +6,7 @@
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <iostream>
 #include <string>

@@ -5,7 +5,6 @@
 #include "fs/vx_fs.h"
 
 #include <iostream>
-#include <utility>
 
 int main() {
   int errors = 0;

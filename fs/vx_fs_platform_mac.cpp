@@ -1,5 +1,7 @@
 #include "fs/vx_fs_platform.h"
 
+#include <cstdint>
+
 #include <mach-o/dyld.h>
 
 namespace vx::fs::platform {

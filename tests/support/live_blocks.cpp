@@ -1,7 +1,6 @@
 #include "tests/support/live_blocks.h"
 
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 

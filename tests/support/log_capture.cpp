@@ -1,7 +1,6 @@
 #include "tests/support/log_capture.h"
 
 #include <mutex>
-#include <string_view>
 #include <utility>
 
 namespace vx::test {

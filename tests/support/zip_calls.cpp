@@ -1,10 +1,8 @@
 #include "tests/support/zip_calls.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
-#include <string_view>
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker makes these names.
 extern "C" {

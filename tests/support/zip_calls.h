@@ -13,7 +13,6 @@
 
 #include <miniz.h>
 
-#include <cstddef>
 #include <functional>
 #include <map>
 #include <optional>

@@ -2,7 +2,6 @@
 
 #pragma once
 
-#include <cstdint>
 #include <ostream>
 #include <string>
 #include <vector>
