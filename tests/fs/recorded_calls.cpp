@@ -68,6 +68,12 @@ void RecordedCalls::fail(std::string call, int error) {
   script(std::move(call), [error] { return error; });
 }
 
+void RecordedCalls::failOnce(std::string call, int error) {
+  script(std::move(call), [left = std::optional<int>(error)]() mutable {
+    return std::exchange(left, std::nullopt);
+  });
+}
+
 void RecordedCalls::pretend(std::string call) {
   script(std::move(call), [] { return 0; });
 }
@@ -153,6 +159,8 @@ int __real_rename(const char* from, const char* to);
 DIR* __real_opendir(const char* path);
 dirent* __real_readdir(DIR* directory);
 int __real_closedir(DIR* directory);
+char* __real_realpath(const char* path, char* resolved);
+char* __real_getcwd(char* buffer, std::size_t size);
 
 }  // extern "C"
 
@@ -227,6 +235,22 @@ dirent* __wrap_readdir(DIR* directory) {
 int __wrap_closedir(DIR* directory) {
   const auto outcome = RecordedCalls::onCall("closedir");
   return outcome ? result(*outcome) : __real_closedir(directory);
+}
+
+char* __wrap_realpath(const char* path, char* resolved) {
+  if (const auto outcome = RecordedCalls::onCall(std::string("realpath ") + path)) {
+    result(*outcome);
+    return nullptr;
+  }
+  return __real_realpath(path, resolved);
+}
+
+char* __wrap_getcwd(char* buffer, std::size_t size) {
+  if (const auto outcome = RecordedCalls::onCall("getcwd")) {
+    result(*outcome);
+    return nullptr;
+  }
+  return __real_getcwd(buffer, size);
 }
 
 }  // extern "C"

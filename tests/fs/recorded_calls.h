@@ -24,7 +24,7 @@ namespace vx::test {
 /// Records the calls that are made while it lives, one at a time. The texts are
 ///
 ///   stat PATH    mkdir PATH 0777   rmdir PATH   remove PATH   rename FROM TO
-///   opendir PATH   readdir   closedir
+///   opendir PATH   readdir   closedir   realpath PATH   getcwd
 ///
 /// and, for the streams of `watchStreamsIn`, "open NAME" and "close NAME".
 class RecordedCalls {
@@ -53,6 +53,9 @@ class RecordedCalls {
 
   /// Makes `call` fail.
   void fail(std::string call, int error);
+
+  /// Makes the next `call` fail, and that one only.
+  void failOnce(std::string call, int error);
 
   /// Makes `call` report success without making it.
   void pretend(std::string call);

@@ -6,7 +6,7 @@
 #include "fs/vx_fs.h"
 #include "fs/vx_fs_platform.h"
 #include "tests/fs/changed_root.h"
-#include "tests/fs/recorded_questions.h"
+#include "tests/fs/recorded_calls.h"
 #include "tests/support/error_state.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/scoped_cwd.h"
@@ -35,7 +35,7 @@ using vx::test::ErrorStateSentinel;
 using vx::test::kCannotChangeRoot;
 using vx::test::lines;
 using vx::test::LogCapture;
-using vx::test::RecordedQuestions;
+using vx::test::RecordedCalls;
 using vx::test::runInRoot;
 using vx::test::ScopedCurrentDir;
 using vx::test::TempDir;
@@ -263,11 +263,11 @@ TEST(ExePath, AsksTheFileSystemOnceForAFileThatIsThere) {
   const TempDir tmp;
   const std::string executable = tmp.write("tool", "");
   const ScriptedPlatform platform(knows(executable));
-  const RecordedQuestions questions;
+  RecordedCalls calls;
 
   static_cast<void>(vx::fs::exePath());
 
-  EXPECT_EQ(questions.asked(), lines("stat " + executable, "realpath " + executable));
+  EXPECT_EQ(calls.all(), lines("stat " + executable, "realpath " + executable));
 }
 
 // ---- What the platform cannot tell -----------------------------------------------------------
@@ -345,11 +345,11 @@ TEST(ExePath, DoesNotTryAgainWhenThePathHasGrownMeanwhile) {
 
 TEST_P(EveryExecutableLocation, AsksTheFileSystemNothingAboutAPathThatThePlatformDoesNotTell) {
   const ScriptedPlatform platform(knowsNothing());
-  const RecordedQuestions questions;
+  RecordedCalls calls;
 
   EXPECT_EQ(text(GetParam().ask()), "");
 
-  EXPECT_EQ(questions.asked(), lines());
+  EXPECT_EQ(calls.all(), lines());
 }
 
 // ---- What stands at the path -----------------------------------------------------------------

@@ -3,7 +3,7 @@
 
 #include "core/vx_string.h"
 #include "fs/vx_fs.h"
-#include "tests/fs/recorded_questions.h"
+#include "tests/fs/recorded_calls.h"
 #include "tests/support/child.h"
 #include "tests/support/error_state.h"
 #include "tests/support/log_capture.h"
@@ -30,7 +30,7 @@ using vx::test::errnoText;
 using vx::test::ErrorStateSentinel;
 using vx::test::lines;
 using vx::test::LogCapture;
-using vx::test::RecordedQuestions;
+using vx::test::RecordedCalls;
 using vx::test::runAsUnprivileged;
 using vx::test::ScopedCurrentDir;
 using vx::test::ScopedEnv;
@@ -132,16 +132,18 @@ TEST_P(EveryProductDir, IsAskedForOnceWhereItIsThere) {
     const Account account;
     const std::string expected = GetParam().in(account.userDir());
     std::filesystem::create_directories(expected);
-    std::vector<std::string> asked = {account.tmp.path("home"), account.userDir()};
+    const std::string home = account.tmp.path("home");
+    std::vector<std::string> asked = {"stat " + home, "realpath " + home,
+                                      "stat " + account.userDir()};
     if (expected != account.userDir()) {
-      asked.push_back(expected);
+      asked.push_back("stat " + expected);
     }
-    const RecordedQuestions questions;
+    RecordedCalls calls;
     String out;
 
     EXPECT_TRUE(GetParam().get(out, create));
 
-    EXPECT_EQ(questions.statPaths(), asked);
+    EXPECT_EQ(calls.all(), asked);
   }
 }
 

@@ -5,7 +5,7 @@
 #include "core/vx_string.h"
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"
-#include "tests/fs/recorded_questions.h"
+#include "tests/fs/recorded_calls.h"
 #include "tests/support/child.h"
 #include "tests/support/error_state.h"
 #include "tests/support/log_capture.h"
@@ -35,7 +35,7 @@ using vx::StringVector;
 using vx::test::ErrorStateSentinel;
 using vx::test::lines;
 using vx::test::LogCapture;
-using vx::test::RecordedQuestions;
+using vx::test::RecordedCalls;
 using vx::test::runAsUnprivileged;
 using vx::test::ScopedCurrentDir;
 using vx::test::TempDir;
@@ -95,9 +95,9 @@ class ResolvePath : public testing::Test {
   /// What is asked of the file system on the way to the answer.
   [[nodiscard]] Names questionsOf(const std::string& reference, const Names& searchDirs,
                                   const Names& extensions) const {
-    const RecordedQuestions questions;
+    RecordedCalls calls;
     static_cast<void>(resolve(reference, searchDirs, extensions));
-    return questions.asked();
+    return calls.all();
   }
 
   void writeAll(const Names& files) const {

@@ -4,7 +4,7 @@
 #include "core/vx_string.h"
 #include "fs/vx_fs.h"
 #include "tests/fs/changed_root.h"
-#include "tests/fs/recorded_questions.h"
+#include "tests/fs/recorded_calls.h"
 #include "tests/support/child.h"
 #include "tests/support/error_state.h"
 #include "tests/support/log_capture.h"
@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <string>
 #include <type_traits>
@@ -30,7 +31,7 @@ using vx::test::ErrorStateSentinel;
 using vx::test::kCannotChangeRoot;
 using vx::test::lines;
 using vx::test::LogCapture;
-using vx::test::RecordedQuestions;
+using vx::test::RecordedCalls;
 using vx::test::runAsUnprivileged;
 using vx::test::runInRoot;
 using vx::test::ScopedCurrentDir;
@@ -159,12 +160,12 @@ TEST(CurrentDir, IsADotWhereItHasBeenRemoved) {
 TEST(CurrentDir, IsAskedForOnce) {
   const TempDir tmp;
   const ScopedCurrentDir inside(tmp.path());
-  RecordedQuestions questions;
-  questions.hideCurrentDirOnce();
+  RecordedCalls calls;
+  calls.failOnce("getcwd", ENOENT);
 
   EXPECT_EQ(text(vx::fs::currentDir()), ".");
 
-  EXPECT_EQ(questions.asked(), lines("stat .", "getcwd"));
+  EXPECT_EQ(calls.all(), lines("stat .", "getcwd"));
 }
 
 // ---- The home directory ------------------------------------------------------------------------
@@ -377,11 +378,11 @@ TEST(HomeDir, AsksForTheCurrentDirectoryASecondTime) {
   const RemovedCurrentDir removed;
   const ScopedEnv home("HOME", nullptr);
   const LogCapture log;
-  const RecordedQuestions questions;
+  RecordedCalls calls;
 
   EXPECT_EQ(text(vx::fs::homeDir()), ".");
 
-  EXPECT_EQ(questions.asked(), lines("stat .", "getcwd", "stat .", "getcwd"));
+  EXPECT_EQ(calls.all(), lines("stat .", "getcwd", "stat .", "getcwd"));
 }
 
 TEST(HomeDir, TakesTheCurrentDirectoryThatOnlyTheSecondQuestionFinds) {
@@ -389,8 +390,8 @@ TEST(HomeDir, TakesTheCurrentDirectoryThatOnlyTheSecondQuestionFinds) {
   const ScopedCurrentDir inside(tmp.path());
   const ScopedEnv home("HOME", nullptr);
   const LogCapture log;
-  RecordedQuestions questions;
-  questions.hideCurrentDirOnce();
+  RecordedCalls calls;
+  calls.failOnce("getcwd", ENOENT);
 
   EXPECT_EQ(text(vx::fs::homeDir()), tmp.path());
 
@@ -402,11 +403,11 @@ TEST(HomeDir, AsksForTheCurrentDirectoryOnceWhereItIsFound) {
   const ScopedCurrentDir inside(tmp.path());
   const ScopedEnv home("HOME", nullptr);
   const LogCapture log;
-  const RecordedQuestions questions;
+  RecordedCalls calls;
 
   EXPECT_EQ(text(vx::fs::homeDir()), tmp.path());
 
-  EXPECT_EQ(questions.asked(), lines("stat .", "getcwd", "realpath ."));
+  EXPECT_EQ(calls.all(), lines("stat .", "getcwd", "realpath ."));
 }
 
 // ---- The temporary directory -------------------------------------------------------------------
@@ -480,16 +481,16 @@ TEST_P(NoTmpdir, GivesVarTmpWithoutAWord) {
 
 TEST(GetTempDir, AsksForVarTmpAndThenForTmp) {
   const ScopedEnv named("TMPDIR", "/no such dir");
-  RecordedQuestions questions;
-  questions.hide("/var/tmp");
+  RecordedCalls calls;
+  calls.fail("stat /var/tmp", ENOENT);
   String out;
 
   EXPECT_TRUE(vx::fs::getTempDir(out));
 
   const std::string canonical = std::filesystem::canonical("/tmp").string();
   EXPECT_EQ(text(out), canonical);
-  EXPECT_EQ(questions.asked(), lines("stat /no such dir", "stat /var/tmp", "realpath /tmp",
-                                     "stat " + canonical, "realpath " + canonical));
+  EXPECT_EQ(calls.all(), lines("stat /no such dir", "stat /var/tmp", "realpath /tmp",
+                               "stat " + canonical, "realpath " + canonical));
 }
 
 TEST(GetTempDir, ReadsTheEnvironmentInEachCall) {
