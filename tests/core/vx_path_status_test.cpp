@@ -291,10 +291,11 @@ TEST_F(PathStatusTest, IsNotAskedForQuestionsAboutTheText) {
 // -----------------------------------------------------------
 
 TEST_F(PathStatusTest, DecidesWhatThePathDenotes) {
-  tmp.mkdir("dir/sub");
-  tmp.write("dir/file", "text");
-  tmp.link("to-dir", "dir");
-  tmp.link("dangling", "missing");
+  tmp.mkdir("here/dir/sub");
+  tmp.write("here/dir/file", "text");
+  tmp.link("here/to-dir", "dir");
+  tmp.link("here/dangling", "missing");
+  const ScopedCurrentDir here(tmp.path("here"));  // whose parent is the test's own, too
   struct Row {
     const char* name;
     const char* path;

@@ -11,7 +11,8 @@
 namespace vx::test {
 namespace {
 
-constexpr const char* kProgram = VX_KSZ_PROGRAM;
+/// Opened before a test gives up the rights that its path may need.
+const int program = open(VX_KSZ_PROGRAM, O_PATH | O_CLOEXEC);
 
 std::string readAll(int descriptor) {
   std::string text;
@@ -28,7 +29,7 @@ std::string readAll(int descriptor) {
 }  // namespace
 
 void become(const std::string& directory, std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), kProgram);
+  arguments.insert(arguments.begin(), VX_KSZ_PROGRAM);
   std::vector<char*> pointers;
   pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) {
@@ -36,7 +37,7 @@ void become(const std::string& directory, std::vector<std::string> arguments) {
   }
   pointers.push_back(nullptr);
   if (chdir(directory.c_str()) == 0) {
-    execv(kProgram, pointers.data());
+    fexecve(program, pointers.data(), environ);
   }
   _exit(127);
 }

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include <grp.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +17,9 @@ namespace {
 
 constexpr unsigned kTimeLimitSeconds = 60;
 constexpr unsigned kNobody = 65534;
+
+/// What another user may do with a test's files does not depend on who runs the tests.
+[[maybe_unused]] const mode_t inheritedUmask = ::umask(022);
 
 int failedAssertions() {
   const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();

@@ -23,7 +23,8 @@ struct ChildEnd {
 void runInChild(const std::function<void()>& body);
 
 /// As `runInChild`, without the right to override permissions: where the test runs as root, the
-/// child gives up root for good and becomes a user who owns nothing.
+/// child gives up root for good and becomes a user who owns nothing. The umask of a program that
+/// calls this is 022 from the beginning.
 void runAsUnprivileged(const std::function<void()>& body);
 
 }  // namespace vx::test
