@@ -309,19 +309,17 @@ String Path::join(StringVector parts) {
     length += part.length() + 1;
   }
   StringBuilder joined(length);
-  bool isFirst = true;
   for (const String& part : parts) {
-    if (part.isEmpty()) {
+    std::string_view added = part.view();
+    if (added.empty()) {
       continue;
     }
-    if (isFirst) {
-      joined.append(part.view());
-      isFirst = false;
-      continue;
+    if (!joined.view().empty()) {
+      joined.truncate(withoutTrailingSeparators(joined.view()).size());
+      joined.append(kSeparator);
+      added = withoutLeadingSeparators(added);
     }
-    joined.truncate(withoutTrailingSeparators(joined.view()).size());
-    joined.append(kSeparator);
-    joined.append(withoutLeadingSeparators(part.view()));
+    joined.append(added);
   }
   return joined.finish();
 }

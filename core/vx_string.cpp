@@ -14,10 +14,6 @@
 namespace vx {
 namespace {
 
-std::string_view viewOf(const char* text) noexcept {
-  return text == nullptr ? std::string_view() : std::string_view(text);
-}
-
 constexpr unsigned char lowered(char c) noexcept {
   const auto byte = static_cast<unsigned char>(c);
   return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte | 0x20U) : byte;
@@ -44,40 +40,58 @@ std::uint64_t load(const char* bytes) noexcept {
   return word;
 }
 
-/// The first `length` bytes as a word, 1 to 8 of them, the first one lowest.
+/// The first `length` bytes, at most 8, as a word with the first one lowest.
 std::uint64_t loadWord(const char* bytes, std::size_t length) noexcept {
-  if constexpr (std::endian::native == std::endian::little) {
-    if (length >= kWord) {
-      return load<std::uint64_t>(bytes);
+  if constexpr (std::endian::native != std::endian::little) {
+    std::uint64_t word = 0;
+    for (std::size_t i = 0; i < length; ++i) {
+      word |= load<std::uint8_t>(bytes + i) << (8 * i);
     }
-    // Loads that overlap, so that no byte behind the text is read.
-    if (length >= sizeof(std::uint32_t)) {
-      const std::size_t second = length - sizeof(std::uint32_t);
-      return load<std::uint32_t>(bytes) | load<std::uint32_t>(bytes + second) << (8 * second);
-    }
-    const std::size_t middle = length / 2;
+    return word;
+  }
+  // Two loads that overlap, so that no byte behind the text is read.
+  if (length == kWord) {
+    return load<std::uint64_t>(bytes);
+  }
+  if (length >= sizeof(std::uint32_t)) {
+    const std::size_t second = length - sizeof(std::uint32_t);
+    return load<std::uint32_t>(bytes) | load<std::uint32_t>(bytes + second) << (8 * second);
+  }
+  if (length >= sizeof(std::uint16_t)) {
     const std::size_t last = length - 1;
-    return load<std::uint8_t>(bytes) | load<std::uint8_t>(bytes + middle) << (8 * middle) |
-           load<std::uint8_t>(bytes + last) << (8 * last);
+    return load<std::uint16_t>(bytes) | load<std::uint8_t>(bytes + last) << (8 * last);
   }
-  std::uint64_t word = 0;
-  for (std::size_t i = 0; i < std::min(length, kWord); ++i) {
-    word |= load<std::uint8_t>(bytes + i) << (8 * i);
+  return length == 0 ? 0 : load<std::uint8_t>(bytes);
+}
+
+/// Three-way comparison of `length` bytes, at most 8, without letter case.
+int compareWordNoCase(const char* a, const char* b, std::size_t length) noexcept {
+  const std::uint64_t left = lowered(loadWord(a, length));
+  const std::uint64_t right = lowered(loadWord(b, length));
+  if (left == right) {
+    return 0;
   }
-  return word;
+  const int first = std::countr_zero(left ^ right) & ~7;
+  return static_cast<int>(left >> first & 0xFF) - static_cast<int>(right >> first & 0xFF);
+}
+
+/// As above for more than 8 bytes.
+int compareWordsNoCase(const char* a, const char* b, std::size_t length) noexcept {
+  const std::size_t last = length - kWord;
+  for (std::size_t i = 0; i < last; i += kWord) {
+    if (const int order = compareWordNoCase(a + i, b + i, kWord)) {
+      return order;
+    }
+  }
+  // It overlaps the word before, whose bytes are equal.
+  return compareWordNoCase(a + last, b + last, kWord);
 }
 
 int compareNoCase(std::string_view a, std::string_view b) noexcept {
   const std::size_t common = std::min(a.size(), b.size());
-  for (std::size_t i = 0; i < common; i += kWord) {
-    const std::uint64_t left = lowered(loadWord(a.data() + i, common - i));
-    const std::uint64_t right = lowered(loadWord(b.data() + i, common - i));
-    if (left != right) {
-      const int first = std::countr_zero(left ^ right) & ~7;
-      return static_cast<int>(left >> first & 0xFF) - static_cast<int>(right >> first & 0xFF);
-    }
-  }
-  return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
+  const int order = common > kWord ? compareWordsNoCase(a.data(), b.data(), common)
+                                   : compareWordNoCase(a.data(), b.data(), common);
+  return order != 0 || a.size() == b.size() ? order : a.size() < b.size() ? -1 : 1;
 }
 
 bool equal(std::string_view a, std::string_view b, bool ignoreCase) noexcept {
@@ -102,47 +116,19 @@ String joined(std::string_view first, std::string_view second) {
 
 }  // namespace
 
-String::Text* String::Text::create(std::size_t capacity) {
-  auto* const text = new (::operator new(sizeof(Text) + capacity + 1)) Text;
-  text->capacity = capacity;
-  return text;
-}
-
 void String::Text::destroy() noexcept {
   this->~Text();
   ::operator delete(this);
 }
 
-StringBuilder::StringBuilder(std::size_t capacity) : capacity_(capacity) {
-  if (capacity == 0) {
-    return;
-  }
-  String::Text* const text = String::Text::create(capacity);
-  string_ = String(text);
-  bytes_ = text->bytes();
-}
-
-String StringBuilder::finish() noexcept {
-  if (length_ == 0) {
-    return {};
-  }
-  string_.text()->setLength(length_);
-  return std::move(string_);
-}
-
-String::String(Text* text) noexcept : RefersTo(text) {}
-
 String::String(std::string_view text) : RefersTo(copied(text)) {}
-
-String::String(const char* text, std::size_t length)
-    : String(length == 0 || text == nullptr ? viewOf(text) : std::string_view(text, length)) {}
 
 String::Text* String::copied(std::string_view text) {
   if (text.empty()) {
     return nullptr;
   }
   Text* const copy = Text::create(text.size());
-  std::memcpy(copy->bytes(), text.data(), text.size());
+  copyBytes(copy->bytes(), text.data(), text.size());
   copy->setLength(text.size());
   return copy;
 }

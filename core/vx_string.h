@@ -22,6 +22,7 @@
 #include <cstddef>
 #include <functional>
 #include <iosfwd>
+#include <new>
 #include <string_view>
 
 namespace vx {
@@ -42,14 +43,14 @@ class String final : public RefersTo<IRefCounted> {
   explicit String(std::string_view text);
 
   /// Shares the bytes of `other`.
-  String(const String& other) noexcept : RefersTo(other.retained()) {}
+  String(const String& other) noexcept : RefersTo(other.retained<RefCounted>()) {}
   /// Takes the bytes of `other` over and leaves it empty.
   String(String&& other) noexcept = default;
   /// Shares the bytes of `other` in place of its own.
   String& operator=(const String& other) noexcept { return *this = String(other); }
   /// Takes the bytes of `other` over in place of its own.
   String& operator=(String&& other) noexcept = default;
-  ~String() override { releaseText(); }
+  ~String() override { release<RefCounted>(); }
 
   /// Replaces the content by the NUL-terminated `text`, which may lie in this string's own buffer.
   /// A null pointer makes the string empty.
@@ -133,31 +134,15 @@ class String final : public RefersTo<IRefCounted> {
   /// The head of a block; the bytes and their terminating NUL follow it.
   struct Text;
 
+  /// Takes over the one reference to `text`, which may be null.
   explicit String(Text* text) noexcept;
 
+  [[nodiscard]] static std::string_view viewOf(const char* text) noexcept {
+    return text == nullptr ? std::string_view() : std::string_view(text);
+  }
+
+  /// A block with the bytes of `text`, null for none.
   [[nodiscard]] static Text* copied(std::string_view text);
-
-  [[nodiscard]] RefCounted* counted() const noexcept {
-    return static_cast<RefCounted*>(implementation());
-  }
-
-  /// The implementation with one more reference. The calls here name the counting class, so that
-  /// the compiler can put the count in line: strings travel by value everywhere.
-  [[nodiscard]] IRefCounted* retained() const noexcept {
-    RefCounted* const text = counted();
-    if (text != nullptr) {
-      text->retain();
-    }
-    return text;
-  }
-
-  /// Leaves null behind, last of all: the compiler then sees that the base has nothing to do.
-  void releaseText() noexcept {
-    if (RefCounted* const text = counted()) {
-      text->release();
-      static_cast<void>(detach());
-    }
-  }
 
   [[nodiscard]] Text* text() const noexcept;
   void append(std::string_view added);
@@ -182,9 +167,20 @@ struct String::Text final : RefCounted {
   void destroy() noexcept override;
 };
 
+inline String::Text* String::Text::create(std::size_t capacity) {
+  auto* const text = new (::operator new(sizeof(Text) + capacity + 1)) Text;
+  text->capacity = capacity;
+  return text;
+}
+
 inline String::Text* String::text() const noexcept {
   return static_cast<Text*>(implementation());
 }
+
+inline String::String(Text* text) noexcept : RefersTo(text) {}
+
+inline String::String(const char* text, std::size_t length)
+    : String(length == 0 || text == nullptr ? viewOf(text) : std::string_view(text, length)) {}
 
 inline const char* String::buf() const noexcept {
   Text* const held = text();

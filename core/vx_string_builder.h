@@ -6,32 +6,37 @@
 
 #include <cassert>
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 namespace vx {
 
-/// Copies `length` bytes between places that do not overlap. Names and separators are mostly so
-/// short that a call of memcpy would cost more than they do: up to 16 bytes go as two words that
-/// overlap.
+/// Copies the first and the last `kSize` of `length` bytes, which is all of them while these
+/// overlap or touch.
+template <std::size_t kSize>
+void copyEnds(char* to, const char* from, std::size_t length) noexcept {
+  std::memcpy(to, from, kSize);
+  std::memcpy(to + length - kSize, from + length - kSize, kSize);
+}
+
+/// Copies `length` bytes between places that do not overlap. Names, separators and paths are mostly
+/// so short that a call of memcpy would cost more than they do.
 inline void copyBytes(char* to, const char* from, std::size_t length) noexcept {
-  const auto asTwo = [=](auto word) {
-    constexpr std::size_t kSize = sizeof word;
-    auto last = word;
-    std::memcpy(&word, from, kSize);
-    std::memcpy(&last, from + length - kSize, kSize);
-    std::memcpy(to, &word, kSize);
-    std::memcpy(to + length - kSize, &last, kSize);
-  };
-  if (length > 2 * sizeof(std::uint64_t)) {
-    std::memcpy(to, from, length);
-  } else if (length >= sizeof(std::uint64_t)) {
-    asTwo(std::uint64_t{});
-  } else if (length >= sizeof(std::uint32_t)) {
-    asTwo(std::uint32_t{});
-  } else if (length >= sizeof(std::uint16_t)) {
-    asTwo(std::uint16_t{});
+  if (length >= 16) {
+    if (length <= 32) {
+      copyEnds<16>(to, from, length);
+    } else if (length <= 64) {
+      copyEnds<32>(to, from, length);
+    } else {
+      std::memcpy(to, from, length);
+    }
+  } else if (length >= 8) {
+    copyEnds<8>(to, from, length);
+  } else if (length >= 4) {
+    copyEnds<4>(to, from, length);
+  } else if (length >= 2) {
+    copyEnds<2>(to, from, length);
   } else if (length == 1) {
     *to = *from;
   }
@@ -40,7 +45,10 @@ inline void copyBytes(char* to, const char* from, std::size_t length) noexcept {
 class StringBuilder {
  public:
   /// Room for `capacity` bytes, all in one block; none for 0.
-  explicit StringBuilder(std::size_t capacity);
+  explicit StringBuilder(std::size_t capacity)
+      : string_(capacity == 0 ? nullptr : String::Text::create(capacity)),
+        bytes_(capacity == 0 ? nullptr : string_.text()->bytes()),
+        capacity_(capacity) {}
 
   StringBuilder(const StringBuilder&) = delete;
   StringBuilder& operator=(const StringBuilder&) = delete;
@@ -65,11 +73,17 @@ class StringBuilder {
   [[nodiscard]] std::string_view view() const noexcept { return {bytes_, length_}; }
 
   /// The string; the builder is spent.
-  [[nodiscard]] String finish() noexcept;
+  [[nodiscard]] String finish() noexcept {
+    if (length_ == 0) {
+      return {};
+    }
+    string_.text()->setLength(length_);
+    return std::move(string_);
+  }
 
  private:
   String string_;
-  char* bytes_ = nullptr;
+  char* bytes_;
   std::size_t length_ = 0;
   std::size_t capacity_;
 };

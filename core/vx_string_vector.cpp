@@ -16,6 +16,13 @@ StringVector::Items* StringVector::Items::create(std::size_t capacity) {
   return items;
 }
 
+StringVector::Items* StringVector::Items::copied(std::initializer_list<String> source) {
+  Items* const items = create(source.size());
+  std::uninitialized_copy(source.begin(), source.end(), items->elements());
+  items->size = source.size();
+  return items;
+}
+
 void StringVector::Items::append(String element) noexcept {
   new (elements() + size) String(std::move(element));
   ++size;
@@ -27,16 +34,8 @@ void StringVector::Items::destroy() noexcept {
   ::operator delete(this);
 }
 
-StringVector::StringVector(std::initializer_list<String> elements) {
-  if (elements.size() == 0) {
-    return;
-  }
-  Items* const created = Items::create(elements.size());
-  for (const String& element : elements) {
-    created->append(element);
-  }
-  RefersTo::operator=(RefersTo(created));
-}
+StringVector::StringVector(std::initializer_list<String> elements)
+    : RefersTo(elements.size() == 0 ? nullptr : Items::copied(elements)) {}
 
 void StringVector::push_back(String element) {
   Items* const held = items();

@@ -27,6 +27,18 @@ class StringVector final : public RefersTo<IRefCounted> {
   /// The given elements, in order.
   StringVector(std::initializer_list<String> elements);
 
+  /// Shares the elements of `other`.
+  StringVector(const StringVector& other) noexcept : RefersTo(other.retained<RefCounted>()) {}
+  /// Takes the elements of `other` over and leaves it empty.
+  StringVector(StringVector&& other) noexcept = default;
+  /// Shares the elements of `other` in place of its own.
+  StringVector& operator=(const StringVector& other) noexcept {
+    return *this = StringVector(other);
+  }
+  /// Takes the elements of `other` over in place of its own.
+  StringVector& operator=(StringVector&& other) noexcept = default;
+  ~StringVector() override { release<RefCounted>(); }
+
   /// Appends `element`; iterators become invalid.
   void push_back(String element);
 
@@ -66,6 +78,9 @@ struct StringVector::Items final : RefCounted {
 
   /// A block with room for `capacity` elements that holds none yet.
   [[nodiscard]] static Items* create(std::size_t capacity);
+
+  /// A block with copies of the elements of `source`, and no room for more.
+  [[nodiscard]] static Items* copied(std::initializer_list<String> source);
 
   void append(String element) noexcept;
 

@@ -321,7 +321,7 @@ TEST_F(PathStatusTest, DecidesWhatThePathDenotes) {
       {"nothing below the root", "/missing-entry", "/", "/"},
       {"nothing with a slash", "a/b/", "a", "a"},
       {"nothing behind a dot", "./wood.*", ".", ""},
-      {"nothing behind parents", "../missing/../a", "../missing/..", ".."},
+      {"nothing behind parents", "../missing/../missing-entry", "../missing/..", ".."},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);

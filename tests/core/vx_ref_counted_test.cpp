@@ -125,7 +125,6 @@ class ScriptedImplementation final : public IRefCounted {
 
 class Handle : public RefersTo<IRefCounted> {
  public:
-  using RefersTo::detach;
   using RefersTo::implementation;
   using RefersTo::RefersTo;
 };
@@ -288,15 +287,6 @@ TEST_F(RefersToTest, CountsEvenlyOverAFunctionThatTakesAndReturnsByValue) {
     EXPECT_EQ(a.references(), 2);
   }
   EXPECT_EQ(a.references(), 0);
-}
-
-TEST_F(RefersToTest, DetachesWithoutCounting) {
-  Handle handle(&a);
-
-  EXPECT_EQ(handle.detach(), &a);
-
-  EXPECT_EQ(handle.implementation(), nullptr);
-  EXPECT_EQ(calls, lines());
 }
 
 // ---- The counting implementation
