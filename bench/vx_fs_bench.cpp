@@ -2,6 +2,8 @@
 
 #include "fs/vx_fs.h"
 
+#include "bench/vx_inputs.h"
+
 #include <benchmark/benchmark.h>
 
 #include <QDir>
@@ -26,6 +28,8 @@
 #include <unistd.h>
 
 namespace {
+
+using namespace vx::bench;
 
 /// A directory on the RAM disk where there is one, gone at the end of the process.
 class Scratch {
@@ -145,9 +149,8 @@ std::string directoryOf(std::size_t entries) {
   const std::string path = scratch().path("list_" + std::to_string(entries));
   if (!std::filesystem::exists(path)) {
     std::filesystem::create_directory(path);
-    constexpr std::array kExtensions = {".png", ".jpg", ".ksx", ".txt"};
     for (std::size_t i = 0; i < entries; ++i) {
-      std::ofstream(path + "/texture_" + std::to_string(i) + kExtensions[i % 4]);
+      std::ofstream(path + "/texture_" + std::to_string(i) + kListedExtensions[i % 4]);
     }
   }
   return path;
@@ -227,8 +230,6 @@ std::vector<std::string> searchDirectories() {
   return directories;
 }
 
-constexpr std::array kExtensions = {"png", "jpg", "tif", "exr", "hdr", "tga"};
-
 void resolveFloor(benchmark::State& state) {
   const std::vector<std::string> directories = searchDirectories();
   const std::string own = scratch().path("scene");
@@ -237,7 +238,7 @@ void resolveFloor(benchmark::State& state) {
     struct stat status;
     int found = ::stat(reference.c_str(), &status);
     for (const std::string& directory : directories) {
-      for (const char* const extension : kExtensions) {
+      for (const char* const extension : kImageExtensions) {
         for (const std::string* const place : {&own, &directory}) {
           found += ::stat(place->c_str(), &status);
           char full[4096];
@@ -257,7 +258,7 @@ void resolveVx(benchmark::State& state) {
     directories.push_back(directory.c_str());
   }
   vx::StringVector extensions;
-  for (const char* const extension : kExtensions) {
+  for (const char* const extension : kImageExtensions) {
     extensions.push_back(extension);
   }
   const vx::String reference = scratch().path("scene/wood.*").c_str();
@@ -277,7 +278,7 @@ void resolveStd(benchmark::State& state) {
         std::filesystem::is_directory(path) ? path : path.parent_path();
     bool found = false;
     for (const std::filesystem::path directory : directories) {
-      for (const char* const extension : kExtensions) {
+      for (const char* const extension : kImageExtensions) {
         for (const std::filesystem::path* const place : {&own, &directory}) {
           if (std::filesystem::is_directory(*place)) {
             const auto candidate = *place / (path.stem().string() + "." + extension);
@@ -293,14 +294,6 @@ void resolveStd(benchmark::State& state) {
 BENCHMARK(resolveStd)->Name("resolvePath wildcard miss/std::filesystem");
 
 // ---- Directories ------------------------------------------------------------------------------
-
-std::string tenLevels(const std::string& top) {
-  std::string path = top;
-  for (int i = 0; i < 9; ++i) {
-    path += "/level" + std::to_string(i);
-  }
-  return path;
-}
 
 bool makeFloor(const std::string& path) {
   struct stat status;

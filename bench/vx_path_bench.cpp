@@ -3,6 +3,8 @@
 
 #include "core/vx_path.h"
 
+#include "bench/vx_inputs.h"
+
 #include <benchmark/benchmark.h>
 
 #include <QDir>
@@ -22,8 +24,7 @@
 
 namespace {
 
-constexpr const char* kMixed = "/projects//kitchen/./scenes/../textures/wood//../wood/grain.png/";
-constexpr const char* kNormal = "/projects/kitchen/scenes/textures/wood/grain.diffuse.png";
+using namespace vx::bench;
 
 // ---- The normal form --------------------------------------------------------------------------
 
@@ -244,9 +245,6 @@ BENCHMARK_CAPTURE(partOf, llvmDir, kLlvmPath, [](llvm::StringRef path) {
 })->Name("dir of a path/LLVM");
 
 // ---- Joining ----------------------------------------------------------------------------------
-
-constexpr const char* kBase = "/projects/kitchen/textures";
-constexpr const char* kName = "grain.png";
 
 void joinFloor(benchmark::State& state) {
   std::size_t base = std::strlen(kBase);

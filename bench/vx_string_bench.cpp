@@ -2,6 +2,7 @@
 
 #include "core/vx_string.h"
 
+#include "bench/vx_inputs.h"
 #include "core/vx_string_vector.h"
 
 #include <benchmark/benchmark.h>
@@ -18,8 +19,7 @@
 
 namespace {
 
-constexpr const char* kLiteral = "textures/wood/grain.png ";  // 24 bytes
-constexpr const char* kPiece = "/texture";                    // 8 bytes
+using namespace vx::bench;
 
 // ---- A copy of a handle -----------------------------------------------------------------------
 
@@ -138,22 +138,6 @@ void appendStd(benchmark::State& state) {
 BENCHMARK(appendStd)->Name("string append 8/std::string");
 
 // ---- Sixteen pieces apart and together --------------------------------------------------------
-
-std::vector<std::string> sixteenNames() {
-  std::vector<std::string> names;
-  for (int i = 0; i < 16; ++i) {
-    names.push_back("/scenes/kitchen/textures/wood_" + std::to_string(10 + i) + ".png");
-  }
-  return names;
-}
-
-std::string sixteenJoined(const char* separator) {
-  std::string joined;
-  for (const std::string& name : sixteenNames()) {
-    joined += joined.empty() ? name : separator + name;
-  }
-  return joined;
-}
 
 // A block for each piece and one for the pointers.
 void splitFloor(benchmark::State& state) {
@@ -290,13 +274,6 @@ int compareByBytes(const char* a, const char* b) {
     }
   }
 }
-
-struct Pair {
-  const char* a;
-  const char* b;
-};
-constexpr Pair kLong = {"Textures/WOOD/grain.png_", "textures/wood/GRAIN.PNG_"};
-constexpr Pair kShort = {"PNG", "png"};
 
 using Compare = int (*)(const char*, const char*);
 

@@ -1,5 +1,6 @@
 // Archives beside bare miniz, and beside the libraries and programs that people use instead.
 
+#include "bench/vx_inputs.h"
 #include "fs/vx_fs.h"
 
 #include <benchmark/benchmark.h>
@@ -44,22 +45,6 @@ struct CloseFile {
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
 // ---- The work: files from a seeded generator, on the RAM disk ---------------------------------
-
-std::string text(std::mt19937& random, std::size_t size) {
-  static constexpr const char* kWords[] = {"node",  "wood",  "diffuse", "texture", "transform",
-                                           "0.125", "-1.75", "kitchen", "float3",  "/scene/geo"};
-  std::string made;
-  made.reserve(size + 16);
-  while (made.size() < size) {
-    made += kWords[random() % std::size(kWords)];
-    made += random() % 8 == 0 ? '\n' : ' ';
-    if (random() % 4 == 0) {
-      made += std::to_string(random() % 100000);
-    }
-  }
-  made.resize(size);
-  return made;
-}
 
 std::string noise(std::mt19937& random, std::size_t size) {
   std::string made(size, '\0');
@@ -111,10 +96,10 @@ const Workload& workload(const std::string& name) {
   auto& slot = made[name];
   if (slot == nullptr) {
     constexpr std::size_t kLarge = 64 * 1024 * 1024;
-    slot = name == "64 MiB text"      ? std::make_unique<Workload>(text, 1, kLarge)
+    slot = name == "64 MiB text"      ? std::make_unique<Workload>(vx::bench::text, 1, kLarge)
            : name == "64 MiB noise"   ? std::make_unique<Workload>(noise, 1, kLarge)
-           : name == "2,000 x 16 KiB" ? std::make_unique<Workload>(text, 2000, 16 * 1024)
-                                      : std::make_unique<Workload>(text, 20000, 200);
+           : name == "2,000 x 16 KiB" ? std::make_unique<Workload>(vx::bench::text, 2000, 16 * 1024)
+                                      : std::make_unique<Workload>(vx::bench::text, 20000, 200);
   }
   return *slot;
 }

@@ -1,0 +1,422 @@
+// Every operation a number of times in a process of its own, to be counted from outside: run
+// through valgrind for its instructions and through strace for its system calls (./dev counts).
+//
+// Each operation has two processes, of which the second repeats it twice as often. What they differ
+// by is the repetitions alone: start-up, preparation and what only the first call does cancel out.
+
+#include "bench/vx_inputs.h"
+#include "core/vx_path.h"
+#include "core/vx_string.h"
+#include "core/vx_string_vector.h"
+#include "fs/vx_fs.h"
+
+#include <miniz.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#if __has_include(<libdeflate.h>)
+#include <libdeflate.h>
+#endif
+
+#include <gnu/libc-version.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace vx::bench {
+
+/// Does the work so many times.
+using Repeat = std::function<void(int times)>;
+
+}  // namespace vx::bench
+
+/// Instructions are counted in here alone, so it has a name that valgrind can be told.
+extern "C" [[gnu::noinline]] void vx_measured(const vx::bench::Repeat& repeat, int times) {
+  repeat(times);
+}
+
+namespace vx::bench {
+namespace {
+
+/// What `act` is given is the number of the repetition.
+template <class Act>
+Repeat repeating(Act act) {
+  return [act = std::move(act)](int times) {
+    for (int i = 0; i < times; ++i) {
+      act(i);
+    }
+  };
+}
+
+/// Takes the value as used, so that the compiler leaves its making alone.
+template <class Value>
+void keep(const Value& value) {
+  asm volatile("" : : "g"(&value) : "memory");
+}
+
+void expect(bool good) {
+  if (!good) {
+    std::fprintf(stderr, "an operation has failed\n");
+    std::abort();
+  }
+}
+
+// ---- A directory of one process ----------------------------------------------------------------
+
+/// Its path has the same length everywhere, since the paths in the work have.
+class Scratch {
+ public:
+  /// For operations that are repeated up to `most` times.
+  explicit Scratch(int most) : most_(most) {
+    std::string name = "/tmp/vx_counts_XXXXXX";
+    expect(::mkdtemp(name.data()) != nullptr);
+    path_ = name;
+  }
+  Scratch(const Scratch&) = delete;
+  Scratch& operator=(const Scratch&) = delete;
+  ~Scratch() { std::filesystem::remove_all(path_); }
+
+  [[nodiscard]] String path(std::string_view name) const {
+    return String(std::string_view(path_ + "/" + std::string(name)));
+  }
+
+  /// The path of a directory that is there.
+  [[nodiscard]] String directory(std::string_view name) const {
+    const String made = path(name);
+    std::filesystem::create_directories(made.buf());
+    return made;
+  }
+
+  /// The path of a file with this content; what is missing above it is made.
+  [[nodiscard]] String file(std::string_view name, std::string_view content) const {
+    const String made = path(name);
+    std::filesystem::create_directories(std::filesystem::path(made.buf()).parent_path());
+    std::ofstream(made.buf(), std::ios::binary) << content;
+    return made;
+  }
+
+  /// As many paths as there are repetitions, all of one length.
+  template <class Make>
+  [[nodiscard]] StringVector numbered(Make make) const {
+    StringVector made;
+    for (int i = 0; i < most_; ++i) {
+      made.push_back(make("entry_" + std::to_string(1000 + i)));
+    }
+    return made;
+  }
+
+ private:
+  int most_;
+  std::string path_;
+};
+
+String at(const StringVector& list, int index) {
+  return list[static_cast<std::size_t>(index)];
+}
+
+// ---- Strings -----------------------------------------------------------------------------------
+
+Repeat stringCopy(const Scratch& /*scratch*/) {
+  return repeating([text = String(kLiteral)](int) {
+    const String copy = text;  // NOLINT(performance-unnecessary-copy-initialization): the work
+    keep(copy);
+  });
+}
+
+Repeat stringLiteral(const Scratch& /*scratch*/) {
+  return repeating([](int) {
+    const char* text = kLiteral;
+    keep(text);
+    const String made(text);
+    keep(made);
+  });
+}
+
+Repeat stringAppend(const Scratch& /*scratch*/) {
+  return repeating([](int) {
+    String text;
+    for (int i = 0; i < 8; ++i) {
+      text << kPiece;
+    }
+    keep(text);
+  });
+}
+
+Repeat stringSplit(const Scratch& /*scratch*/) {
+  return repeating([text = String(std::string_view(sixteenJoined("|")))](int) {
+    keep(text.split('|', /*skipEmpty=*/true, /*trim=*/false));
+  });
+}
+
+Repeat stringJoin(const Scratch& /*scratch*/) {
+  StringVector names;
+  for (const std::string& name : sixteenNames()) {
+    names.push_back(String(std::string_view(name)));
+  }
+  return repeating([names, separator = String(", ")](int) { keep(names.join(separator)); });
+}
+
+Repeat comparison(Pair pair) {
+  return repeating([a = String(pair.a), b = String(pair.b)](int) { keep(a.compareNoCase(b)); });
+}
+
+// ---- Paths -------------------------------------------------------------------------------------
+
+Repeat normalForm(const char* path) {
+  return repeating([text = String(path)](int) { keep(Path::normalize(text)); });
+}
+
+template <class Question>
+Repeat questionOf(const Path& path, Question question) {
+  return repeating([path, question](int) { keep(question(path)); });
+}
+
+Path normalPath() {
+  return Path(kNormal, /*normalizeFirst=*/false);
+}
+
+Repeat extOfAPath(const Scratch& /*scratch*/) {
+  return questionOf(normalPath(), [](const Path& path) { return path.ext(/*withDot=*/true); });
+}
+
+Repeat fileOfAPath(const Scratch& /*scratch*/) {
+  return questionOf(normalPath(), [](const Path& path) { return path.file(/*withExt=*/true); });
+}
+
+Repeat dirOfAPath(const Scratch& /*scratch*/) {
+  return repeating([path = String(kNormal)](int) { keep(Path::dir(path, /*isDir=*/false)); });
+}
+
+Repeat joinOfTwo(const Scratch& /*scratch*/) {
+  return repeating(
+      [base = String(kBase), name = String(kName)](int) { keep(Path::join(base, name)); });
+}
+
+Repeat canonicalForm(const Scratch& scratch) {
+  const String lib = scratch.directory("usr/lib");
+  expect(fs::isFile(scratch.file("usr/share/doc/libc6/copyright", "")));
+  const Path path(lib + "/../share/doc/./libc6/copyright", /*normalizeFirst=*/false);
+  return questionOf(path, [](const Path& asked) { return asked.canonical(); });
+}
+
+// ---- Files and directories ---------------------------------------------------------------------
+
+template <bool (*kQuery)(String)>
+Repeat queryOfAFile(const Scratch& scratch) {
+  return repeating([path = scratch.file("a.png", "")](int) { keep(kQuery(path)); });
+}
+
+template <bool (*kQuery)(String)>
+Repeat queryOfADirectory(const Scratch& scratch) {
+  return repeating([path = scratch.directory("a")](int) { keep(kQuery(path)); });
+}
+
+template <bool (*kQuery)(String)>
+Repeat queryOfNothing(const Scratch& scratch) {
+  return repeating([path = scratch.path("none")](int) { keep(kQuery(path)); });
+}
+
+Repeat makeNewLevels(const Scratch& scratch) {
+  const StringVector paths =
+      scratch.numbered([&](const std::string& name) { return scratch.path(tenLevels(name)); });
+  return repeating([paths](int i) { expect(fs::mkDir(at(paths, i))); });
+}
+
+Repeat makeWhatIsThere(const Scratch& scratch) {
+  return repeating([path = scratch.directory(tenLevels("top"))](int) { expect(fs::mkDir(path)); });
+}
+
+Repeat removeDirectory(const Scratch& scratch) {
+  const StringVector paths =
+      scratch.numbered([&](const std::string& name) { return scratch.directory(name); });
+  return repeating([paths](int i) { expect(fs::rmDir(at(paths, i))); });
+}
+
+StringVector manyFiles(const Scratch& scratch) {
+  return scratch.numbered([&](const std::string& name) { return scratch.file(name, "text"); });
+}
+
+Repeat removeFile(const Scratch& scratch) {
+  return repeating([paths = manyFiles(scratch)](int i) { expect(fs::rmFile(at(paths, i))); });
+}
+
+Repeat moveOverAFile(const Scratch& scratch) {
+  return repeating([sources = manyFiles(scratch), to = scratch.file("to.txt", "old")](int i) {
+    expect(fs::moveFile(at(sources, i), to));
+  });
+}
+
+template <std::size_t kSize>
+Repeat copyOverAFile(const Scratch& scratch) {
+  std::mt19937 random(kSize);
+  return repeating([from = scratch.file("from", text(random, kSize)),
+                    to = scratch.file("to", "old")](int) { expect(fs::copyFile(from, to)); });
+}
+
+Repeat listHundred(const Scratch& scratch) {
+  const String directory = scratch.directory("textures");
+  for (std::size_t i = 100; i < 200; ++i) {
+    const auto name = "textures/texture_" + std::to_string(i) + kListedExtensions.at(i % 4);
+    expect(fs::isFile(scratch.file(name, "")));
+  }
+  return repeating([directory, wanted = StringVector{"png"}](int) {
+    expect(fs::listFiles(directory, wanted).size() == 25);
+  });
+}
+
+Repeat resolveMiss(const Scratch& scratch) {
+  StringVector directories;
+  for (int i = 0; i < 8; ++i) {
+    directories.push_back(scratch.directory("search_" + std::to_string(i)));
+  }
+  StringVector extensions;
+  for (const char* const extension : kImageExtensions) {
+    extensions.push_back(extension);
+  }
+  const String reference = Path::join(scratch.directory("scene"), "wood.*");
+  return repeating(
+      [=](int) { expect(fs::resolvePath(reference, directories, extensions).isEmpty()); });
+}
+
+// ---- Archives ----------------------------------------------------------------------------------
+
+StringVector tenTexts(const Scratch& scratch) {
+  constexpr std::size_t kSize = 16384;
+  std::mt19937 random(kSize);
+  StringVector files;
+  for (int i = 0; i < 10; ++i) {
+    files.push_back(scratch.file("text_" + std::to_string(i), text(random, kSize)));
+  }
+  return files;
+}
+
+Repeat writeTen(const Scratch& scratch) {
+  return repeating([files = tenTexts(scratch), archive = scratch.path("a.zip")](int) {
+    expect(fs::writeZip(archive, files, {}));
+  });
+}
+
+Repeat readTen(const Scratch& scratch) {
+  const String archive = scratch.path("a.zip");
+  expect(fs::writeZip(archive, tenTexts(scratch), {}));
+  const StringVector outs =
+      scratch.numbered([&](const std::string& name) { return scratch.path("out_" + name); });
+  return repeating(
+      [archive, outs](int i) { expect(fs::readZip(archive, at(outs, i), {}).size() == 10); });
+}
+
+// ---- The whole ---------------------------------------------------------------------------------
+
+struct Operation {
+  const char* name;
+  /// How often the first of its two processes repeats it.
+  int times;
+  /// Prepares in an empty directory what the repetitions work on.
+  Repeat (*prepare)(const Scratch& scratch);
+};
+
+constexpr int kQuick = 1000;
+constexpr int kSlow = 50;
+constexpr int kSlowest = 5;
+
+constexpr std::array kOperations = {
+    Operation{"string copy", kQuick, stringCopy},
+    Operation{"string literal 24", kQuick, stringLiteral},
+    Operation{"string append 8", kQuick, stringAppend},
+    Operation{"string split 16", kQuick, stringSplit},
+    Operation{"string join 16", kQuick, stringJoin},
+    Operation{"compareNoCase 24", kQuick,
+              [](const Scratch& /*scratch*/) { return comparison(kLong); }},
+    Operation{"compareNoCase 3", kQuick,
+              [](const Scratch& /*scratch*/) { return comparison(kShort); }},
+    Operation{"normal form, mixed", kQuick,
+              [](const Scratch& /*scratch*/) { return normalForm(kMixed); }},
+    Operation{"normal form, already normal", kQuick,
+              [](const Scratch& /*scratch*/) { return normalForm(kNormal); }},
+    Operation{"ext of a path", kQuick, extOfAPath},
+    Operation{"file of a path", kQuick, fileOfAPath},
+    Operation{"dir of a path", kQuick, dirOfAPath},
+    Operation{"join of two", kQuick, joinOfTwo},
+    Operation{"canonical", kSlow, canonicalForm},
+    Operation{"isFile of a file", kSlow, queryOfAFile<fs::isFile>},
+    Operation{"isDir of a directory", kSlow, queryOfADirectory<fs::isDir>},
+    Operation{"exists of a file", kSlow, queryOfAFile<fs::exists>},
+    Operation{"exists of a directory", kSlow, queryOfADirectory<fs::exists>},
+    Operation{"exists of nothing", kSlow, queryOfNothing<fs::exists>},
+    Operation{"resolvePath wildcard miss", kSlowest, resolveMiss},
+    Operation{"listFiles 100", kSlowest, listHundred},
+    Operation{"mkDir, 10 new levels", kSlow, makeNewLevels},
+    Operation{"mkDir, all there", kSlow, makeWhatIsThere},
+    Operation{"rmDir", kSlow, removeDirectory},
+    Operation{"rmFile", kSlow, removeFile},
+    Operation{"moveFile over a file", kSlow, moveOverAFile},
+    Operation{"copyFile 1 KiB over a file", kSlow, copyOverAFile<1024>},
+    Operation{"copyFile 1 MiB over a file", kSlowest, copyOverAFile<1024 * 1024>},
+    Operation{"writeZip 10 x 16 KiB", kSlowest, writeTen},
+    Operation{"readZip 10 x 16 KiB", kSlowest, readTen},
+};
+
+/// Prints the process and what it does, then waits for its end. The directory goes in the parent,
+/// where nothing is counted.
+void run(const Operation& operation, int times) {
+  const Scratch scratch(2 * operation.times);
+  std::fflush(stdout);
+  const pid_t child = ::fork();
+  expect(child >= 0);
+  if (child == 0) {
+    const Repeat repeat = operation.prepare(scratch);
+    vx_measured(repeat, times);
+    ::_exit(EXIT_SUCCESS);
+  }
+  int status = 0;
+  expect(::waitpid(child, &status, 0) == child && status == 0);
+  std::printf("%d\t%d\t%s\n", child, times, operation.name);
+}
+
+/// What the counts depend on, besides our own sources.
+void printEnvironment() {
+#ifdef __clang__
+  std::printf("compiler\t%s\n", __VERSION__);
+#else
+  std::printf("compiler\tGCC %s\n", __VERSION__);
+#endif
+  std::printf("flags\t%s\n", VX_COUNTED_FLAGS);
+  std::printf("C library\tglibc %s\n", ::gnu_get_libc_version());
+#ifdef _LIBCPP_VERSION
+  std::printf("C++ library\tlibc++ %d\n", _LIBCPP_VERSION);
+#else
+  std::printf("C++ library\tlibstdc++ %d\n", __GLIBCXX__);
+#endif
+#if defined(VX_MINIZ_USES_LIBDEFLATE) && defined(LIBDEFLATE_VERSION_STRING)
+  std::printf("miniz\t%s with libdeflate %s\n", ::mz_version(), LIBDEFLATE_VERSION_STRING);
+#else
+  std::printf("miniz\t%s\n", ::mz_version());
+#endif
+  const bool hasAvx2 = __builtin_cpu_supports("avx2") != 0;  // NOLINT(*-implicit-bool-conversion)
+  // The libraries choose their functions by it, and valgrind shows none newer.
+  std::printf("vectors\t%s\n", hasAvx2 ? "AVX2" : "older than AVX2");
+}
+
+}  // namespace
+}  // namespace vx::bench
+
+int main(int argc, char** argv) {
+  if (argc == 2 && std::string_view(argv[1]) == "--environment") {
+    vx::bench::printEnvironment();
+    return EXIT_SUCCESS;
+  }
+  for (const auto& operation : vx::bench::kOperations) {
+    vx::bench::run(operation, operation.times);
+    vx::bench::run(operation, 2 * operation.times);
+  }
+  return EXIT_SUCCESS;
+}
