@@ -99,13 +99,26 @@ class CommandLine {
   int runWith(int argc, char** argv) {
     try {
       app_.parse(argc, argv);
+    } catch (const CLI::RequiredError& error) {
+      // What is left over would have been the command.
+      const std::vector<std::string> left = app_.remaining();
+      if (left.empty()) {
+        return exitFor(error);
+      }
+      std::fprintf(stderr, "there is no command %s: ksz --help lists them\n",
+                   ksz::printable(text(left.front())).c_str());
+      return ksz::kExitUsage;
     } catch (const CLI::ParseError& error) {
-      return app_.exit(error) == EXIT_SUCCESS ? EXIT_SUCCESS : ksz::kExitUsage;
+      return exitFor(error);
     }
     return run_();
   }
 
  private:
+  int exitFor(const CLI::ParseError& error) {
+    return app_.exit(error) == EXIT_SUCCESS ? EXIT_SUCCESS : ksz::kExitUsage;
+  }
+
   CLI::App& add(const char* name, const char* effect, std::function<int()> run) {
     CLI::App* const command = app_.add_subcommand(name, effect);
     command->callback([this, run] { run_ = run; });

@@ -581,6 +581,14 @@ TEST(KszCommandLine, RefusesACommandThatLacksAnArgumentOrIsMistyped) {
   EXPECT_EQ(tmp.entries(), lines());
 }
 
+TEST(KszCommandLine, NamesTheCommandThatThereIsNot) {
+  const TempDir tmp;
+
+  const Outcome outcome = run(tmp, {"pakc", "a.ksz", "b"});
+
+  EXPECT_EQ(outcome.err, "there is no command pakc: ksz --help lists them\n");
+}
+
 TEST(KszCommandLine, NamesTheKindsOfDialogWhenOneIsMistyped) {
   const TempDir tmp;
 
