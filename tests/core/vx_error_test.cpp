@@ -55,8 +55,7 @@ class CurrentError : public testing::Test {
   void TearDown() override { clearCurrentError(); }
 };
 
-// ---- Set and cleared
-// -----------------------------------------------------------------------------
+// ---- Set and cleared ---------------------------------------------------------------------------
 
 TEST(CurrentErrorOfAThread, IsNoneAtFirst) {
   std::thread([] {
@@ -138,8 +137,7 @@ TEST_F(CurrentError, TakesErrnoWithItWhenItIsCleared) {
   EXPECT_EQ(errno, 0);
 }
 
-// ---- Captured
-// ------------------------------------------------------------------------------------
+// ---- Captured ----------------------------------------------------------------------------------
 
 TEST_F(CurrentError, IsTheErrorOfTheSystemWhenItIsCaptured) {
   for (const int code : {EPERM, ENOENT, EEXIST, ENOTDIR, EACCES, ENAMETOOLONG, ELOOP}) {
@@ -229,8 +227,7 @@ TEST_F(CurrentError, IsNoErrorUnderTheNameOfACallThatSucceeded) {
   EXPECT_TRUE(currentErrorIs(0, "mkDir", ""));
 }
 
-// ---- Threads
-// -------------------------------------------------------------------------------------
+// ---- Threads -----------------------------------------------------------------------------------
 
 TEST_F(CurrentError, IsEachThreadsOwn) {
   std::promise<void> mainHasSet;
@@ -288,8 +285,7 @@ TEST_F(CurrentError, IsHandedToAnotherThreadByItsTexts) {
   EXPECT_TRUE(currentErrorIs(1, "context", "message"));
 }
 
-// ---- When all is over
-// ---------------------------------------------------------------------------------
+// ---- When all is over --------------------------------------------------------------------------
 
 constexpr int kFoundRight = 7;
 
@@ -330,8 +326,7 @@ TEST_F(CurrentError, MayBeUsedByTheDestructorOfAnotherObjectOfTheThread) {
   EXPECT_EQ(end.exitCode, kFoundRight);
 }
 
-// ---- Nothing else happens
-// ------------------------------------------------------------------------
+// ---- Nothing else happens ----------------------------------------------------------------------
 
 TEST_F(CurrentError, IsNeverLogged) {
   const LogCapture log;

@@ -52,8 +52,7 @@ using vx::test::text;
 static_assert(std::is_same_v<LogSink, std::function<void(LogLevel, String)>>);
 static_assert(std::is_same_v<decltype(setLogSink(LogSink())), LogSink>);
 
-// ---- Where standard error goes in a test
-// ---------------------------------------------------------
+// ---- Where standard error goes in a test -------------------------------------------------------
 
 /// Puts another descriptor in the place of standard error for the length of a scope.
 class RedirectedStandardError {
@@ -111,8 +110,7 @@ std::vector<std::string> writesOf(Act act) {
   return writes;
 }
 
-// ---- Lines on standard error
-// ---------------------------------------------------------------------
+// ---- Lines on standard error -------------------------------------------------------------------
 
 TEST(Log, WritesAnErrorAsOneLine) {
   EXPECT_EQ(standardErrorOf([] { logError("Failed to close archive: %s", "a.zip"); }),
@@ -294,8 +292,7 @@ TEST(Log, NeverMixesTheLinesOfThreads) {
   }
 }
 
-// ---- Sinks
-// ---------------------------------------------------------------------------------------
+// ---- Sinks -------------------------------------------------------------------------------------
 
 /// The lines of a sink, level and text.
 using Seen = std::vector<std::pair<LogLevel, std::string>>;

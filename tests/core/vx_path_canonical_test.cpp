@@ -156,8 +156,7 @@ TEST_F(PathCanonicalTest, CreatesNothing) {
   EXPECT_EQ(tmp.entries(), before);
 }
 
-// ---- Limits
-// --------------------------------------------------------------------------------------
+// ---- Limits ------------------------------------------------------------------------------------
 
 TEST_F(PathCanonicalTest, AppendsAnOverlongComponent) {
   const std::string overlong(256, 'x');
@@ -188,8 +187,7 @@ TEST_F(PathCanonicalTest, ShortensAPathThatIsLongOnlyAsWritten) {
   EXPECT_EQ(canonical(detour + "/x", false), tmp.path("dir/sub/x"));
 }
 
-// ---- Without rights
-// ------------------------------------------------------------------------------
+// ---- Without rights ----------------------------------------------------------------------------
 
 TEST_F(PathCanonicalTest, AppendsWhatLiesInADirectoryThatMayNotBeEntered) {
   tmp.mkdir("locked/inner");
@@ -204,8 +202,7 @@ TEST_F(PathCanonicalTest, AppendsWhatLiesInADirectoryThatMayNotBeEntered) {
   });
 }
 
-// ---- A current directory that has been removed
-// ---------------------------------------------------
+// ---- A current directory that has been removed -------------------------------------------------
 
 TEST_F(PathCanonicalTest, IsTheNormalFormWhereTheCurrentDirectoryHasBeenRemoved) {
   const std::string gone = tmp.mkdir("gone");

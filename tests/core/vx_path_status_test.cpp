@@ -94,8 +94,7 @@ void bindSocket(const char* name) {
   ASSERT_EQ(status, 0);
 }
 
-// ---- Kinds
-// ---------------------------------------------------------------------------------------
+// ---- Kinds -------------------------------------------------------------------------------------
 
 TEST_F(PathStatusTest, TellsDirectoriesFilesAndNothing) {
   tmp.mkdir("dir/sub");
@@ -196,8 +195,7 @@ TEST_F(PathStatusTest, FindsNothingWhereItMayNotLook) {
   });
 }
 
-// ---- A current directory that has been removed
-// ---------------------------------------------------
+// ---- A current directory that has been removed -------------------------------------------------
 
 TEST_F(PathStatusTest, FindsNoDirectoryWhereTheCurrentOneHasBeenRemoved) {
   const std::string gone = tmp.mkdir("gone");
@@ -220,8 +218,7 @@ TEST_F(PathStatusTest, FindsNoDirectoryWhereTheCurrentOneHasBeenRemoved) {
   });
 }
 
-// ---- What is asked of the system
-// -----------------------------------------------------------------
+// ---- What is asked of the system ---------------------------------------------------------------
 
 TEST_F(PathStatusTest, IsAskedOfTheSystemOnce) {
   tmp.mkdir("dir");
@@ -287,8 +284,7 @@ TEST_F(PathStatusTest, IsNotAskedForQuestionsAboutTheText) {
   EXPECT_EQ(asked, lines());
 }
 
-// ---- The directory that a path denotes
-// -----------------------------------------------------------
+// ---- The directory that a path denotes ---------------------------------------------------------
 
 TEST_F(PathStatusTest, DecidesWhatThePathDenotes) {
   tmp.mkdir("here/dir/sub");
@@ -330,8 +326,7 @@ TEST_F(PathStatusTest, DecidesWhatThePathDenotes) {
   }
 }
 
-// ---- The cost of the canonical form
-// --------------------------------------------------------------
+// ---- The cost of the canonical form ------------------------------------------------------------
 
 TEST_F(PathStatusTest, IsNotNeededForTheCanonicalFormOfWhatExists) {
   tmp.mkdir("dir");

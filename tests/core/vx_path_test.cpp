@@ -40,8 +40,7 @@ static_assert(std::is_copy_constructible_v<Path> && std::is_copy_assignable_v<Pa
 static_assert(!std::is_convertible_v<String, Path>);
 static_assert(!std::is_convertible_v<const char*, Path>);
 
-// ---- Paths for the laws
-// --------------------------------------------------------------------------
+// ---- Paths for the laws ------------------------------------------------------------------------
 
 /// Every text up to seven characters of a letter, a dot and a separator, and some odd ones.
 std::vector<std::string> oddPaths() {
@@ -99,8 +98,7 @@ std::string plainNormalForm(const std::string& path) {
   return normal.empty() ? "." : normal;
 }
 
-// ---- The normal form
-// -----------------------------------------------------------------------------
+// ---- The normal form ---------------------------------------------------------------------------
 
 TEST(PathNormalized, FollowsItsRules) {
   struct Row {
@@ -203,8 +201,7 @@ TEST(PathNormalized, TakesVeryLongPaths) {
   EXPECT_EQ(Path::normalize(path.c_str()), ".");
 }
 
-// ---- The flag of the constructor
-// -----------------------------------------------------------------
+// ---- The flag of the constructor ---------------------------------------------------------------
 
 TEST(Path, WorksOnItsNormalFormWhenToldToNormalise) {
   expectOfEveryPath([](const String& written) {
@@ -244,8 +241,7 @@ TEST(Path, IsAValue) {
   EXPECT_EQ(path.file(true), "b.c");
 }
 
-// ---- Components
-// ----------------------------------------------------------------------------------
+// ---- Components --------------------------------------------------------------------------------
 
 TEST(PathComponents, AreTheNamedLevelsInOrder) {
   using Levels = std::vector<std::string>;
@@ -291,8 +287,7 @@ TEST(PathComponents, MakeTheNormalFormAgain) {
   });
 }
 
-// ---- The file name and its extension
-// -------------------------------------------------------------
+// ---- The file name and its extension -----------------------------------------------------------
 
 struct FileRow {
   const char* name;
@@ -384,8 +379,7 @@ TEST(PathExt, HasADotInFrontOnlyWhenItIsNotEmpty) {
   });
 }
 
-// ---- Another extension
-// ---------------------------------------------------------------------------
+// ---- Another extension -------------------------------------------------------------------------
 
 TEST(PathChangeExt, ReplacesTheExtensionAndNothingElse) {
   struct Row {
@@ -455,8 +449,7 @@ TEST(PathChangeExt, LeavesItsArgumentAlone) {
   EXPECT_EQ(path, "b.txt");
 }
 
-// ---- The directory
-// -------------------------------------------------------------------------------
+// ---- The directory -----------------------------------------------------------------------------
 
 TEST(PathStaticDir, IsTheTextBeforeTheLastComponentOrTheWholeInNormalForm) {
   struct Row {
@@ -518,8 +511,7 @@ TEST(PathStaticDir, MakesTheNormalFormTogetherWithTheFileName) {
   });
 }
 
-// ---- Joining
-// -------------------------------------------------------------------------------------
+// ---- Joining -----------------------------------------------------------------------------------
 
 TEST(PathJoin, PutsOneSeparatorAtEachJoint) {
   struct Row {
@@ -619,8 +611,7 @@ TEST(PathJoin, LeavesItsPartsAlone) {
   EXPECT_EQ(file, "//b");
 }
 
-// ---- Relative or not
-// -----------------------------------------------------------------------------
+// ---- Relative or not ---------------------------------------------------------------------------
 
 TEST(PathIsRel, IsTrueUnlessThePathBeginsAtTheRoot) {
   struct Row {
@@ -639,8 +630,7 @@ TEST(PathIsRel, IsTrueUnlessThePathBeginsAtTheRoot) {
   }
 }
 
-// ---- Nothing else happens
-// ------------------------------------------------------------------------
+// ---- Nothing else happens ----------------------------------------------------------------------
 
 void askEverything(const String& written, bool flag) {
   const Path path(written, flag);

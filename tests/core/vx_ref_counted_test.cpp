@@ -25,8 +25,7 @@ using vx::RefCounted;
 using vx::RefersTo;
 using vx::test::lines;
 
-// ---- What the types promise to the compiler
-// ------------------------------------------------------
+// ---- What the types promise to the compiler ----------------------------------------------------
 
 static_assert(std::is_abstract_v<IRefCounted>);
 static_assert(!std::has_virtual_destructor_v<IRefCounted>);
@@ -58,8 +57,7 @@ static_assert(std::is_convertible_v<vx::StringVector*, RefersTo<IRefCounted>*>);
 // A raw pointer never becomes a handle by accident.
 static_assert(!std::is_convertible_v<IRefCounted*, RefersTo<IRefCounted>>);
 
-// ---- Slots of the virtual table
-// ------------------------------------------------------------------
+// ---- Slots of the virtual table ----------------------------------------------------------------
 
 /// The slot of a virtual member function, as the C++ ABI of the system encodes it in a pointer.
 template <class Member>
@@ -91,8 +89,7 @@ TEST(RefersTo, HasNoVirtualOperationButItsDestructor) {
   EXPECT_EQ(slotOf(&ExtendedHandle::firstOfItsOwn), kSlotsOfADestructor);
 }
 
-// ---- A hand-made implementation, which tells what is done to it
-// ----------------------------------
+// ---- A hand-made implementation, which tells what is done to it --------------------------------
 
 using Calls = std::vector<std::string>;
 
@@ -289,8 +286,7 @@ TEST_F(RefersToTest, CountsEvenlyOverAFunctionThatTakesAndReturnsByValue) {
   EXPECT_EQ(a.references(), 0);
 }
 
-// ---- The counting implementation
-// -----------------------------------------------------------------
+// ---- The counting implementation ---------------------------------------------------------------
 
 class Counted final : public RefCounted {
  public:

@@ -41,8 +41,7 @@ using vx::test::TempDir;
 using vx::test::text;
 using vx::test::texts;
 
-// ---- What the type promises to the compiler
-// ------------------------------------------------------
+// ---- What the type promises to the compiler ----------------------------------------------------
 
 static_assert(std::is_convertible_v<const char*, String>);
 static_assert(std::is_convertible_v<char*, String>);
@@ -89,8 +88,7 @@ std::string alphabet(std::size_t length) {
   return letters;
 }
 
-// ---- Making strings
-// ------------------------------------------------------------------------------
+// ---- Making strings ----------------------------------------------------------------------------
 
 TEST(String, IsEmptyHoweverNothingIsSaid) {
   struct Row {
@@ -203,8 +201,7 @@ TEST(String, ViewsTheBytesThatBufPointsAt) {
   EXPECT_EQ(static_cast<const void*>(made.view().data()), made.buf());
 }
 
-// ---- Values
-// --------------------------------------------------------------------------------------
+// ---- Values ------------------------------------------------------------------------------------
 
 TEST(String, SharesItsBytesWithACopy) {
   const String original("abc");
@@ -290,8 +287,7 @@ TEST(String, IsDestroyedThroughItsBase) {
   EXPECT_EQ(copy, "abc");
 }
 
-// ---- Assigning a text
-// ----------------------------------------------------------------------------
+// ---- Assigning a text --------------------------------------------------------------------------
 
 TEST(String, TakesOverAnAssignedText) {
   struct Row {
@@ -350,8 +346,7 @@ TEST(String, EndsAtTheFirstNulOfItsOwnBufferWhenThatIsAssigned) {
   EXPECT_EQ(value.view(), "b"sv);
 }
 
-// ---- Appending
-// -----------------------------------------------------------------------------------
+// ---- Appending ---------------------------------------------------------------------------------
 
 TEST(String, AppendsInPlaceAndAnswersItself) {
   String value("/var");
@@ -469,8 +464,7 @@ TEST(String, AppendsToAStringThatWasCutToATail) {
   EXPECT_EQ(value, "ef!");
 }
 
-// ---- A shared text is copied before it is changed
-// ------------------------------------------------
+// ---- A shared text is copied before it is changed ----------------------------------------------
 
 struct Change {
   const char* name;
@@ -560,8 +554,7 @@ TEST(String, LetsACalleeChangeItsParameter) {
   EXPECT_EQ(path, "/dir");
 }
 
-// ---- Prefixes and suffixes
-// -----------------------------------------------------------------------
+// ---- Prefixes and suffixes ---------------------------------------------------------------------
 
 struct AffixRow {
   const char* name;
@@ -625,8 +618,7 @@ TEST(String, KnowsItsSuffix) {
   }
 }
 
-// ---- Letter case
-// ---------------------------------------------------------------------------------
+// ---- Letter case -------------------------------------------------------------------------------
 
 int signOf(int value) {
   return (value > 0) - (value < 0);
@@ -794,8 +786,7 @@ TEST(String, KnowsTheLetterCaseOfAsciiOnlyInATurkishLocale) {
   EXPECT_EQ(String("I").compareNoCase("i"), 0);
 }
 
-// ---- Splitting
-// -----------------------------------------------------------------------------------
+// ---- Splitting ---------------------------------------------------------------------------------
 
 TEST(String, SplitsAtEachSeparator) {
   struct Row {
@@ -896,8 +887,7 @@ TEST(String, SplitsIntoPiecesThatOutliveIt) {
   EXPECT_EQ(texts(pieces), lines("a", "b"));
 }
 
-// ---- Replacing
-// -----------------------------------------------------------------------------------
+// ---- Replacing ---------------------------------------------------------------------------------
 
 TEST(String, ReplacesACharacter) {
   struct Row {
@@ -943,8 +933,7 @@ TEST(String, IsNotChangedByReplacing) {
   EXPECT_EQ(whole, "a\\b");
 }
 
-// ---- From the last separator on
-// ------------------------------------------------------------------
+// ---- From the last separator on ----------------------------------------------------------------
 
 TEST(String, GivesWhatFollowsTheLastSeparator) {
   struct Row {
@@ -986,8 +975,7 @@ TEST(String, LooksForTheLastSeparatorBehindNulBytesToo) {
   EXPECT_EQ(whole.view(), "a:b\0:c"sv);
 }
 
-// ---- Concatenation
-// -------------------------------------------------------------------------------
+// ---- Concatenation -----------------------------------------------------------------------------
 
 TEST(String, ConcatenatesIntoANewString) {
   const char* const null = nullptr;
@@ -1014,8 +1002,7 @@ TEST(String, ConcatenatesNulBytesOfAString) {
   EXPECT_EQ((bytes("a\0"sv) + "b\0c").view(), "a\0b"sv);
 }
 
-// ---- Comparison, hash, stream
-// --------------------------------------------------------------------
+// ---- Comparison, hash, stream ------------------------------------------------------------------
 
 TEST(String, EqualsByAllItsBytes) {
   struct Row {
@@ -1117,8 +1104,7 @@ TEST(String, IsFormattedByAStreamAsTextIs) {
   EXPECT_EQ(stream.str(), "...ab|c...|");
 }
 
-// ---- Threads
-// -------------------------------------------------------------------------------------
+// ---- Threads -----------------------------------------------------------------------------------
 
 TEST(String, MayBeCopiedChangedAndDestroyedOnSeveralThreadsAtOnce) {
   const String original("shared");

@@ -175,8 +175,7 @@ TEST(StringVector, GivesElementsThatOutliveIt) {
   EXPECT_EQ(kept, "1");
 }
 
-// ---- Joining
-// -------------------------------------------------------------------------------------
+// ---- Joining -----------------------------------------------------------------------------------
 
 TEST(StringVector, JoinsWithTheSeparatorBetweenEachTwo) {
   struct Row {
@@ -219,8 +218,7 @@ TEST(StringVector, IsNotChangedByJoining) {
   EXPECT_EQ(texts(names), lines("a", "b"));
 }
 
-// ---- Values
-// --------------------------------------------------------------------------------------
+// ---- Values ------------------------------------------------------------------------------------
 
 TEST(StringVector, SharesItsElementsWithACopy) {
   const StringVector names = {"a", "b"};

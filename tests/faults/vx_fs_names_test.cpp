@@ -207,8 +207,7 @@ TEST_F(NameOf, ABackupThatIsTooLongIsDoneWithout) {
   EXPECT_EQ(tmp_.read(longest_), "new");
 }
 
-// ---- Paths beyond the longest that the system takes
-// -----------------------------------------------
+// ---- Paths beyond the longest that the system takes --------------------------------------------
 
 /// So many levels of 200 bytes each, relative.
 std::string levels(int count) {
@@ -286,8 +285,7 @@ TEST(PathBeyondTheLongest, IsNoHindranceAsTheCurrentDir) {
   });
 }
 
-// ---- Deep trees
-// ----------------------------------------------------------------------------------
+// ---- Deep trees --------------------------------------------------------------------------------
 
 TEST(TreeOf2000Levels, IsMadeUsedAndRemovedLevelByLevel) {
   constexpr std::size_t kLevels = 2000;

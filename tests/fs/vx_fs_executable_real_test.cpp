@@ -163,8 +163,7 @@ std::string install(const TempDir& tmp, std::string_view relative) {
   return program;
 }
 
-// ---- A process that runs where it was started
-// -----------------------------------------------------
+// ---- A process that runs where it was started --------------------------------------------------
 
 TEST(RunningExecutable, KnowsItsPath) {
   const TempDir tmp;
@@ -262,8 +261,7 @@ TEST(RunningExecutable, MayHaveAnyNameThatTheFileSystemTakes) {
   EXPECT_EQ(report.error, kErrorBefore);
 }
 
-// ---- Deleted, moved and replaced
-// -----------------------------------------------------------------
+// ---- Deleted, moved and replaced ---------------------------------------------------------------
 
 TEST(RunningExecutable, KeepsItsPathWhenItIsDeleted) {
   const TempDir tmp;
