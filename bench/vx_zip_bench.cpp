@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -31,6 +32,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utime.h>
 #include <zip.h>
 
 extern char** environ;
@@ -245,6 +247,12 @@ bool readVx(const Workload& work) {
   return !vx::fs::readZip(work.archive().c_str(), work.out().c_str(), {}).empty();
 }
 
+// Who extracts by hand sets the time of each file too, as the programs and miniz do.
+void setTime(const std::string& path, std::time_t time) {
+  const utimbuf times{.actime = time, .modtime = time};
+  ::utime(path.c_str(), &times);
+}
+
 bool readLibzip(const Workload& work) {
   int error = 0;
   zip_t* const zip = zip_open(work.archive().c_str(), ZIP_RDONLY, &error);
@@ -258,13 +266,29 @@ bool readLibzip(const Workload& work) {
     const auto index = static_cast<zip_uint64_t>(i);
     const std::string path = work.out() + "/" + zip_get_name(zip, index, 0);
     zip_file_t* const in = zip_fopen_index(zip, index, 0);
-    const File out(std::fopen(path.c_str(), "wb"));
+    File out(std::fopen(path.c_str(), "wb"));
     for (zip_int64_t got = 0; (got = zip_fread(in, buffer.data(), buffer.size())) > 0;) {
       std::fwrite(buffer.data(), 1, static_cast<std::size_t>(got), out.get());
     }
     zip_fclose(in);
+    out.reset();
+    zip_stat_t status;
+    zip_stat_index(zip, index, 0, &status);
+    setTime(path, status.mtime);
   }
   return zip_close(zip) == 0;
+}
+
+std::time_t localTime(const tm_unz& date) {
+  std::tm time{};
+  time.tm_sec = static_cast<int>(date.tm_sec);
+  time.tm_min = static_cast<int>(date.tm_min);
+  time.tm_hour = static_cast<int>(date.tm_hour);
+  time.tm_mday = static_cast<int>(date.tm_mday);
+  time.tm_mon = static_cast<int>(date.tm_mon);
+  time.tm_year = static_cast<int>(date.tm_year) - 1900;
+  time.tm_isdst = -1;
+  return std::mktime(&time);
 }
 
 bool readMinizip(const Workload& work) {
@@ -274,14 +298,18 @@ bool readMinizip(const Workload& work) {
   int at = unzGoToFirstFile(zip);
   for (; at == UNZ_OK; at = unzGoToNextFile(zip)) {
     char name[512];
-    unzGetCurrentFileInfo64(zip, nullptr, name, sizeof name, nullptr, 0, nullptr, 0);
+    unz_file_info64 info;
+    unzGetCurrentFileInfo64(zip, &info, name, sizeof name, nullptr, 0, nullptr, 0);
     unzOpenCurrentFile(zip);
-    const File out(std::fopen((work.out() + "/" + name).c_str(), "wb"));
+    const std::string path = work.out() + "/" + name;
+    File out(std::fopen(path.c_str(), "wb"));
     for (int got = 0; (got = unzReadCurrentFile(zip, buffer.data(),
                                                 static_cast<unsigned>(buffer.size()))) > 0;) {
       std::fwrite(buffer.data(), 1, static_cast<std::size_t>(got), out.get());
     }
     unzCloseCurrentFile(zip);
+    out.reset();
+    setTime(path, localTime(info.tmu_date));
   }
   unzClose(zip);
   return at == UNZ_END_OF_LIST_OF_FILE;
@@ -292,6 +320,7 @@ bool readLibarchive(const Workload& work) {
   archive_read_support_format_zip_seekable(zip);
   archive_read_open_filename(zip, work.archive().c_str(), kBlock);
   archive* const disk = archive_write_disk_new();
+  archive_write_disk_set_options(disk, ARCHIVE_EXTRACT_TIME);
   archive_entry* entry = nullptr;
   int at = ARCHIVE_OK;
   while ((at = archive_read_next_header(zip, &entry)) == ARCHIVE_OK) {
