@@ -2,9 +2,9 @@
 // others cannot.
 
 #include "fs/vx_fs.h"
-#include "tests/fs/own_mounts.h"
 #include "tests/support/error_state.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/own_mounts.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/texts.h"
 

@@ -2,33 +2,15 @@
 
 #pragma once
 
-#include "core/vx_string.h"
-#include "core/vx_string_vector.h"
 #include "tests/support/error_state.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/scoped_cwd.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/texts.h"
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 namespace vx::test {
-
-/// The library's form of a text.
-[[nodiscard]] inline String vxText(const std::string& text) {
-  return String(std::string_view(text));
-}
-
-/// The elements of a list.
-[[nodiscard]] inline std::vector<std::string> textsOf(const StringVector& list) {
-  std::vector<std::string> texts;
-  for (const String& element : list) {
-    texts.emplace_back(element.view());
-  }
-  return texts;
-}
 
 /// Runs in a fresh current directory, `tmp`, with the log captured and an error record set that
 /// only a capture or a clearing would replace.

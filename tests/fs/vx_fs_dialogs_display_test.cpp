@@ -7,6 +7,7 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/scoped_env.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/texts.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +15,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <unistd.h>
@@ -30,6 +30,8 @@ using vx::test::Keys;
 using vx::test::lines;
 using vx::test::ScopedEnv;
 using vx::test::TempDir;
+using vx::test::texts;
+using vx::test::vxText;
 
 namespace {
 
@@ -37,18 +39,6 @@ constexpr unsigned kTimeLimitSeconds = 90;
 
 const Keys kAccept = {.keys = {"Return"}, .windowsAfter = 0};
 const Keys kCancel = {.keys = {"Escape"}, .windowsAfter = 0};
-
-std::vector<std::string> texts(const StringVector& list) {
-  std::vector<std::string> copy;
-  for (const String& text : list) {
-    copy.emplace_back(text.view());
-  }
-  return copy;
-}
-
-String text(const std::string& value) {
-  return String(std::string_view(value));
-}
 
 std::string missingPrograms() {
   std::string missing;
@@ -104,7 +94,7 @@ TEST_F(DisplayedDialog, PicksTheFileThatIsSelected) {
   tmp().write("files/c.png", "");
   String chosen;
 
-  ASSERT_TRUE(isUsed([&] { chosen = browseFile("Pick one", text(file), "Images", {"png"}); },
+  ASSERT_TRUE(isUsed([&] { chosen = browseFile("Pick one", vxText(file), "Images", {"png"}); },
                      "Pick one", {kAccept}));
 
   EXPECT_EQ(chosen.view(), file);
@@ -115,7 +105,7 @@ TEST_F(DisplayedDialog, PicksEveryFileThatTheFiltersLetThrough) {
   const std::string b = tmp().write("files/b.jpg", "");
   const std::string c = tmp().write("files/dämmerung.png", "");
   tmp().write("files/notes.txt", "");
-  const String folder = text(tmp().path("files/"));
+  const String folder = vxText(tmp().path("files/"));
   StringVector chosen;
 
   ASSERT_TRUE(isUsed(
@@ -131,7 +121,7 @@ TEST_F(DisplayedDialog, PicksAFolder) {
   const std::string folder = tmp().mkdir("files/Bilder 2");
   String chosen;
 
-  ASSERT_TRUE(isUsed([&] { chosen = browseDir("Pick a folder", text(folder + "/")); },
+  ASSERT_TRUE(isUsed([&] { chosen = browseDir("Pick a folder", vxText(folder + "/")); },
                      "Pick a folder", {kAccept}));
 
   EXPECT_EQ(chosen.view(), folder);
@@ -142,7 +132,7 @@ TEST_F(DisplayedDialog, ChoosesANameToSaveTo) {
   const std::string file = tmp().path("files/new.png");
   String chosen;
 
-  ASSERT_TRUE(isUsed([&] { chosen = saveFile("Save as", text(file), "Images", {"png"}); },
+  ASSERT_TRUE(isUsed([&] { chosen = saveFile("Save as", vxText(file), "Images", {"png"}); },
                      "Save as", {kAccept}));
 
   EXPECT_EQ(chosen.view(), file);
@@ -154,7 +144,7 @@ TEST_F(DisplayedDialog, AsksBeforeItChoosesAFileToSaveOver) {
   String chosen;
 
   ASSERT_TRUE(isUsed(
-      [&] { chosen = saveFile("Save as", text(file), "Images", {"png"}); }, "Save as",
+      [&] { chosen = saveFile("Save as", vxText(file), "Images", {"png"}); }, "Save as",
       {Keys{.keys = {"Return"}, .windowsAfter = 2}, Keys{.keys = {"alt+r"}, .windowsAfter = 0}}));
 
   EXPECT_EQ(chosen.view(), file);
@@ -165,7 +155,7 @@ TEST_F(DisplayedDialog, ChoosesNothingWhenSavingOverAFileIsDeclined) {
   const std::string file = tmp().write("files/old.png", "text");
   String chosen = "unchanged";
 
-  ASSERT_TRUE(isUsed([&] { chosen = saveFile("Save as", text(file), "Images", {"png"}); },
+  ASSERT_TRUE(isUsed([&] { chosen = saveFile("Save as", vxText(file), "Images", {"png"}); },
                      "Save as",
                      {Keys{.keys = {"Return"}, .windowsAfter = 2},
                       Keys{.keys = {"Escape"}, .windowsAfter = 1}, kCancel}));
@@ -177,7 +167,7 @@ TEST_F(DisplayedDialog, CancelledPicksNoFile) {
   const std::string file = tmp().write("files/a.png", "");
   String chosen = "unchanged";
 
-  ASSERT_TRUE(isUsed([&] { chosen = browseFile("Pick one", text(file), "Images", {"png"}); },
+  ASSERT_TRUE(isUsed([&] { chosen = browseFile("Pick one", vxText(file), "Images", {"png"}); },
                      "Pick one", {kCancel}));
 
   EXPECT_EQ(chosen, "");
@@ -187,7 +177,7 @@ TEST_F(DisplayedDialog, CancelledPicksNoFiles) {
   const std::string file = tmp().write("files/a.png", "");
   StringVector chosen = {"unchanged"};
 
-  ASSERT_TRUE(isUsed([&] { chosen = browseFiles("Pick some", text(file), "Images", {"png"}); },
+  ASSERT_TRUE(isUsed([&] { chosen = browseFiles("Pick some", vxText(file), "Images", {"png"}); },
                      "Pick some", {kCancel}));
 
   EXPECT_EQ(texts(chosen), lines());
@@ -197,7 +187,7 @@ TEST_F(DisplayedDialog, CancelledPicksNoFolder) {
   const std::string folder = tmp().mkdir("files");
   String chosen = "unchanged";
 
-  ASSERT_TRUE(isUsed([&] { chosen = browseDir("Pick a folder", text(folder + "/")); },
+  ASSERT_TRUE(isUsed([&] { chosen = browseDir("Pick a folder", vxText(folder + "/")); },
                      "Pick a folder", {kCancel}));
 
   EXPECT_EQ(chosen, "");

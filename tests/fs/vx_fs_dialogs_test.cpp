@@ -8,6 +8,7 @@
 #include "tests/stand_ins/tinyfiledialogs.h"
 #include "tests/support/error_state.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/texts.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,19 +30,12 @@ using vx::test::ErrorStateSentinel;
 using vx::test::lines;
 using vx::test::LogCapture;
 using vx::test::ScriptedDialogs;
+using vx::test::texts;
 
 namespace {
 
 /// The library's switch as it was when `main` began.
 int winUtf8BeforeMain = 0;
-
-std::vector<std::string> texts(const StringVector& list) {
-  std::vector<std::string> copy;
-  for (const String& text : list) {
-    copy.emplace_back(text.view());
-  }
-  return copy;
-}
 
 /// What is left of `calls` when only the lines that begin with `name` count.
 std::vector<std::string> only(const std::string& name, const ScriptedDialogs& dialogs) {

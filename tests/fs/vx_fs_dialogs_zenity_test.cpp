@@ -8,6 +8,7 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/scoped_env.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/texts.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,7 +16,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <unistd.h>
@@ -31,6 +31,8 @@ using vx::test::lines;
 using vx::test::LogCapture;
 using vx::test::ScopedEnv;
 using vx::test::TempDir;
+using vx::test::texts;
+using vx::test::vxText;
 
 /// The dialog library's switch, which it has only on some systems.
 extern "C" int tinyfd_winUtf8;
@@ -38,18 +40,6 @@ extern "C" int tinyfd_winUtf8;
 namespace {
 
 constexpr unsigned kTimeLimitSeconds = 30;
-
-std::vector<std::string> texts(const StringVector& list) {
-  std::vector<std::string> copy;
-  for (const String& text : list) {
-    copy.emplace_back(text.view());
-  }
-  return copy;
-}
-
-String text(const std::string& value) {
-  return String(std::string_view(value));
-}
 
 std::string pathWithStandIn() {
   const char* const path = std::getenv("PATH");
@@ -109,7 +99,7 @@ TEST_F(ZenityDialog, PicksOneFile) {
   const std::string file = tmp().write("a.png", "");
   answer(file);
 
-  const String chosen = browseFile("Pick one", text(file), "Images", {"png", ".jpg", "*.exr"});
+  const String chosen = browseFile("Pick one", vxText(file), "Images", {"png", ".jpg", "*.exr"});
 
   EXPECT_EQ(chosen.view(), file);
   EXPECT_EQ(arguments(), lines("--file-selection", "--title=Pick one", "--filename=" + file,
@@ -123,7 +113,8 @@ TEST_F(ZenityDialog, PicksSeveralFilesInTheOrderOfTheAnswer) {
   const std::string b = tmp().write("Dämmerung.jpg", "");
   answer(c + "|" + a + "|" + b);
 
-  const StringVector chosen = browseFiles("Pick some", text(tmp().path() + "/"), "Images", {"png"});
+  const StringVector chosen =
+      browseFiles("Pick some", vxText(tmp().path() + "/"), "Images", {"png"});
 
   EXPECT_EQ(texts(chosen), lines(c, a, b));
   EXPECT_EQ(arguments(),
@@ -143,7 +134,7 @@ TEST_F(ZenityDialog, PicksAFolder) {
   const std::string folder = tmp().mkdir("Bilder 2");
   answer(folder);
 
-  const String chosen = browseDir("Pick a folder", text(tmp().path() + "/"));
+  const String chosen = browseDir("Pick a folder", vxText(tmp().path() + "/"));
 
   EXPECT_EQ(chosen.view(), folder);
   EXPECT_EQ(arguments(), lines("--file-selection", "--directory", "--title=Pick a folder",
@@ -154,7 +145,7 @@ TEST_F(ZenityDialog, ChoosesANameToSaveTo) {
   const std::string file = tmp().path("new.png");
   answer(file);
 
-  const String chosen = saveFile("Save as", text(file), "Images", {"png", "exr"});
+  const String chosen = saveFile("Save as", vxText(file), "Images", {"png", "exr"});
 
   EXPECT_EQ(chosen.view(), file);
   EXPECT_EQ(arguments(),
@@ -168,7 +159,7 @@ TEST_F(ZenityDialog, ChoosesAFileToSaveOver) {
   const std::string file = tmp().write("old.png", "text");
   answer(file);
 
-  EXPECT_EQ(saveFile("Save as", text(file), "", {}).view(), file);
+  EXPECT_EQ(saveFile("Save as", vxText(file), "", {}).view(), file);
 
   EXPECT_EQ(tmp().read("old.png"), "text");
 }
@@ -257,7 +248,7 @@ TEST_F(ZenityDialog, ShowsUtf8) {
   const std::string file = tmp().write("Bäume/夕方.jpg", "");
   answer(file);
 
-  const String chosen = browseFile("Öffnen – 開く 🌲", text(file), "Bilder für Räume", {"jpg"});
+  const String chosen = browseFile("Öffnen – 開く 🌲", vxText(file), "Bilder für Räume", {"jpg"});
 
   EXPECT_EQ(chosen.view(), file);
   EXPECT_EQ(arguments(),
@@ -296,7 +287,7 @@ TEST_F(ZenityDialog, WithoutTitleHasAnEmptyOne) {
 TEST_F(ZenityDialog, KeepsShellPunctuationInTexts) {
   const std::string title = "a;b & c | d < e > f ! (g) * ? #h\n%s ~";
 
-  EXPECT_EQ(browseFile(text(title), "", "", {}), "");
+  EXPECT_EQ(browseFile(vxText(title), "", "", {}), "");
 
   EXPECT_EQ(arguments(), lines("--file-selection", "--title=" + title));
 }

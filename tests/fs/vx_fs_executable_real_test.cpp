@@ -3,7 +3,7 @@
 
 #include "core/vx_string.h"
 #include "fs/vx_fs.h"
-#include "tests/fs/changed_root.h"
+#include "tests/support/changed_root.h"
 #include "tests/support/error_state.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_dir.h"

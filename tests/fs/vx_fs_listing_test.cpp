@@ -33,11 +33,11 @@ using testing::UnorderedElementsAre;
 using Texts = std::vector<std::string>;
 
 Texts listedDirs(const std::string& dir) {
-  return textsOf(fs::listDirs(vxText(dir)));
+  return texts(fs::listDirs(vxText(dir)));
 }
 
 Texts listedFiles(const std::string& dir, StringVector exts) {
-  return textsOf(fs::listFiles(vxText(dir), exts));
+  return texts(fs::listFiles(vxText(dir), exts));
 }
 
 /// The names in a directory but "." and "..", in the system's order.
@@ -154,8 +154,8 @@ TEST_F(Listing, WithoutADescriptorLeftIsEmpty) {
     const StringVector files = fs::listFiles("d", {"png"});
 
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
-    EXPECT_THAT(textsOf(dirs), IsEmpty());
-    EXPECT_THAT(textsOf(files), IsEmpty());
+    EXPECT_THAT(texts(dirs), IsEmpty());
+    EXPECT_THAT(texts(files), IsEmpty());
     expectSilence();
   });
 }
@@ -442,7 +442,7 @@ TEST_F(Listing, LeavesTheCallersValuesAlone) {
   (void)fs::listFiles(dir, exts);
 
   EXPECT_EQ(dir, ".//d");
-  EXPECT_EQ(textsOf(exts), lines("PNG", ".png"));
+  EXPECT_EQ(texts(exts), lines("PNG", ".png"));
 }
 
 // ---------------------------------------------------------------------------------------------

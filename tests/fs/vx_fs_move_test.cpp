@@ -3,9 +3,9 @@
 
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
-#include "tests/fs/own_mounts.h"
 #include "tests/fs/recorded_calls.h"
 #include "tests/support/child.h"
+#include "tests/support/own_mounts.h"
 
 #include <gtest/gtest.h>
 

@@ -3,8 +3,8 @@
 
 #include "core/vx_string.h"
 #include "fs/vx_fs.h"
-#include "tests/fs/changed_root.h"
 #include "tests/fs/recorded_calls.h"
+#include "tests/support/changed_root.h"
 #include "tests/support/child.h"
 #include "tests/support/error_state.h"
 #include "tests/support/log_capture.h"

@@ -2,10 +2,10 @@
 // each failure logs, and what is left on disk.
 
 #include "fs/vx_fs.h"
-#include "tests/fs/own_mounts.h"
 #include "tests/support/child.h"
 #include "tests/support/error_state.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/own_mounts.h"
 #include "tests/support/scoped_cwd.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/texts.h"

@@ -1,4 +1,4 @@
-// The library's values as the standard library's, to compare and print them whole.
+// The library's values as the standard library's, to compare and print them whole, and back.
 
 #pragma once
 
@@ -6,6 +6,7 @@
 #include "core/vx_string_vector.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vx::test {
@@ -22,6 +23,11 @@ namespace vx::test {
     result.push_back(text(value));
   }
   return result;
+}
+
+/// The library's form of a text, NUL included.
+[[nodiscard]] inline String vxText(const std::string& text) {
+  return String(std::string_view(text));
 }
 
 }  // namespace vx::test

@@ -1,4 +1,4 @@
-#include "tests/fs/own_mounts.h"
+#include "tests/support/own_mounts.h"
 
 #include "tests/support/child.h"
 

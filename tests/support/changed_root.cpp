@@ -1,4 +1,4 @@
-#include "tests/fs/changed_root.h"
+#include "tests/support/changed_root.h"
 
 #include "tests/support/child.h"
 
