@@ -138,8 +138,8 @@ void RecordedCalls::recordStreams() {
     inotify_event event{};
     for (std::size_t at = 0; at < static_cast<std::size_t>(length);
          at += sizeof event + event.len) {
-      std::memcpy(&event, &buffer[at], sizeof event);
-      const char* const name = event.len == 0 ? "." : &buffer[at + sizeof event];
+      std::memcpy(&event, buffer.data() + at, sizeof event);
+      const char* const name = event.len == 0 ? "." : buffer.data() + at + sizeof event;
       calls_.push_back(std::string((event.mask & IN_OPEN) != 0 ? "open " : "close ") + name);
     }
   }
