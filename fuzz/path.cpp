@@ -15,8 +15,6 @@
 #include <system_error>
 #include <vector>
 
-#include <unistd.h>
-
 namespace vx::fuzz {
 namespace {
 
