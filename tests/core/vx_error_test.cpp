@@ -152,12 +152,14 @@ TEST_F(CurrentError, IsTheErrorOfTheSystemWhenItIsCaptured) {
 }
 
 TEST_F(CurrentError, NamesACodeThatTheSystemDoesNotKnow) {
+  // Beyond 4095 some standard libraries, which the expectation asks, no longer ask the system.
+  constexpr int kUnknown = 4'000;
   const String operation("mkDir");
-  errno = 99'999;
+  errno = kUnknown;
 
   captureCurrentError(operation);
 
-  EXPECT_TRUE(currentErrorIs(99'999, "mkDir", errnoText(99'999)));
+  EXPECT_TRUE(currentErrorIs(kUnknown, "mkDir", errnoText(kUnknown)));
 }
 
 TEST_F(CurrentError, KeepsTheOperationAsItIsNamed) {

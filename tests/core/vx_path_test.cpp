@@ -56,7 +56,7 @@ std::vector<std::string> oddPaths() {
         "*.*", "./wood.*"}) {
     paths.emplace_back(odd);
   }
-  paths.push_back(std::string(5000, 'a') + "/../" + std::string(300, '.'));
+  paths.push_back(std::string(5000, 'a').append("/../").append(300, '.'));
   return paths;
 }
 
