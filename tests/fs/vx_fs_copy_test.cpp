@@ -6,6 +6,7 @@
 #include "tests/fs/recorded_calls.h"
 #include "tests/support/child.h"
 #include "tests/support/own_mounts.h"
+#include "tests/support/peak_memory.h"
 
 #include <gtest/gtest.h>
 
@@ -180,11 +181,6 @@ TEST_F(CopyFile, HoldsNoFileInMemory) {
   ASSERT_EQ(::truncate("s", kSize), 0);
 
   runInChild([&] {
-    const auto peakKibibytes = [] {
-      rusage usage{};
-      EXPECT_EQ(::getrusage(RUSAGE_SELF, &usage), 0);
-      return usage.ru_maxrss;
-    };
     const long before = peakKibibytes();
 
     EXPECT_TRUE(fs::copyFile("s", "d"));

@@ -5,6 +5,7 @@
 #include "fs/vx_fs.h"
 #include "tests/support/child.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/peak_memory.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/texts.h"
 #include "tests/support/zip_maker.h"
@@ -39,6 +40,7 @@ using vx::test::deflated;
 using vx::test::kDeflated;
 using vx::test::lines;
 using vx::test::LogCapture;
+using vx::test::peakKibibytes;
 using vx::test::runInChild;
 using vx::test::TempDir;
 using vx::test::texts;
@@ -73,12 +75,6 @@ void limitMemory() {
 #endif
 }
 
-long peakMemory() {
-  rusage usage{};
-  ::getrusage(RUSAGE_SELF, &usage);
-  return usage.ru_maxrss;  // NOLINT(*-union-access): how the C library spells the field
-}
-
 /// An archive in a directory of its own, "in", which it is expanded into as "in/out".
 class HostileZip : public testing::Test {
  protected:
@@ -95,10 +91,10 @@ class HostileZip : public testing::Test {
       limitTime();
       limitFiles();
       limitMemory();
-      const long before = peakMemory();
+      const long before = peakKibibytes();
       const LogCapture log;
       const std::vector<std::string> listed = texts(readZip(archive.c_str(), out().c_str(), {}));
-      EXPECT_LT(peakMemory() - before, kMemoryGrowthLimit);
+      EXPECT_LT(peakKibibytes() - before, kMemoryGrowthLimit);
       check({listed, log.all()});
     });
     EXPECT_EQ(tmp.read("in/pack.zip"), bytes);

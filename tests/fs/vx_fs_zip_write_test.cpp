@@ -6,6 +6,7 @@
 #include "tests/support/error_state.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/own_mounts.h"
+#include "tests/support/peak_memory.h"
 #include "tests/support/scoped_cwd.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/texts.h"
@@ -19,6 +20,8 @@
 #include <csignal>
 #include <cstddef>
 #include <filesystem>
+#include <fstream>
+#include <ios>
 #include <ostream>
 #include <string>
 #include <type_traits>
@@ -46,6 +49,7 @@ using vx::test::LogCapture;
 using vx::test::mountMemory;
 using vx::test::namesIn;
 using vx::test::noise;
+using vx::test::peakKibibytes;
 using vx::test::runAsUnprivileged;
 using vx::test::runInChild;
 using vx::test::runWithOwnMounts;
@@ -524,6 +528,41 @@ TEST_F(WriteZip, RemovesAnArchiveThatGrowsBeyondWhatTheProcessMayWrite) {
     EXPECT_TRUE(error.isUntouched());
   });
   EXPECT_FALSE(tmp.exists("pack.zip"));
+}
+
+// ---- Memory ------------------------------------------------------------------------------------
+
+TEST_F(WriteZip, HoldsNoFileInMemoryAndNeitherDoesReading) {
+  constexpr std::size_t kBlock = std::size_t{1} << 20U;
+  constexpr int kBlocks = 48;
+  constexpr long kAllowedKibibytes = 16L << 10U;
+  {
+    // No compressor looks back so far that it sees the repetition.
+    const std::string block = noise(kBlock);
+    std::ofstream large(tmp.path("large"), std::ios::binary);
+    for (int i = 0; i < kBlocks; ++i) {
+      large << block;
+    }
+  }
+  const String source = tmp.path("large").c_str();
+
+  runInChild([&] {
+    const long before = peakKibibytes();
+
+    EXPECT_TRUE(write({source}));
+
+    EXPECT_LT(peakKibibytes() - before, kAllowedKibibytes);
+  });
+  EXPECT_GT(std::filesystem::file_size(archive()), kBlocks * kBlock);
+
+  runInChild([&] {
+    const long before = peakKibibytes();
+
+    EXPECT_EQ(readZip(archive().c_str(), tmp.path("out").c_str(), {}).size(), 1U);
+
+    EXPECT_LT(peakKibibytes() - before, kAllowedKibibytes);
+  });
+  EXPECT_EQ(std::filesystem::file_size(tmp.path("out/res/large")), kBlocks * kBlock);
 }
 
 // ---- Full disks ---------------------------------------------------------------------------------
