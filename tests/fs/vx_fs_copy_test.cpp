@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <string>
 
@@ -189,6 +190,54 @@ TEST_F(CopyFile, HoldsNoFileInMemory) {
   });
 
   EXPECT_EQ(statusOf("d").st_size, kSize);
+}
+
+/// How often this process has read and written so far, as the system counts it.
+struct Transfers {
+  long reads = 0;
+  long writes = 0;
+};
+
+Transfers transfersSoFar() {
+  Transfers transfers;
+  std::ifstream counts("/proc/self/io");
+  std::string name;
+  for (long count = 0; counts >> name >> count;) {
+    if (name == "syscr:") {
+      transfers.reads = count;
+    }
+    if (name == "syscw:") {
+      transfers.writes = count;
+    }
+  }
+  return transfers;
+}
+
+TEST_F(CopyFile, MovesLargeBlocksAtATime) {
+  constexpr long kSize = 8L << 20;
+#ifdef _LIBCPP_VERSION
+  constexpr long kBlock = 4096;  // what its output stream holds, which it fills byte by byte
+#else
+  constexpr long kBlock = 128L << 10;
+#endif
+  // The first and the last one may be smaller, and the counts themselves are read.
+  constexpr long kMost = kSize / kBlock + 8;
+  tmp.write("s", "");
+  ASSERT_EQ(::truncate("s", kSize), 0);
+  if (transfersSoFar().reads == 0) {
+    GTEST_SKIP() << "this system does not count what a process reads and writes";
+  }
+
+  runInChild([&] {
+    const Transfers before = transfersSoFar();
+
+    EXPECT_TRUE(fs::copyFile("s", "d"));
+
+    const Transfers after = transfersSoFar();
+    EXPECT_LE(after.reads - before.reads, kMost);
+    EXPECT_LE(after.writes - before.writes, kMost);
+    EXPECT_GT(after.writes, before.writes);
+  });
 }
 
 TEST_F(CopyFile, LeavesTheCallersTextsAlone) {
