@@ -62,8 +62,8 @@ def parse_arguments():
     return parser.parse_args()
 
 
-def run(program, arguments, out):
-    """The aggregates of one program, {work: {contender: {median, cv}}}."""
+def cases(program, arguments, out):
+    """The aggregates of one program, as pairs of a case's name and {median, spread}."""
     result = out / (program.name + ".json")
     result.unlink(missing_ok=True)
     subprocess.run(
@@ -79,15 +79,14 @@ def run(program, arguments, out):
         check=True,
         stdout=subprocess.DEVNULL,
     )
-    work = {}
+    found = {}
     # A filter that takes no case of a program leaves no result.
     if not result.exists() or not result.stat().st_size:
-        return work
+        return found
     for case in json.loads(result.read_text())["benchmarks"]:
         if case.get("error_occurred"):
             sys.exit(f"{case['name']}: {case['error_message']}")
-        name, contender = split_name(case["run_name"])
-        entry = work.setdefault(name, {}).setdefault(contender, {})
+        entry = found.setdefault(case["run_name"], {})
         # Programs that are started count only by the clock; the rest by the processor, which does not
         # count what others do meanwhile.
         clock = "real_time" if "real_time" in case["run_name"] else "cpu_time"
@@ -95,6 +94,15 @@ def run(program, arguments, out):
             entry["median"] = case[clock] * {"ns": 1, "us": 1e3, "ms": 1e6}[case["time_unit"]]
         elif case["aggregate_name"] == "cv":
             entry["spread"] = case[clock]
+    return found
+
+
+def run(program, arguments, out):
+    """The same by what is done and who does it, {work: {contender: {median, spread}}}."""
+    work = {}
+    for run_name, entry in cases(program, arguments, out).items():
+        name, contender = split_name(run_name)
+        work.setdefault(name, {})[contender] = entry
     return work
 
 
@@ -140,13 +148,19 @@ def order(name):
     return (names.index(name) if name in names else len(names), name)
 
 
-def plot(work, path):
+def plotting():
+    """The plotting library, set to write the same bytes for the same figures."""
     import matplotlib
 
     matplotlib.use("svg")
     matplotlib.rcParams["svg.hashsalt"] = "vx"
     from matplotlib import pyplot
 
+    return pyplot
+
+
+def plot(work, path):
+    pyplot = plotting()
     names = sorted(work, key=order, reverse=True)
     figure, axes = pyplot.subplots(figsize=(9, 0.34 * len(names) + 1.2))
     for row, name in enumerate(names):
@@ -203,8 +217,12 @@ def main():
     plot(work, arguments.out / "performance.svg")
     print(text)
     if arguments.publish:
-        for name in ("performance-table.md", "performance.svg"):
-            shutil.copy(arguments.out / name, pathlib.Path("docs") / name)
+        publish(arguments.out, "performance-table.md", "performance.svg")
+
+
+def publish(out, *names):
+    for name in names:
+        shutil.copy(out / name, pathlib.Path("docs") / name)
 
 
 if __name__ == "__main__":

@@ -2,7 +2,9 @@
 
 #include "fs/vx_fs.h"
 
+#include "bench/vx_floors.h"
 #include "bench/vx_inputs.h"
+#include "bench/vx_workload.h"
 
 #include <benchmark/benchmark.h>
 
@@ -11,7 +13,6 @@
 #include <QString>
 #include <array>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -20,34 +21,14 @@
 #include <vector>
 
 #include <boost/filesystem.hpp>
-#include <dirent.h>
 #include <fcntl.h>
 #include <stdlib.h>
-#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
 using namespace vx::bench;
-
-/// A directory on the RAM disk where there is one, gone at the end of the process.
-class Scratch {
- public:
-  Scratch() {
-    const bool hasRamDisk = std::filesystem::is_directory("/dev/shm");
-    std::string name = (hasRamDisk ? "/dev/shm" : "/tmp") + std::string("/vx_bench_XXXXXX");
-    root_ = ::mkdtemp(name.data());
-  }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-  ~Scratch() { std::filesystem::remove_all(root_); }
-
-  [[nodiscard]] std::string path(const std::string& name) const { return root_ + "/" + name; }
-
- private:
-  std::string root_;
-};
 
 const Scratch& scratch() {
   static const Scratch directory;
@@ -159,22 +140,7 @@ std::string directoryOf(std::size_t entries) {
 void listFloor(benchmark::State& state) {
   const std::string path = directoryOf(static_cast<std::size_t>(state.range(0)));
   for (auto _ : state) {
-    std::size_t found = 0;
-    DIR* const directory = ::opendir(path.c_str());
-    while (const dirent* const entry = ::readdir(directory)) {
-      if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0) {
-        continue;
-      }
-      char full[4096];
-      std::snprintf(full, sizeof full, "%s/%s", path.c_str(), entry->d_name);
-      struct stat status;
-      if (::stat(full, &status) == 0 && !S_ISDIR(status.st_mode)) {
-        const char* const dot = std::strrchr(entry->d_name, '.');
-        found += dot != nullptr && ::strcasecmp(dot, ".png") == 0 ? 1 : 0;
-      }
-    }
-    ::closedir(directory);
-    benchmark::DoNotOptimize(found);
+    benchmark::DoNotOptimize(listInC(path));
   }
 }
 BENCHMARK(listFloor)->Name("listFiles/floor")->Arg(10000);

@@ -1,6 +1,7 @@
 // Archives beside bare miniz, and beside the libraries and programs that people use instead.
 
 #include "bench/vx_inputs.h"
+#include "bench/vx_workload.h"
 #include "fs/vx_fs.h"
 
 #include <benchmark/benchmark.h>
@@ -15,9 +16,9 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <memory>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -39,6 +40,8 @@ extern char** environ;
 
 namespace {
 
+using vx::bench::Workload;
+
 constexpr std::size_t kBlock = 64 * 1024;
 
 struct CloseFile {
@@ -46,7 +49,7 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
-// ---- The work: files from a seeded generator, on the RAM disk ---------------------------------
+// ---- The work: files from a seeded generator ---------------------------------------------------
 
 std::string noise(std::mt19937& random, std::size_t size) {
   std::string made(size, '\0');
@@ -54,54 +57,22 @@ std::string noise(std::mt19937& random, std::size_t size) {
   return made;
 }
 
-/// A directory with the files of one workload, an archive of them, and room for results.
-class Workload {
- public:
-  using Generator = std::string (*)(std::mt19937&, std::size_t);
-
-  Workload(Generator generator, std::size_t count, std::size_t size) {
-    const bool hasRamDisk = std::filesystem::is_directory("/dev/shm");
-    std::string name = (hasRamDisk ? "/dev/shm" : "/tmp") + std::string("/vx_bench_XXXXXX");
-    root_ = ::mkdtemp(name.data());
-    std::filesystem::create_directory(root_ + "/in");
-    std::mt19937 random(12345);
-    for (std::size_t i = 0; i < count; ++i) {
-      files_.push_back(root_ + "/in/file_" + std::to_string(i) + ".bin");
-      std::ofstream(files_.back(), std::ios::binary) << generator(random, size);
-      list_.push_back(files_.back().c_str());
-    }
-    vx::fs::writeZip(archive().c_str(), list_, {});
-  }
-  Workload(const Workload&) = delete;
-  Workload& operator=(const Workload&) = delete;
-  ~Workload() { std::filesystem::remove_all(root_); }
-
-  [[nodiscard]] const std::vector<std::string>& files() const { return files_; }
-  [[nodiscard]] vx::StringVector list() const { return list_; }
-  [[nodiscard]] std::string archive() const { return root_ + "/given.zip"; }
-  [[nodiscard]] std::string written() const { return root_ + "/written.zip"; }
-  [[nodiscard]] std::string out() const { return root_ + "/out"; }
-  [[nodiscard]] std::string in() const { return root_ + "/in"; }
-
-  static std::string entryName(const std::string& file) {
-    return "res" + file.substr(file.rfind('/'));
-  }
-
- private:
-  std::string root_;
-  std::vector<std::string> files_;
-  vx::StringVector list_;
-};
+template <std::string (*kGenerate)(std::mt19937&, std::size_t)>
+void fill(std::ostream& file, std::mt19937& random, std::size_t size) {
+  file << kGenerate(random, size);
+}
 
 const Workload& workload(const std::string& name) {
   static std::map<std::string, std::unique_ptr<Workload>> made;
   auto& slot = made[name];
   if (slot == nullptr) {
     constexpr std::size_t kLarge = 64 * 1024 * 1024;
-    slot = name == "64 MiB text"      ? std::make_unique<Workload>(vx::bench::text, 1, kLarge)
-           : name == "64 MiB noise"   ? std::make_unique<Workload>(noise, 1, kLarge)
-           : name == "2,000 x 16 KiB" ? std::make_unique<Workload>(vx::bench::text, 2000, 16 * 1024)
-                                      : std::make_unique<Workload>(vx::bench::text, 20000, 200);
+    constexpr auto kText = fill<vx::bench::text>;
+    slot = name == "64 MiB text"      ? std::make_unique<Workload>(kText, 1, kLarge)
+           : name == "64 MiB noise"   ? std::make_unique<Workload>(fill<noise>, 1, kLarge)
+           : name == "2,000 x 16 KiB" ? std::make_unique<Workload>(kText, 2000, 16 * 1024)
+                                      : std::make_unique<Workload>(kText, 20000, 200);
+    slot->makeArchive();
   }
   return *slot;
 }

@@ -26,8 +26,10 @@
 #if __has_include(<libdeflate.h>)
 #include <libdeflate.h>
 #endif
-
+#if __has_include(<gnu/libc-version.h>)
 #include <gnu/libc-version.h>
+#endif
+
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -390,7 +392,11 @@ void printEnvironment() {
   std::printf("compiler\tGCC %s\n", __VERSION__);
 #endif
   std::printf("flags\t%s\n", VX_COUNTED_FLAGS);
+#ifdef __GLIBC__
   std::printf("C library\tglibc %s\n", ::gnu_get_libc_version());
+#else
+  std::printf("C library\tanother than glibc\n");
+#endif
 #ifdef _LIBCPP_VERSION
   std::printf("C++ library\tlibc++ %d\n", _LIBCPP_VERSION);
 #else
@@ -401,9 +407,13 @@ void printEnvironment() {
 #else
   std::printf("miniz\t%s\n", ::mz_version());
 #endif
+  // The libraries choose their functions by what the processor can; valgrind hides what is newer.
+#ifdef __x86_64__
   const bool hasAvx2 = __builtin_cpu_supports("avx2") != 0;  // NOLINT(*-implicit-bool-conversion)
-  // The libraries choose their functions by it, and valgrind shows none newer.
-  std::printf("vectors\t%s\n", hasAvx2 ? "AVX2" : "older than AVX2");
+  std::printf("processor\tx86-64 %s AVX2\n", hasAvx2 ? "with" : "without");
+#else
+  std::printf("processor\tanother than x86-64\n");
+#endif
 }
 
 }  // namespace

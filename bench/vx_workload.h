@@ -1,0 +1,95 @@
+// Files for the benchmarks to work on, on the RAM disk where there is one.
+
+#pragma once
+
+#include "bench/vx_inputs.h"
+#include "core/vx_string_vector.h"
+#include "fs/vx_fs.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <ostream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <stdlib.h>
+
+namespace vx::bench {
+
+/// A directory that is gone at the end of the process.
+class Scratch {
+ public:
+  Scratch() {
+    const bool hasRamDisk = std::filesystem::is_directory("/dev/shm");
+    std::string name = (hasRamDisk ? "/dev/shm" : "/tmp") + std::string("/vx_bench_XXXXXX");
+    if (::mkdtemp(name.data()) == nullptr) {
+      std::perror(name.c_str());
+      std::exit(EXIT_FAILURE);
+    }
+    root_ = name;
+  }
+  Scratch(const Scratch&) = delete;
+  Scratch& operator=(const Scratch&) = delete;
+  ~Scratch() { std::filesystem::remove_all(root_); }
+
+  [[nodiscard]] std::string path(const std::string& name) const { return root_ + "/" + name; }
+
+ private:
+  std::string root_;
+};
+
+inline constexpr std::size_t kSmallFile = 200;
+inline constexpr std::size_t kMiB = 1024 * 1024;
+
+/// The same block of text over and over. It is larger than what a compressor looks back on, so that
+/// the next one is news to it.
+inline void fillWithText(std::ostream& file, std::mt19937& random, std::size_t size) {
+  const std::string block = text(random, std::min(size, kMiB));
+  for (std::size_t written = 0; written < size; written += block.size()) {
+    file.write(block.data(), static_cast<std::streamsize>(std::min(block.size(), size - written)));
+  }
+}
+
+/// A directory with files, and room for an archive of them and for what comes out of it.
+class Workload {
+ public:
+  using Fill = void (*)(std::ostream& file, std::mt19937& random, std::size_t size);
+
+  Workload(Fill fill, std::size_t count, std::size_t size) {
+    std::filesystem::create_directory(in());
+    std::mt19937 random(12345);
+    for (std::size_t i = 0; i < count; ++i) {
+      files_.push_back(in() + "/file_" + std::to_string(i) + ".bin");
+      std::ofstream file(files_.back(), std::ios::binary);
+      fill(file, random, size);
+    }
+    for (const std::string& file : files_) {
+      list_.push_back(file.c_str());
+    }
+  }
+
+  void makeArchive() const { fs::writeZip(archive().c_str(), list_, {}); }
+
+  [[nodiscard]] const std::vector<std::string>& files() const { return files_; }
+  [[nodiscard]] StringVector list() const { return list_; }
+  [[nodiscard]] std::string archive() const { return scratch_.path("given.zip"); }
+  [[nodiscard]] std::string written() const { return scratch_.path("written.zip"); }
+  [[nodiscard]] std::string out() const { return scratch_.path("out"); }
+  [[nodiscard]] std::string in() const { return scratch_.path("in"); }
+
+  static std::string entryName(const std::string& file) {
+    return "res" + file.substr(file.rfind('/'));
+  }
+
+ private:
+  Scratch scratch_;
+  std::vector<std::string> files_;
+  StringVector list_;
+};
+
+}  // namespace vx::bench
