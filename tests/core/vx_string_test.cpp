@@ -621,7 +621,10 @@ TEST(String, KnowsItsSuffix) {
 // ---- Letter case -------------------------------------------------------------------------------
 
 int signOf(int value) {
-  return (value > 0) - (value < 0);
+  if (value == 0) {
+    return 0;
+  }
+  return value < 0 ? -1 : 1;
 }
 
 TEST(String, ComparesIgnoringLetterCase) {
@@ -745,13 +748,9 @@ TEST(String, ComparesByTheFirstOfSeveralDifferences) {
 class ScopedLocale {
  public:
   ScopedLocale(const char* language, const char* charset)
-      : variable_("LOCPATH", directory_.path()), before_(std::setlocale(LC_ALL, nullptr)) {
-    const std::string command = std::string("localedef -i ") + language + " -f " + charset +
-                                " --no-archive '" + directory_.path("made") + "' >'" +
-                                directory_.path("output") + "' 2>&1";
-    std::system(command.c_str());
-    isSet_ = std::setlocale(LC_ALL, "made") != nullptr;
-  }
+      : variable_("LOCPATH", directory_.path()),
+        before_(std::setlocale(LC_ALL, nullptr)),
+        isSet_(makeAndSet(language, charset)) {}
   ScopedLocale(const ScopedLocale&) = delete;
   ScopedLocale& operator=(const ScopedLocale&) = delete;
   ~ScopedLocale() { std::setlocale(LC_ALL, before_.c_str()); }
@@ -759,10 +758,18 @@ class ScopedLocale {
   [[nodiscard]] bool isSet() const { return isSet_; }
 
  private:
+  bool makeAndSet(const char* language, const char* charset) const {
+    const std::string command = std::string("localedef -i ") + language + " -f " + charset +
+                                " --no-archive '" + directory_.path("made") + "' >'" +
+                                directory_.path("output") + "' 2>&1";
+    std::system(command.c_str());
+    return std::setlocale(LC_ALL, "made") != nullptr;
+  }
+
   TempDir directory_;
   ScopedEnv variable_;
   std::string before_;
-  bool isSet_ = false;
+  bool isSet_;
 };
 
 TEST(String, KnowsTheLetterCaseOfAsciiOnlyInALocaleOfWesternEurope) {

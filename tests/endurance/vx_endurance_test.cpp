@@ -326,7 +326,7 @@ TEST_P(Endurance, KeepsAnswersMemoryAndDescriptors) {
   EXPECT_LE(allocatedBytes(), bytesBefore + allowed);
   EXPECT_EQ(descriptors(), descriptorsBefore);
 #ifndef VX_TEST_SANITIZED_HEAP
-  constexpr std::size_t kMebibyte = 1024 * 1024;
+  constexpr std::size_t kMebibyte = std::size_t{1024} * 1024;
   EXPECT_LE(residentBytes(), residentBefore + kMebibyte);
 #else
   static_cast<void>(residentBefore);  // the sanitizers keep what was freed for a while

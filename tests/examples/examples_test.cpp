@@ -111,7 +111,8 @@ TEST_F(Example, ThePlacesAreTold) {
 }
 
 TEST_F(Example, ADialogThatIsCancelledIsNoError) {
-  const ScopedEnv path("PATH", (VX_STAND_INS ":" + std::string(std::getenv("PATH"))).c_str());
+  const char* const before = std::getenv("PATH");
+  const ScopedEnv path("PATH", std::string(VX_STAND_INS ":") + (before == nullptr ? "" : before));
   const ScopedEnv display("DISPLAY", ":0");
   const ScopedEnv session("SSH_TTY", "none");
   const ScopedEnv desktop("XDG_SESSION_DESKTOP", nullptr);

@@ -155,6 +155,7 @@ using vx::test::Turn;
 // The functions of the system and of the C library. Each is defined under the name that the system
 // gives it, but under another one in C++, since their declarations differ from system to system.
 
+// NOLINTNEXTLINE(cppcoreguidelines-macro-usage): a part of a declaration, which no function can be
 #define VX_REPLACES(name) __asm__(#name)
 
 namespace {
@@ -249,6 +250,7 @@ ssize_t replacedReadlink(const char* path, char* buffer, std::size_t size) {
   }
   if (const std::string* const target = Answers::ofLinks()) {
     const std::size_t length = std::min(size, target->size());
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): as the call itself leaves it
     std::memcpy(buffer, target->data(), length);
     return static_cast<ssize_t>(length);
   }

@@ -107,8 +107,8 @@ void leaveDescriptors(int spare) {
     taken.push_back(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     ASSERT_NE(taken.back(), -1);
   }
-  const auto limit = static_cast<rlim_t>(taken.back() + 1 + spare);
-  const rlimit limits = {limit, limit};
+  const int limit = taken.back() + 1 + spare;
+  const rlimit limits = {static_cast<rlim_t>(limit), static_cast<rlim_t>(limit)};
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limits), 0);
 }
 

@@ -50,7 +50,7 @@ struct stat statusOf(const std::string& path) {
 // What is copied
 
 TEST_F(CopyFile, CopiesEveryByte) {
-  const std::string bytes("line\r\nline\n\0\xff\x1a end", 19);
+  const std::string bytes("line\r\nline\n\0\xff\x1a end", 18);
   tmp.write("s", bytes);
 
   EXPECT_TRUE(fs::copyFile("s", "d"));

@@ -232,6 +232,7 @@ TEST(ExecutablePath, LeavesOutTheMarkThoughTheDirectoryOnTheWayIsAFile) {
 
 }  // namespace
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker makes these names.
 extern "C" {
 
 ssize_t __real_readlink(const char* path, char* buffer, std::size_t room);
@@ -241,3 +242,4 @@ ssize_t __wrap_readlink(const char* path, char* buffer, std::size_t room) {
   return script == nullptr ? __real_readlink(path, buffer, room) : script->read(path, buffer, room);
 }
 }
+// NOLINTEND(bugprone-reserved-identifier)
