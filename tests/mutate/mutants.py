@@ -81,8 +81,10 @@ ENUMERATORS = {
 BLOCK_WORDS = {"namespace", "struct", "class", "enum", "union", "extern"}
 NO_STATEMENTS = BLOCK_WORDS | {"using", "template", "friend", "public", "private", "protected"}
 LEAVERS = {"return", "break", "continue", "throw"}
+# A function that returns these cannot return less.
+NO_CHANGE = {"true", "false", "{}", "0", "nullptr", "std::nullopt", "EntryKind::None"}
 DECLARATION = re.compile(
-    r"(?:static |const |constexpr |auto |struct )*[\w:]+(?:<[^;()]*>)?\s*[&*]*\s*(?:const )?"
+    r"(?:static |thread_local |const |constexpr |auto |struct )*[\w:]+(?:<[^;()]*>)?\s*[&*]*\s*(?:const )?"
     r"\s[&*]*\w+\s*(?:[=({\[]|$)"
 )
 
@@ -169,6 +171,8 @@ class Reader:
                     at = self.read_block(
                         at + 1, inner_head if is_own else head, in_function=is_function
                     )
+                    if inner_head and inner_head[0].text == "switch":
+                        self.drop_last_break(self.sequences[-1])
                     sequence.append(None)
                     begin = at = at + 1
                     continue
@@ -188,6 +192,11 @@ class Reader:
         if in_function:
             self.sequences.append(sequence)
         return at
+
+    def drop_last_break(self, sequence):
+        """The last one of a switch goes where the way leads anyhow."""
+        if sequence and sequence[-1] and sequence[-1].first() == "break":
+            sequence.pop()
 
     def opens_block(self, head):
         if not head:
@@ -393,7 +402,7 @@ class Maker:
 
     def change_return(self, statement, head):
         value = self.text_of(statement)[len("return") : -1].strip()
-        if not value or value in ("true", "false", "{}"):
+        if not value or value in NO_CHANGE:
             return
         start, end = statement.start, statement.end
         words = [token.text for token in head]

@@ -27,7 +27,7 @@ def parse_arguments():
     parser.add_argument("--lines", help="only these lines, FIRST-LAST")
     parser.add_argument("--sample", type=int, help="only so many mutants, drawn at random")
     parser.add_argument("--seed", type=int, default=1, help="of the draw")
-    parser.add_argument("--limit", type=float, default=10, help="seconds for a test program")
+    parser.add_argument("--limit", type=int, default=5, help="processor seconds for a program")
     parser.add_argument("--again", action="store_true", help="try the survivors once more")
     parser.add_argument(
         "--sanitizer",
@@ -43,7 +43,7 @@ def parse_arguments():
 
 def all_mutants(arguments):
     found = []
-    for pattern in ("fs/*.cpp", "fs/*.h", "core/*.cpp", "core/*.h"):
+    for pattern in ("core/*.cpp", "core/*.h", "fs/*.cpp", "fs/*.h"):
         for path in sorted(ROOT.glob(pattern)):
             name = str(path.relative_to(ROOT))
             if not arguments.filter or any(part in name for part in arguments.filter):
@@ -112,13 +112,14 @@ def numbered(found):
 
 class Order:
     """Which programs to run first: those that have killed most mutants near by, then the fastest
-    whose name fits the file."""
+    whose name fits the file. The slow ones come last in any case."""
 
-    def __init__(self, programs):
-        self.programs = programs
+    SLOW = 1.5  # seconds
+
+    def __init__(self):
         self.kills = collections.Counter()
 
-    def of(self, mutant):
+    def of(self, programs, mutant):
         stem = Path(mutant.file).stem.removeprefix("vx_")
         words = set(stem.split("_"))
 
@@ -128,9 +129,9 @@ class Order:
                 for distance in range(-15, 16)
             )
             fits = len(words & set(program.name.split("_")))
-            return (-near, -fits, program.seconds)
+            return (program.seconds > self.SLOW, -near, -fits, program.seconds)
 
-        return sorted(self.programs, key=rank)
+        return sorted(programs, key=rank)
 
     def learn(self, mutant, by):
         self.kills[by.split(":")[0], mutant.file, mutant.line] += 1
@@ -142,26 +143,33 @@ class Run:
         self.results = results
         self.pending = collections.deque(pending)
         self.total = len(pending)
+        self.order = Order()
         self.lock = threading.Lock()
 
-    def work(self, number):
+    def trees(self):
         sanitizer = self.arguments.sanitizer
-        place = str(number) if sanitizer == "none" else f"{number}-{sanitizer}"
-        tree = trial.Tree(ROOT, self.arguments.work / place, sanitizer)
-        tree.refresh()
-        tree.configure()
-        tree.find_programs()
-        order = Order(tree.programs)
+        suffix = "" if sanitizer == "none" else f"-{sanitizer}"
+        return [
+            trial.Tree(ROOT, self.arguments.work / f"{number}{suffix}", sanitizer)
+            for number in range(self.arguments.jobs)
+        ]
+
+    def work(self, tree, first):
+        if tree is not first:
+            tree.build_as_it_is()
+            tree.take_programs(first)
         while True:
             with self.lock:
                 if not self.pending:
                     return
                 mutant, times = self.pending.popleft()
-            outcome = tree.try_mutant(mutant, order.of(mutant), self.arguments.limit)
+            outcome = tree.try_mutant(
+                mutant, self.order.of(tree.programs, mutant), self.arguments.limit
+            )
             if outcome.status == "killed":
-                order.learn(mutant, outcome.by)
-                if sanitizer != "none":
-                    outcome.by += f" ({sanitizer} sanitizer)"
+                self.order.learn(mutant, outcome.by)
+                if tree.sanitizer != "none":
+                    outcome.by += f" ({tree.sanitizer} sanitizer)"
             with self.lock:
                 self.keep(mutant, times, outcome)
 
@@ -185,17 +193,21 @@ class Run:
         )
 
     def run(self):
+        first, *others = self.trees()
+        for tree in (first, *others):
+            tree.refresh()
+        first.find_programs()
+        first.build_as_it_is()
         failures = []
 
-        def guarded(number):
+        def guarded(tree):
             try:
-                self.work(number)
+                self.work(tree, first)
             except Exception as failure:  # shown by the thread that waits
                 failures.append(failure)
 
         threads = [
-            threading.Thread(target=guarded, args=(number,))
-            for number in range(self.arguments.jobs)
+            threading.Thread(target=guarded, args=(tree,)) for tree in (first, *others)
         ]
         for thread in threads:
             thread.start()
@@ -243,6 +255,7 @@ def main():
             if not (entry := results.known.get((*mutant.key, times)))
             or (arguments.again and entry["status"] == "survived" and mutant.key not in reasons)
         ]
+        pending.sort(key=lambda entry: entry[0].key in reasons)
         if pending:
             try:
                 Run(arguments, results, pending).run()

@@ -1,16 +1,23 @@
 """Tries mutants: builds the tests against each in a private copy of the tree, and runs them until
 one fails."""
 
+import dataclasses
+import hashlib
+import json
 import os
 import resource
 import shutil
 import signal
 import subprocess
-import time
-from dataclasses import dataclass
+from dataclasses import dataclass, field
 from pathlib import Path
 
+BUILD_JOBS = 2
+LEFT_OUT = ("vx_test_executable_helper", "vx_test_fs_dialogs_display")  # no test; very slow
 MEMORY_LIMIT = 4 << 30
+# The limit of a program is one of processor time. Waiting, it has so many times as long, since a
+# busy system makes it wait.
+WAITING_FACTOR = 6
 COPIED = ("CMakeLists.txt", "CMakePresets.json", "cmake", "core", "fs", "tests", "fuzz", "examples")
 # Without optimisation and warnings the build is fastest; a mutant may well leave something unused.
 FLAGS = {
@@ -20,12 +27,13 @@ FLAGS = {
 }
 
 # A mutant may remove or write whatever it likes: it sees the system read-only, and a /tmp of its
-# own.
+# own. The counts of lines may lie in a folder outside.
 SHIELD = """
 mount --make-rprivate / &&
-mount -o remount,bind,ro / &&
 for place in /tmp /var/tmp /dev/shm; do mount -t tmpfs tmpfs "$place" && chmod 1777 "$place"; done &&
-cd /tmp && exec "$@"
+if [ "$1" ]; then mkdir /tmp/counts && mount --bind "$1" /tmp/counts; fi &&
+mount -o remount,bind,ro / &&
+cd /tmp && shift && exec "$@"
 """
 
 
@@ -37,8 +45,9 @@ class Failed(Exception):
 class Program:
     name: str  # of the build target
     command: list
-    seconds: float = 0.0
+    seconds: float = 0.0  # of processor time
     single: tuple = ()  # the tests, where they do not stand being run in one process
+    lines: dict = field(default_factory=dict)  # by source and number: whether it runs the line
 
 
 @dataclass
@@ -54,7 +63,13 @@ def end_group(process):
         pass
 
 
-def limit_resources(sanitizer):
+def seconds_of_children():
+    usage = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return usage.ru_utime + usage.ru_stime
+
+
+def limit_resources(sanitizer, cpu_seconds):
+    resource.setrlimit(resource.RLIMIT_CPU, (cpu_seconds, cpu_seconds + 5))
     if sanitizer == "none":  # the others reserve far more than they use
         resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
@@ -64,7 +79,7 @@ def shield_command(sanitizer):
     # The thread sanitizer does not start where addresses are spread too widely.
     fixed = ["setarch", "--addr-no-randomize"] if sanitizer == "thread" else []
     command = [*fixed, "unshare", "--mount", "bash", "-c", SHIELD, "shield"]
-    works = subprocess.run([*command, "true"], capture_output=True, check=False).returncode == 0
+    works = subprocess.run([*command, "", "true"], capture_output=True, check=False).returncode == 0
     return command if works else fixed
 
 
@@ -74,8 +89,9 @@ class Tree:
     def __init__(self, root, place, sanitizer):
         self.root = Path(root)
         self.sanitizer = sanitizer
-        self.source = Path(place) / "tree"
-        self.build = Path(place) / "build"
+        self.place = Path(place)
+        self.source = self.place / "tree"
+        self.build = self.place / "build"
         self.shield = shield_command(sanitizer)
         self.programs = []
 
@@ -102,7 +118,7 @@ class Tree:
 
     # ---- Building
 
-    def configure(self):
+    def build_as_it_is(self, count_lines=False):
         options = [
             "-G",
             "Ninja",
@@ -110,13 +126,13 @@ class Tree:
             f"-DCMAKE_CXX_FLAGS={FLAGS[self.sanitizer]}",
             f"-DCMAKE_PREFIX_PATH={self.root / '.deps'}",
             "-DVX_BUILD_BENCHMARKS=OFF",
+            f"-DCMAKE_PROJECT_INCLUDE={self.source / 'tests' / 'mutate' / 'trees.cmake'}",
+            f"-DVX_COUNT_LINES={count_lines}",
         ]
         if shutil.which("ld.gold") and self.sanitizer == "none":
             options.append("-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold")
-        if shutil.which("ccache"):
-            options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
         self.run_or_fail(["cmake", "-S", str(self.source), "-B", str(self.build), *options])
-        self.run_or_fail(["cmake", "--build", str(self.build)])
+        self.run_or_fail(["cmake", "--build", str(self.build), f"-j{BUILD_JOBS}"])
 
     @staticmethod
     def run_or_fail(command):
@@ -124,30 +140,38 @@ class Tree:
         if done.returncode != 0:
             raise Failed(done.stdout[-4000:] + done.stderr[-4000:])
 
-    def builds(self, program, mutant):
-        environment = dict(os.environ)
-        if mutant.file.endswith(".cpp"):
-            environment["CCACHE_DISABLE"] = "1"  # nothing is compiled a second time
-        command = ["ninja", "-C", str(self.build), program.name]
-        done = subprocess.run(command, capture_output=True, check=False, env=environment)
-        return done.returncode == 0
+    def builds(self, program):
+        command = ["ninja", "-C", str(self.build), f"-j{BUILD_JOBS}", program.name]
+        return subprocess.run(command, capture_output=True, check=False).returncode == 0
 
     # ---- Running
 
     def find_programs(self):
-        """The test programs that pass on the tree as it is, the fastest first."""
+        """The test programs that pass on the tree as it is."""
+        self.build_as_it_is(count_lines=True)
         programs = [
-            Program(path.name, [str(path)]) for path in self.executables("tests/**/vx_test_*")
+            Program(path.name, [str(path)])
+            for path in self.executables("tests/**/vx_test_*")
+            if path.name not in LEFT_OUT
         ]
         for path in self.executables("fuzz/vx_replay_*"):
             corpus = self.source / "fuzz" / "corpus" / path.name.removeprefix("vx_replay_")
             programs.append(Program(path.name, [str(path), str(corpus)]))
-        self.programs = sorted(
-            (program for program in programs if self.passes_unchanged(program)),
-            key=lambda program: program.seconds,
-        )
+        self.programs = [program for program in programs if self.measure(program)]
         if not self.programs:
             raise Failed("no test program was built")
+
+    def take_programs(self, other):
+        """Those that another copy of the same tree has found."""
+        self.programs = [
+            dataclasses.replace(
+                program,
+                command=[
+                    part.replace(str(other.place), str(self.place)) for part in program.command
+                ],
+            )
+            for program in other.programs
+        ]
 
     def executables(self, pattern):
         return [
@@ -156,17 +180,68 @@ class Tree:
             if path.is_file() and not path.suffix and os.access(path, os.X_OK)
         ]
 
-    def passes_unchanged(self, program):
-        begin = time.monotonic()
-        if self.failure(program, limit=300):
+    def measure(self, program):
+        """Finds out how long it takes and which lines of the library it runs, unless that has been
+        found out before; says whether it passes on the tree as it is."""
+        counts = self.place / "counts"
+        known = self.place / "measured" / program.name
+        digest = hashlib.sha256(Path(program.command[0]).read_bytes()).hexdigest()
+        if known.exists():
+            measured = json.loads(known.read_text(encoding="utf-8"))
+            if measured.pop("digest") == digest:
+                vars(program).update(measured)
+                return True
+        shutil.rmtree(counts, ignore_errors=True)
+        counts.mkdir()
+        begin = seconds_of_children()
+        failure = self.failure(program, limit=300, counts=counts)
+        if failure:
             self.run_tests_singly(program)
             if not program.single:
-                print(f"left out, since it fails on the tree as it is: {program.name}", flush=True)
+                print(f"left out, since it fails on the tree as it is: {program.name}: {failure}")
                 return False
-            begin = time.monotonic()
-            self.failure(program, limit=300)
-        program.seconds = time.monotonic() - begin
+            begin = seconds_of_children()
+            self.failure(program, limit=300, counts=counts)
+        program.seconds = seconds_of_children() - begin
+        for file in counts.rglob("*.gcda"):
+            self.read_counts(program, counts, file)
+        known.parent.mkdir(exist_ok=True)
+        measured = {
+            "digest": digest,
+            "seconds": program.seconds,
+            "single": program.single,
+            "lines": program.lines,
+        }
+        known.write_text(json.dumps(measured), encoding="utf-8")
         return True
+
+    def read_counts(self, program, folder, counts):
+        """The counts of one source, as the compiler's own tool reads them beside its notes."""
+        notes = ("/" / counts.relative_to(folder)).with_suffix(".gcno")
+        shutil.copy(notes, counts.parent)
+        command = ["gcov", "--json-format", "--stdout", str(counts)]
+        report = json.loads(subprocess.run(command, capture_output=True, check=True).stdout)
+        for file in report["files"]:
+            path = Path(report["current_working_directory"]) / file["file"]
+            # What a header holds is run by the tests' own sources, too, where nothing counts.
+            if path.suffix == ".cpp" and path.is_relative_to(self.source):
+                lines = program.lines.setdefault(str(path.relative_to(self.source)), {})
+                for line in file["lines"]:
+                    number = str(line["line_number"])
+                    lines[number] = lines.get(number, False) or line["count"] > 0
+
+    def may_notice(self, program, mutant):
+        """False where the program is known not to run the line."""
+        if mutant.file.startswith("core/") and mutant.file.endswith(".h"):
+            # All programs would have to be built anew, nearly all for nothing.
+            return not {"core", "string", "path", "threads"}.isdisjoint(program.name.split("_"))
+        number = str(mutant.line)
+        runs = {
+            other.name: other.lines.get(mutant.file, {}).get(number, False)
+            for other in self.programs
+        }
+        # A line that seems to be run by none is run after the counts have been written, if at all.
+        return runs[program.name] or not any(runs.values())
 
     def run_tests_singly(self, program):
         if "vx_test_" not in program.name:
@@ -187,33 +262,41 @@ class Tree:
         failing = sorted(set(names) - set(program.single))
         print(f"{program.name}: each test by itself; left out: {failing}", flush=True)
 
-    def failure(self, program, limit):
+    def failure(self, program, limit, counts=None):
         """The first failure, empty when all passes."""
         if not program.single:
-            return self.run(program, limit, ["--gtest_brief=1", "--gtest_fail_fast"])
+            return self.run(program, limit, ["--gtest_brief=1", "--gtest_fail_fast"], counts)
         for name in program.single:
-            failure = self.run(program, limit, [f"--gtest_filter={name}"])
+            failure = self.run(program, limit, [f"--gtest_filter={name}"], counts)
             if failure:
                 return failure
         return ""
 
-    def run(self, program, limit, options):
+    def run(self, program, limit, options, counts=None):
         if "vx_test_" not in program.name:
             options = []
-        environment = {**os.environ, "ASAN_OPTIONS": "detect_stack_use_after_return=1"}
+        environment = {
+            **os.environ,
+            "ASAN_OPTIONS": "detect_stack_use_after_return=1",
+            "GCOV_PREFIX": str(counts) if counts else "/dev/null",
+            "GCOV_ERROR_FILE": "/dev/null",
+        }
+        shield = []
         if self.shield:
+            shield = [*self.shield, str(counts or "")]
+            environment["GCOV_PREFIX"] = "/tmp/counts"
             environment["TMPDIR"] = "/tmp"
         process = subprocess.Popen(
-            [*self.shield, *program.command, *options],
+            [*shield, *program.command, *options],
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT,
             start_new_session=True,
-            preexec_fn=lambda: limit_resources(self.sanitizer),
+            preexec_fn=lambda: limit_resources(self.sanitizer, limit),
             env=environment,
         )
         try:
-            output, _ = process.communicate(timeout=limit)
+            output, _ = process.communicate(timeout=WAITING_FACTOR * limit)
         except subprocess.TimeoutExpired:
             end_group(process)
             process.communicate()
@@ -234,10 +317,10 @@ class Tree:
         original = path.read_text(encoding="utf-8")
         path.write_text(mutant.applied_to(original), encoding="utf-8")
         try:
-            for program in order:
-                if not self.builds(program, mutant):
+            for program in filter(lambda program: self.may_notice(program, mutant), order):
+                if not self.builds(program):
                     return Outcome("invalid")
-                own_limit = max(limit, 5 * program.seconds)
+                own_limit = round(max(limit, 3 * program.seconds))
                 failure = self.failure(program, own_limit)
                 if failure:
                     return Outcome("killed", f"{program.name}: {failure}")
