@@ -315,6 +315,14 @@ TEST_F(CopyFile, RefusesToCopyAFileOntoItself) {
   EXPECT_EQ(tmp.read("a.txt"), "text");
 }
 
+TEST_F(CopyFile, FindsTheFileThatItWouldCopyOntoItselfByItsNormalForm) {
+  tmp.write("a.txt", "text");
+
+  EXPECT_TRUE(fs::copyFile("gone/../a.txt", "gone/../a.txt"));
+
+  EXPECT_EQ(log.all(), lines("warning: Cannot copy 'gone/../a.txt' to itself."));
+}
+
 TEST_F(CopyFile, TakesTextsThatDifferInCaseForTheSameFile) {
   tmp.write("a.txt", "lower");
   tmp.write("A.TXT", "upper");

@@ -190,6 +190,13 @@ TEST_F(Ksz, DoesNotCopyTheCallbackToRead) {
 
 // ---- Writing ------------------------------------------------------------------------------------
 
+TEST_F(Ksz, BeginsAReportAtNothing) {
+  EXPECT_TRUE(KszProgress().file.isEmpty());
+  EXPECT_EQ(KszProgress().progress, 0.0);
+  EXPECT_TRUE(ZipProgress().file.isEmpty());
+  EXPECT_EQ(ZipProgress().progress, 0.0);
+}
+
 TEST_F(Ksz, WritesAndReportsASceneItsLooksAndItsResources) {
   EXPECT_TRUE(write(sceneFiles()));
 

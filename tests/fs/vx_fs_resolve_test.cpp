@@ -415,6 +415,12 @@ TEST_F(ResolvePath, TakesExtensionsOfSeveralParts) {
   EXPECT_EQ(resolve("wood.*", {"d"}, {"tar.gz"}), "d/wood.tar.gz");
 }
 
+TEST_F(ResolvePath, LooksForTheNormalFormOfANameWhoseExtensionHoldsSeparators) {
+  tmp.write("d/bark.png", "");
+
+  EXPECT_EQ(resolve("wood.*", {"d"}, {"missing/../bark.png"}), "d/bark.png");
+}
+
 TEST_F(ResolvePath, TakesTheEmptyExtensionForALoneDot) {
   writeAll({"d/wood", "d/wood."});
 
