@@ -823,7 +823,7 @@ String resolveWildcard(String path, StringVector searchDirs, StringVector extens
 
 String resolvePath(String path, StringVector searchDirs, StringVector extensions) {
   if (path.isEmpty()) {
-    return path;
+    return {};
   }
   if (path.endsWith(".*", /*ignoreCase=*/false)) {
     return resolveWildcard(path, searchDirs, extensions);
@@ -870,10 +870,7 @@ extern "C" {
 namespace vx::fs {
 namespace {
 
-[[maybe_unused]] const bool dialogTextIsUtf8 = [] {
-  tinyfd_winUtf8 = 1;
-  return true;
-}();
+[[maybe_unused]] const int dialogTextIsUtf8 = tinyfd_winUtf8 = 1;
 
 /// An array of pointers, as the dialog library takes its patterns; null while it is empty.
 class PatternArray {
