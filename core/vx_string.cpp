@@ -7,9 +7,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#include <new>
 #include <ostream>
-#include <utility>
 
 namespace vx {
 namespace {
