@@ -2,8 +2,8 @@
 """Measures how the cost of paths, listings and archives grows with what they work on, and how the
 memory of archives does.
 
-It takes two to three minutes on a quiet machine and 4 GiB of the RAM disk; with --large, a minute or
-two more, and 10 GiB.
+It takes two to three minutes on a quiet machine and 4 GiB of the RAM disk; with --large, three more
+and 10 GiB.
 """
 
 import argparse
