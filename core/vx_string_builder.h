@@ -85,7 +85,7 @@ class StringBuilder {
   String string_;
   char* bytes_;
   std::size_t length_ = 0;
-  std::size_t capacity_;
+  [[maybe_unused]] std::size_t capacity_;  // for the assertions
 };
 
 }  // namespace vx
