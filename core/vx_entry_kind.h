@@ -4,8 +4,12 @@
 #pragma once
 
 #include <sys/stat.h>
+#include <sys/types.h>
 
 namespace vx {
+
+// Otherwise the system refuses to say what a file is that is larger than 2 GiB.
+static_assert(sizeof(off_t) == 8, "on 32-bit systems compile with _FILE_OFFSET_BITS=64");
 
 enum class EntryKind { None, Directory, File };
 

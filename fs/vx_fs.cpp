@@ -648,7 +648,7 @@ String entryNameFor(String fileName) {
 
 /// Adds `files` in order and reports each; stops at the first that cannot be added.
 bool addFiles(mz_zip_archive& zip, StringVector files, const ZipCallback& callback) {
-  for (std::uint64_t i = 0; i < files.size(); ++i) {
+  for (std::size_t i = 0; i < files.size(); ++i) {
     const Path source(files[i], /*normalizeFirst=*/true);
     if (!source.isFile()) {
       logError("Cannot add non-existent file to archive: %s", source.normalized().buf());
@@ -661,7 +661,7 @@ bool addFiles(mz_zip_archive& zip, StringVector files, const ZipCallback& callba
       return false;
     }
     if (callback) {
-      const std::uint64_t count = files.size();
+      const std::size_t count = files.size();
       callback({name, static_cast<double>(i) / static_cast<double>(count)});
     }
   }

@@ -12,6 +12,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <fstream>
 #include <random>
 #include <string>
@@ -184,10 +185,13 @@ TEST_F(SmallDisk, ThatIsReadOnlyKeepsWhatItHolds) {
 // Some file systems keep times that no calendar reaches. The pinned archive library gives such a
 // file its first date.
 TEST_F(SmallDisk, WithAFileBeyondAllDatesIsPackedAllTheSame) {
+  if (sizeof(time_t) < sizeof(std::int64_t)) {
+    GTEST_SKIP() << "where times have 32 bits none is beyond all dates";
+  }
   runOnSmallDisk([&] {
     const std::string source = tmp_.write("disk/f", "text");
     const std::string archive = tmp_.path("pack.zip");
-    constexpr time_t kBeyondAllDates = 100'000'000'000'000'000;
+    constexpr auto kBeyondAllDates = static_cast<time_t>(100'000'000'000'000'000);
     const std::array<timespec, 2> times = {timespec{kBeyondAllDates, 0},
                                            timespec{kBeyondAllDates, 0}};
     ASSERT_EQ(::utimensat(AT_FDCWD, source.c_str(), times.data(), 0), 0);

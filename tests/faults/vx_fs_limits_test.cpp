@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -55,6 +56,20 @@ TEST(FileSizeLimit, CutsACopyShort) {
   });
 
   EXPECT_EQ(tmp.read("dst"), content.substr(0, 10'000));
+}
+
+TEST(FileSizeLimit, CutsTheCopyOfAFileBeyondFourGibibytesShort) {
+  const TempDir tmp;
+  const std::string source = tmp.write("src", "begin");
+  std::filesystem::resize_file(source, 5LL << 30);
+
+  runInChild([&] {
+    limitFileSize(10'000);
+
+    EXPECT_TRUE(fs::copyFile(String(source), String(tmp.path("dst"))));
+  });
+
+  EXPECT_EQ(tmp.read("dst"), "begin" + std::string(9'995, '\0'));
 }
 
 TEST(FileSizeLimit, EndsTheWritingOfAnArchive) {

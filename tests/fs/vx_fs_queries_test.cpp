@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -52,6 +53,17 @@ TEST_F(Queries, RegularFileIsAFile) {
 
   EXPECT_EQ(kindOf("f"), Kind::File);
   EXPECT_EQ(kindOf(tmp.path("f")), Kind::File);
+}
+
+TEST_F(Queries, FileBeyondFourGibibytesIsAFile) {
+  std::filesystem::resize_file(tmp.write("d/f.bin", ""), 5LL << 30);
+
+  EXPECT_EQ(kindOf("d/f.bin"), Kind::File);
+  EXPECT_EQ(texts(fs::listFiles("d", {"bin"})), lines("d/f.bin"));
+  EXPECT_TRUE(fs::moveFile("d/f.bin", "g"));
+  EXPECT_EQ(kindOf("g"), Kind::File);
+  EXPECT_TRUE(fs::rmFile("g"));
+  EXPECT_EQ(tmp.entries(), lines("d/"));
 }
 
 TEST_F(Queries, MissingEntryIsNeither) {

@@ -8,6 +8,7 @@
 #include "tests/support/own_mounts.h"
 #include "tests/support/peak_memory.h"
 #include "tests/support/scoped_cwd.h"
+#include "tests/support/scoped_env.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/texts.h"
 #include "tests/support/zip_contents.h"
@@ -17,6 +18,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <csignal>
 #include <cstddef>
 #include <filesystem>
@@ -28,7 +30,9 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -54,6 +58,7 @@ using vx::test::runAsUnprivileged;
 using vx::test::runInChild;
 using vx::test::runWithOwnMounts;
 using vx::test::ScopedCurrentDir;
+using vx::test::ScopedEnv;
 using vx::test::TempDir;
 using vx::test::texts;
 using vx::test::ZipContent;
@@ -181,6 +186,37 @@ TEST_F(WriteZip, TakesRelativePaths) {
   EXPECT_TRUE(writeZip("../pack.zip", {"wood.png"}, {}));
 
   EXPECT_THAT(contentsOf(archive()), ElementsAre(ZipContent{"res/wood.png", "wood"}));
+}
+
+TEST_F(WriteZip, WritesTheSameBytesOnEverySystem) {
+  // 29 February 2024, 13:14:16.
+  const ScopedEnv timeZone("TZ", "UTC0");
+  const std::array<timespec, 2> times = {timespec{1'709'212'456, 0}, timespec{1'709'212'456, 0}};
+  const String look = file("lamp.ksa", "abc");
+  const String texture = file("\xC3\xA4.txt", "");
+  for (const String& source : {look, texture}) {
+    ASSERT_EQ(::utimensat(AT_FDCWD, source.buf(), times.data(), 0), 0);
+  }
+
+  EXPECT_TRUE(write({look, texture}));
+
+  using namespace std::string_literals;
+  const std::string expected =
+      // The files, too short to be worth compressing: signature, version, marks, method, time and
+      // date; checksum and sizes, which follow the bytes; lengths, name, bytes.
+      "PK\3\4\0\0\x08\x08\0\0\xC8\x69\x5D\x58\0\0\0\0\0\0\0\0\0\0\0\0\x08\0\0\0lamp.ksaabc"
+      "PK\7\x08\xC2\x41\x24\x35\3\0\0\0\3\0\0\0"
+      "PK\3\4\0\0\x08\x08\0\0\xC8\x69\x5D\x58\0\0\0\0\0\0\0\0\0\0\0\0\x0A\0\0\0res/\xC3\xA4.txt"
+      "PK\7\x08\0\0\0\0\0\0\0\0\0\0\0\0"
+      // The same in the directory, with the offsets.
+      "PK\1\2\0\0\0\0\x08\x08\0\0\xC8\x69\x5D\x58\xC2\x41\x24\x35\3\0\0\0\3\0\0\0\x08\0\0\0\0\0\0\0"
+      "\0\0"
+      "\0\0\0\0\0\0\0\0lamp.ksa"
+      "PK\1\2\0\0\0\0\x08\x08\0\0\xC8\x69\x5D\x58\0\0\0\0\0\0\0\0\0\0\0\0\x0A\0\0\0\0\0\0\0\0\0"
+      "\0\0\0\0\x39\0\0\0res/\xC3\xA4.txt"
+      // The end: two entries, the directory's size and offset.
+      "PK\5\6\0\0\0\0\2\0\2\0\x6E\0\0\0\x71\0\0\0\0\0"s;
+  EXPECT_EQ(tmp.read("pack.zip"), expected);
 }
 
 TEST_F(WriteZip, WritesAnEmptyArchiveOfNoFiles) {

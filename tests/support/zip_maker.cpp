@@ -18,9 +18,9 @@ constexpr std::uint16_t kSee64BitField = 0xFFFF;
 /// Little-endian fields, one after the other.
 class Fields {
  public:
-  Fields& u16(std::size_t value) { return number(value, 2); }
-  Fields& u32(std::size_t value) { return number(value, 4); }
-  Fields& u64(std::size_t value) { return u32(value & 0xFFFFFFFFU).u32(value >> 32U); }
+  Fields& u16(std::uint64_t value) { return number(value, 2); }
+  Fields& u32(std::uint64_t value) { return number(value, 4); }
+  Fields& u64(std::uint64_t value) { return u32(value & 0xFFFFFFFFU).u32(value >> 32U); }
 
   Fields& text(const std::string& bytes) {
     bytes_ += bytes;
@@ -31,7 +31,7 @@ class Fields {
   [[nodiscard]] std::size_t size() const { return bytes_.size(); }
 
  private:
-  Fields& number(std::size_t value, int width) {
+  Fields& number(std::uint64_t value, int width) {
     if ((value >> (8 * width)) != 0) {
       throw std::out_of_range("a value that its field of the archive cannot hold");
     }
