@@ -218,7 +218,7 @@ class Run:
 
 
 def report(found, results, reasons):
-    """Prints the survivors; says whether each is explained."""
+    """Prints the survivors; says whether all mutants were tried and each survivor is explained."""
     counts = collections.Counter()
     unexplained = 0
     for mutant, times in found:
@@ -235,7 +235,7 @@ def report(found, results, reasons):
     for key in reasons:
         if key not in keys and any(key[0] == mutant.file for mutant, _ in found):
             print(f"explained, but there is no such mutant: {key[0]}: {key[1]}: {key[2]}")
-    return unexplained == 0
+    return unexplained == 0 and not counts["not tried"]
 
 
 def main():
