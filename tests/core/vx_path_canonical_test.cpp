@@ -30,13 +30,15 @@ std::string canonical(const std::string& path, bool normalizeFirst) {
 
 /// A tree with the current directory at its top:
 ///
-///   dir/sub/   file   to-dir -> dir   to-sub -> dir/sub   to-file -> file   far -> to-sub
-///   dir/up -> ../file   dangling -> missing/target   loop -> loop   ping -> pong   pong -> ping
+///   dir/sub/   file   d -> dir   to-dir -> dir   to-sub -> dir/sub   to-file -> file
+///   far -> to-sub   dir/up -> ../file   dangling -> missing/target
+///   loop -> loop   ping -> pong   pong -> ping
 class PathCanonicalTest : public testing::Test {
  protected:
   PathCanonicalTest() {
     tmp.mkdir("dir/sub");
     tmp.write("file", "text");
+    tmp.link("d", "dir");
     tmp.link("to-dir", "dir");
     tmp.link("to-sub", "dir/sub");
     tmp.link("to-file", tmp.path("file"));
@@ -78,6 +80,7 @@ TEST_F(PathCanonicalTest, ResolvesWhatExistsAndAppendsWhatDoesNot) {
       {"a link to a directory", "to-dir", "/dir", "/dir"},
       {"below a link", "to-dir/sub", "/dir/sub", "/dir/sub"},
       {"missing below a link", "to-dir/x/y", "/dir/x/y", "/dir/x/y"},
+      {"missing below a link whose name is one letter", "d/x", "/dir/x", "/dir/x"},
       {"a link to a file", "to-file", "/file", "/file"},
       {"a link to a link", "far", "/dir/sub", "/dir/sub"},
       {"missing below a link to a link", "far/x", "/dir/sub/x", "/dir/sub/x"},

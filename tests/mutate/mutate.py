@@ -58,9 +58,9 @@ def all_mutants(arguments):
 
 
 def read_explanations():
-    """Reasons by the key of a mutant. The form is that of the file itself: a source and its line,
-    its changes below it, and a reason for all that stand since the reason before."""
-    reasons = {}
+    """How many mutants of each key are explained. The form is that of the file itself: a source
+    and its line, its changes below it, and a reason for all that stand since the reason before."""
+    explained = collections.Counter()
     keys = []
     source = reason = ""
     for line in EXPLAINED.read_text(encoding="utf-8").splitlines():
@@ -72,12 +72,13 @@ def read_explanations():
         if not line.startswith(" "):
             source = text
         elif text.startswith("- ") or reason:
-            reason = f"{reason} {text}".removeprefix(" - ")
-            reasons.update(dict.fromkeys(keys, reason))
+            if not reason:
+                explained.update(keys)
+            reason = f"{reason} {text}"
         else:
             file, line_text = source.split(": ", 1)
             keys.append((file, line_text, text))
-    return reasons
+    return explained
 
 
 class Results:
@@ -217,14 +218,16 @@ class Run:
             raise failures[0]
 
 
-def report(found, results, reasons):
+def report(found, results, explained):
     """Prints the survivors; says whether all mutants were tried and each survivor is explained."""
     counts = collections.Counter()
+    left = explained.copy()
     unexplained = 0
     for mutant, times in found:
         entry = results.known.get((*mutant.key, times))
         status = entry["status"] if entry else "not tried"
-        if status == "survived" and mutant.key in reasons:
+        if status == "survived" and left[mutant.key] > 0:
+            left[mutant.key] -= 1
             status = "explained"
         counts[status] += 1
         if status == "survived":
@@ -232,7 +235,7 @@ def report(found, results, reasons):
             print(f"\n{mutant.file}:{mutant.line}\n  {mutant.text}\n  {mutant.change}")
     print("\n" + ", ".join(f"{number} {status}" for status, number in sorted(counts.items())))
     keys = {mutant.key for mutant, _ in found}
-    for key in reasons:
+    for key in explained:
         if key not in keys and any(key[0] == mutant.file for mutant, _ in found):
             print(f"explained, but there is no such mutant: {key[0]}: {key[1]}: {key[2]}")
     return unexplained == 0 and not counts["not tried"]
@@ -247,22 +250,22 @@ def main():
         print(len(found))
         return 0
     results = Results(arguments.work)
-    reasons = read_explanations()
+    explained = read_explanations()
     if not arguments.report:
         pending = [
             (mutant, times)
             for mutant, times in found
             if not (entry := results.known.get((*mutant.key, times)))
-            or (arguments.again and entry["status"] == "survived" and mutant.key not in reasons)
+            or (arguments.again and entry["status"] == "survived" and mutant.key not in explained)
         ]
-        pending.sort(key=lambda entry: entry[0].key in reasons)
+        pending.sort(key=lambda entry: entry[0].key in explained)
         if pending:
             try:
                 Run(arguments, results, pending).run()
             except trial.Failed as failure:
                 print(f"the tests cannot be built or run as they are:\n{failure}", file=sys.stderr)
                 return 2
-    return 0 if report(found, results, reasons) else 1
+    return 0 if report(found, results, explained) else 1
 
 
 if __name__ == "__main__":
