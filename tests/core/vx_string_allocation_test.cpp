@@ -254,6 +254,33 @@ TEST(StringAllocation, IsNoneWhenATextIsAssignedWhereThereIsRoom) {
   EXPECT_EQ(path, "a/b");
 }
 
+TEST(StringAllocation, IsNoneWhenATextFillsTheRoomToItsEnd) {
+  String assigned("12345678");
+  String appended("1234");
+  appended << "5678";  // into room for as much again
+
+  EXPECT_EQ(allocationsOf([&] { assigned = "abcdefgh"; }), 0U);
+  EXPECT_EQ(allocationsOf([&] { appended << "abcdefgh"; }), 0U);
+
+  EXPECT_EQ(assigned, "abcdefgh");
+  EXPECT_EQ(appended, "12345678abcdefgh");
+}
+
+TEST(StringAllocation, IsNoneWhenNothingIsAppended) {
+  String empty;
+  String shared("abc");
+  const String copy = shared;
+
+  EXPECT_EQ(allocationsOf([&] { empty << "" << String(); }), 0U);
+  EXPECT_EQ(allocationsOf([&] { shared << "" << String(); }), 0U);
+}
+
+TEST(StringAllocation, IsFreedWhenNothingIsAssigned) {
+  String value("abc");
+
+  EXPECT_EQ(costOf([&] { value = ""; }).frees, 1U);
+}
+
 TEST(StringAllocation, IsOneWhenASharedTextIsChanged) {
   String value("abc");
   const String copy = value;

@@ -655,6 +655,7 @@ TEST(String, ComparesIgnoringLetterCase) {
       {"with its dot, and without", "\xC4\xB0", "i", 1},
       {"a NUL byte counts", bytes("a\0b"sv), bytes("A\0C"sv), -1},
       {"a NUL byte does not end the text", bytes("a\0b"sv), "a", 1},
+      {"by the first difference, whatever follows", "aa", "cb", -1},
       {"a difference in the first eight", "abcdefghij", "abcdefgxij", -1},
       {"a difference behind the first eight", "ABCDEFGHIJ", "abcdefghix", -1},
   };
@@ -882,6 +883,20 @@ TEST(String, SplitsAtEachSeparator) {
     EXPECT_EQ(texts(row.whole.split(row.separator, true, false)), row.skippingEmpty);
     EXPECT_EQ(texts(row.whole.split(row.separator, false, true)), row.trimmed);
     EXPECT_EQ(texts(row.whole.split(row.separator, true, true)), row.trimmedSkippingEmpty);
+  }
+}
+
+TEST(String, TrimsSpaceAndNothingElse) {
+  constexpr std::string_view kSpace = " \t\n\v\f\r";
+  for (int byte = 0; byte < 256; ++byte) {
+    SCOPED_TRACE(byte);
+    const std::string piece(1, static_cast<char>(byte));
+    const bool isSpace = kSpace.find(piece) != std::string_view::npos;
+
+    const vx::StringVector pieces =
+        String(std::string_view(piece + "a" + piece)).split('/', false, true);
+
+    EXPECT_EQ(text(pieces.front()), byte == '/' ? "" : isSpace ? "a" : piece + "a" + piece);
   }
 }
 

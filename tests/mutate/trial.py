@@ -89,7 +89,7 @@ class Tree:
     def __init__(self, root, place, sanitizer):
         self.root = Path(root)
         self.sanitizer = sanitizer
-        self.place = Path(place)
+        self.place = Path(place).resolve()
         self.source = self.place / "tree"
         self.build = self.place / "build"
         self.shield = shield_command(sanitizer)
