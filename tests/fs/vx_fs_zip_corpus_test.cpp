@@ -49,7 +49,6 @@ using vx::test::CorpusArchive;
 using vx::test::corpusArchives;
 using vx::test::corpusEntries;
 using vx::test::CorpusEntry;
-using vx::test::EntryResult;
 using vx::test::findCorpus;
 using vx::test::lines;
 using vx::test::LogCapture;

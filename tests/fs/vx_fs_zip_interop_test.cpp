@@ -27,7 +27,6 @@ using vx::StringVector;
 using vx::fs::readZip;
 using vx::fs::writeZip;
 using vx::test::canRun;
-using vx::test::lines;
 using vx::test::LogCapture;
 using vx::test::noise;
 using vx::test::ProgramEnd;
@@ -244,7 +243,7 @@ class TheirArchive : public ZipInterop {
   [[nodiscard]] std::vector<std::string> places() const {
     std::vector<std::string> places = names();
     for (std::string& place : places) {
-      place = tmp.path("out/" + place);
+      place = tmp.path(place.insert(0, "out/"));
     }
     return places;
   }

@@ -130,7 +130,8 @@ LiveBlocks::Pause::~Pause() {
 
 #ifndef VX_TEST_SANITIZED_HEAP
 
-// The names under which the C library offers its heap to those who replace it.
+// The names under which the C library offers its heap to those who replace it, and its own.
+// NOLINTBEGIN(bugprone-reserved-identifier, *-inconsistent-declaration-parameter-name)
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
@@ -168,5 +169,6 @@ void free(void* block) {
   __libc_free(block);
 }
 }
+// NOLINTEND(bugprone-reserved-identifier, *-inconsistent-declaration-parameter-name)
 
 #endif

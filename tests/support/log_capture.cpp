@@ -43,8 +43,7 @@ class LogCapture::Lines {
 };
 
 LogCapture::LogCapture() : lines_(std::make_shared<Lines>()) {
-  before_ = setLogSink(
-      [lines = lines_](LogLevel level, String line) { lines->add(level, std::move(line)); });
+  before_ = setLogSink([lines = lines_](LogLevel level, String line) { lines->add(level, line); });
 }
 
 LogCapture::~LogCapture() {
