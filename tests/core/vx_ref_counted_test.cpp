@@ -11,6 +11,7 @@
 #include <bit>
 #include <cstddef>
 #include <functional>
+#include <latch>
 #include <memory>
 #include <string>
 #include <thread>
@@ -348,10 +349,13 @@ TEST(RefCounted, LosesNoReferenceBetweenThreads) {
     // Made and copied while the process has one thread, and counted on by several.
     const Handle handle(new Counted(destroyed));
     const Handle copy = handle;
+    constexpr int kThreads = 4;
+    std::latch together(kThreads);
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-      threads.emplace_back([mine = handle] {
-        for (int round = 0; round < 20'000; ++round) {
+    for (int i = 0; i < kThreads; ++i) {
+      threads.emplace_back([&together, mine = handle] {
+        together.arrive_and_wait();
+        for (int round = 0; round < 1'000'000; ++round) {
           const Handle another = mine;
           const Handle yetAnother = another;
         }

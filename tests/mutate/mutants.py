@@ -309,7 +309,7 @@ class Maker:
 
     def change_word(self, token, before, after):
         for replacement in WORDS.get(token.text, []):
-            is_declared = after == "(" and before in ("bool", "String", "void")
+            is_declared = before in ("bool", "String", "void")
             if not is_declared:
                 self.replace(token, replacement)
         if before == "::":
