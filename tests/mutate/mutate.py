@@ -71,7 +71,7 @@ def read_explanations():
             keys, reason = [], ""
         if not line.startswith(" "):
             source = text
-        elif text.startswith("- ") or reason:
+        elif reason or (text.startswith("- ") and not text.startswith("- =>")):
             if not reason:
                 explained.update(keys)
             reason = f"{reason} {text}"
