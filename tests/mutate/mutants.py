@@ -84,7 +84,8 @@ LEAVERS = {"return", "break", "continue", "throw"}
 # A function that returns these cannot return less.
 NO_CHANGE = {"true", "false", "{}", "0", "nullptr", "std::nullopt", "EntryKind::None"}
 DECLARATION = re.compile(
-    r"(?:static |thread_local |const |constexpr |auto |struct )*[\w:]+(?:<[^;()]*>)?\s*[&*]*\s*(?:const )?"
+    r"(?:static |thread_local |const |constexpr |auto |struct )*"
+    r"[\w:]+(?:<[^;()]*>)?\s*[&*]*\s*(?:const )?"
     r"\s[&*]*\w+\s*(?:[=({\[]|$)"
 )
 
