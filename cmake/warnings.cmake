@@ -24,3 +24,9 @@ target_compile_options(vx_warnings INTERFACE
   # GCC 12 takes the standard string's own concatenation for an overlapping copy when it optimises.
   $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>
   $<$<BOOL:${VX_WARNINGS_AS_ERRORS}>:-Werror>)
+# As C++23 it compiles the standard string in line, and takes its copies for ones out of bounds.
+if(CMAKE_CXX_STANDARD GREATER 20 AND CMAKE_CXX_COMPILER_ID STREQUAL GNU
+    AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  target_compile_options(vx_warnings INTERFACE -Wno-array-bounds -Wno-stringop-overflow
+    -Wno-stringop-overread)
+endif()
