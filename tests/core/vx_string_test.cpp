@@ -773,12 +773,19 @@ class ScopedLocale {
   bool isSet_;
 };
 
+/// What the locale makes of a letter. Of a constant, optimising compilers take what the C locale
+/// makes of it.
+int loweredByTheLocale(int letter) {
+  const volatile int unforeseen = letter;
+  return std::tolower(unforeseen);
+}
+
 TEST(String, KnowsTheLetterCaseOfAsciiOnlyInALocaleOfWesternEurope) {
   const ScopedLocale locale("de_DE", "ISO-8859-1");
   if (!locale.isSet()) {
     GTEST_SKIP() << "localedef cannot make de_DE.ISO-8859-1 here";
   }
-  ASSERT_EQ(std::tolower(0xC4), 0xE4);
+  ASSERT_EQ(loweredByTheLocale(0xC4), 0xE4);
 
   expectAsciiCaseOnly();
 }
@@ -788,7 +795,7 @@ TEST(String, KnowsTheLetterCaseOfAsciiOnlyInATurkishLocale) {
   if (!locale.isSet()) {
     GTEST_SKIP() << "localedef cannot make tr_TR.ISO-8859-9 here";
   }
-  ASSERT_NE(std::tolower('I'), 'i');
+  ASSERT_NE(loweredByTheLocale('I'), 'i');
 
   expectAsciiCaseOnly();
   EXPECT_EQ(String("I").compareNoCase("i"), 0);
