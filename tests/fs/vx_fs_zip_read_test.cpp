@@ -737,7 +737,7 @@ TEST_F(ReadZip, LogsAFileThatADeviceHasNoRoomFor) {
 
 TEST_F(ReadZip, KeepsTheFilesThatFitOnAFullDisk) {
   const std::string disk = tmp.mkdir("disk");
-  constexpr std::size_t kDiskSize = 64 * 1024;
+  constexpr std::size_t kDiskSize = std::size_t{64} * 1024;
   const std::string archive = tmp.write("pack.zip", ZipMaker()
                                                         .file("fits", "text")
                                                         .file("large", std::string(kDiskSize, 'x'))

@@ -88,7 +88,7 @@ class WriteZip : public testing::Test {
   [[nodiscard]] std::string archive() const { return tmp.path("pack.zip"); }
 
   /// A file of the given path and content.
-  String file(const std::string& relative, const std::string& content) const {
+  [[nodiscard]] String file(const std::string& relative, const std::string& content) const {
     return tmp.write(relative, content).c_str();
   }
 
@@ -163,7 +163,7 @@ TEST_F(WriteZip, Compresses) {
 }
 
 TEST_F(WriteZip, NamesAnEntryByTheNormalFormOfItsPath) {
-  file("p/wood.png", "wood");
+  static_cast<void>(file("p/wood.png", "wood"));
 
   EXPECT_TRUE(write({tmp.path("p/x/..//./wood.png").c_str(), tmp.path("p/wood.png/").c_str()}));
 
@@ -171,7 +171,7 @@ TEST_F(WriteZip, NamesAnEntryByTheNormalFormOfItsPath) {
 }
 
 TEST_F(WriteZip, NamesAnEntryByTheLinkAndFillsItFromTheTarget) {
-  file("p/target", "content");
+  static_cast<void>(file("p/target", "content"));
   const std::string link = tmp.link("link.ksx", "p/target");
 
   EXPECT_TRUE(write({link.c_str()}));
@@ -180,7 +180,7 @@ TEST_F(WriteZip, NamesAnEntryByTheLinkAndFillsItFromTheTarget) {
 }
 
 TEST_F(WriteZip, TakesRelativePaths) {
-  file("p/wood.png", "wood");
+  static_cast<void>(file("p/wood.png", "wood"));
   const ScopedCurrentDir current(tmp.path("p"));
 
   EXPECT_TRUE(writeZip("../pack.zip", {"wood.png"}, {}));
@@ -554,7 +554,7 @@ TEST_F(WriteZip, RemovesAnArchiveThatGrowsBeyondWhatTheProcessMayWrite) {
 
   runInChild([&] {
     std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{64 * 1024, 64 * 1024};
+    const rlimit limit{65536, 65536};
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
 
     EXPECT_FALSE(write({first, large, first}));
@@ -603,7 +603,7 @@ TEST_F(WriteZip, HoldsNoFileInMemoryAndNeitherDoesReading) {
 
 // ---- Full disks ---------------------------------------------------------------------------------
 
-constexpr std::size_t kDiskSize = 64 * 1024;
+constexpr std::size_t kDiskSize = std::size_t{64} * 1024;
 
 TEST_F(WriteZip, RemovesAnArchiveThatAFullDiskCutsShort) {
   const std::string disk = tmp.mkdir("disk");
