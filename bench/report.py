@@ -83,7 +83,10 @@ def cases(program, arguments, out):
     # A filter that takes no case of a program leaves no result.
     if not result.exists() or not result.stat().st_size:
         return found
-    for case in json.loads(result.read_text())["benchmarks"]:
+    report = json.loads(result.read_text())
+    if "miniz" in report["context"]:
+        print(f"The archives are those of miniz {report['context']['miniz']}.")
+    for case in report["benchmarks"]:
         if case.get("error_occurred"):
             sys.exit(f"{case['name']}: {case['error_message']}")
         entry = found.setdefault(case["run_name"], {})

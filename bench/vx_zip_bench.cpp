@@ -1,14 +1,11 @@
 // Archives beside bare miniz, and beside the libraries and programs that people use instead.
 
 #include "bench/vx_inputs.h"
+#include "bench/vx_miniz.h"
 #include "bench/vx_workload.h"
 #include "fs/vx_fs.h"
 
 #include <benchmark/benchmark.h>
-
-// miniz otherwise takes the names of zlib, which minizip brings.
-#define MINIZ_NO_ZLIB_COMPATIBLE_NAMES
-#include <miniz.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -381,6 +378,7 @@ int main(int argc, char** argv) {
       add("readZip ", timeReading, contender.read);
     }
   }
+  benchmark::AddCustomContext("miniz", vx::bench::minizInUse());
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   return 0;

@@ -5,12 +5,11 @@
 // by is the repetitions alone: start-up, preparation and what only the first call does cancel out.
 
 #include "bench/vx_inputs.h"
+#include "bench/vx_miniz.h"
 #include "core/vx_path.h"
 #include "core/vx_string.h"
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"
-
-#include <miniz.h>
 
 #include <array>
 #include <cstdio>
@@ -23,9 +22,6 @@
 #include <string_view>
 #include <utility>
 
-#if __has_include(<libdeflate.h>)
-#include <libdeflate.h>
-#endif
 #if __has_include(<gnu/libc-version.h>)
 #include <gnu/libc-version.h>
 #endif
@@ -402,11 +398,7 @@ void printEnvironment() {
 #else
   std::printf("C++ library\tlibstdc++ %d\n", __GLIBCXX__);
 #endif
-#if defined(VX_MINIZ_USES_LIBDEFLATE) && defined(LIBDEFLATE_VERSION_STRING)
-  std::printf("miniz\t%s with libdeflate %s\n", ::mz_version(), LIBDEFLATE_VERSION_STRING);
-#else
-  std::printf("miniz\t%s\n", ::mz_version());
-#endif
+  std::printf("miniz\t%s\n", minizInUse().c_str());
   // The libraries choose their functions by what the processor can; valgrind hides what is newer.
 #ifdef __x86_64__
   const bool hasAvx2 = __builtin_cpu_supports("avx2") != 0;  // NOLINT(*-implicit-bool-conversion)
