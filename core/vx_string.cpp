@@ -47,10 +47,10 @@ std::uint64_t loadWord(const char* bytes, std::size_t length) noexcept {
     }
     return word;
   }
-  // Two loads that overlap, so that no byte behind the text is read.
   if (length == kWord) {
     return load<std::uint64_t>(bytes);
   }
+  // Two loads that overlap, so that no byte behind the text is read.
   if (length >= sizeof(std::uint32_t)) {
     const std::size_t second = length - sizeof(std::uint32_t);
     return load<std::uint32_t>(bytes) | load<std::uint32_t>(bytes + second) << (8 * second);
