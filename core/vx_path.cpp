@@ -1,7 +1,7 @@
 #include "core/vx_path.h"
 
-#include "core/vx_entry_kind.h"
-#include "core/vx_string_builder.h"
+#include "core/internal/vx_entry_kind.h"
+#include "core/internal/vx_string_builder.h"
 
 #include <algorithm>
 #include <cstddef>

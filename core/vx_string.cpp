@@ -1,6 +1,6 @@
 #include "core/vx_string.h"
 
-#include "core/vx_string_builder.h"
+#include "core/internal/vx_string_builder.h"
 #include "core/vx_string_vector.h"
 
 #include <algorithm>

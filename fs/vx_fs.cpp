@@ -13,12 +13,12 @@
 
 #include "fs/vx_fs.h"
 
-#include "core/vx_entry_kind.h"
+#include "core/internal/vx_entry_kind.h"
 #include "core/vx_env.h"
 #include "core/vx_error.h"
 #include "core/vx_log.h"
 #include "core/vx_path.h"
-#include "fs/vx_fs_platform.h"
+#include "fs/internal/vx_fs_platform.h"
 
 #include <miniz.h>
 #include <tinyfiledialogs.h>

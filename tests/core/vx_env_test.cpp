@@ -2,10 +2,10 @@
 
 #include "core/vx_env.h"
 
-#include "tests/support/error_state.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/scoped_env.h"
-#include "tests/support/texts.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/scoped_env.h"
+#include "tests/testing/texts.h"
 
 #include <gtest/gtest.h>
 

@@ -2,10 +2,10 @@
 
 #include "core/vx_error.h"
 
-#include "tests/support/child.h"
-#include "tests/support/error_state.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/temp_dir.h"
+#include "tests/testing/child.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/temp_dir.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // Concern: the canonical form, in trees with links, holes and limits.
 
 #include "core/vx_path.h"
-#include "tests/support/child.h"
-#include "tests/support/scoped_cwd.h"
-#include "tests/support/temp_dir.h"
-#include "tests/support/texts.h"
+#include "tests/testing/child.h"
+#include "tests/testing/scoped_cwd.h"
+#include "tests/testing/temp_dir.h"
+#include "tests/testing/texts.h"
 
 #include <gtest/gtest.h>
 

@@ -2,10 +2,10 @@
 // of `stat`, and can script their answer.
 
 #include "core/vx_path.h"
-#include "tests/support/child.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/scoped_cwd.h"
-#include "tests/support/temp_dir.h"
+#include "tests/testing/child.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/scoped_cwd.h"
+#include "tests/testing/temp_dir.h"
 
 #include <gtest/gtest.h>
 

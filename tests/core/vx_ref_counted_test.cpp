@@ -4,7 +4,7 @@
 
 #include "core/vx_string.h"
 #include "core/vx_string_vector.h"
-#include "tests/support/log_capture.h"
+#include "tests/testing/log_capture.h"
 
 #include <gtest/gtest.h>
 

@@ -3,8 +3,8 @@
 
 #include "core/vx_string_vector.h"
 
-#include "tests/support/log_capture.h"
-#include "tests/support/texts.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/texts.h"
 
 #include <gtest/gtest.h>
 

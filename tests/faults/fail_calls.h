@@ -13,7 +13,7 @@
 
 #pragma once
 
-#include "tests/support/live_blocks.h"
+#include "tests/testing/live_blocks.h"
 
 #include <cstddef>
 #include <string>

@@ -1,11 +1,11 @@
 #include "tests/faults/scenario.h"
 
 #include "core/vx_error.h"
-#include "tests/support/error_state.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/memory_dir.h"
-#include "tests/support/scoped_cwd.h"
-#include "tests/support/scoped_env.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/memory_dir.h"
+#include "tests/testing/scoped_cwd.h"
+#include "tests/testing/scoped_env.h"
 
 #include <gmock/gmock.h>
 #include <miniz.h>

@@ -18,7 +18,7 @@
 #include "core/vx_string.h"
 #include "core/vx_string_vector.h"
 #include "tests/faults/fail_calls.h"
-#include "tests/support/temp_dir.h"
+#include "tests/testing/temp_dir.h"
 
 #include <cerrno>
 #include <functional>

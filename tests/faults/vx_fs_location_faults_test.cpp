@@ -5,7 +5,7 @@
 #include "core/vx_path.h"
 #include "fs/vx_fs.h"
 #include "tests/faults/scenario.h"
-#include "tests/support/scoped_env.h"
+#include "tests/testing/scoped_env.h"
 
 #include <gtest/gtest.h>
 

@@ -2,11 +2,11 @@
 
 #pragma once
 
-#include "tests/support/error_state.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/scoped_cwd.h"
-#include "tests/support/temp_dir.h"
-#include "tests/support/texts.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/scoped_cwd.h"
+#include "tests/testing/temp_dir.h"
+#include "tests/testing/texts.h"
 
 #include <gtest/gtest.h>
 

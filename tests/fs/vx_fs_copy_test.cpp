@@ -4,9 +4,9 @@
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
 #include "tests/fs/recorded_calls.h"
-#include "tests/support/child.h"
-#include "tests/support/own_mounts.h"
-#include "tests/support/peak_memory.h"
+#include "tests/testing/child.h"
+#include "tests/testing/own_mounts.h"
+#include "tests/testing/peak_memory.h"
 
 #include <gtest/gtest.h>
 

@@ -4,11 +4,11 @@
 #include "core/vx_string.h"
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"
-#include "tests/support/error_state.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/scoped_env.h"
-#include "tests/support/temp_dir.h"
-#include "tests/support/texts.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/scoped_env.h"
+#include "tests/testing/temp_dir.h"
+#include "tests/testing/texts.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -3,11 +3,11 @@
 
 #include "core/vx_string.h"
 #include "fs/vx_fs.h"
-#include "tests/support/changed_root.h"
-#include "tests/support/error_state.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/temp_dir.h"
-#include "tests/support/texts.h"
+#include "tests/testing/changed_root.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/temp_dir.h"
+#include "tests/testing/texts.h"
 
 #include <gtest/gtest.h>
 

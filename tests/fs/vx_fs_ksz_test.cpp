@@ -2,13 +2,13 @@
 // the reports in records of their own; and that they add nothing else.
 
 #include "fs/vx_fs.h"
-#include "tests/support/error_state.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/scoped_cwd.h"
-#include "tests/support/temp_dir.h"
-#include "tests/support/zip_contents.h"
-#include "tests/support/zip_left_open.h"
-#include "tests/support/zip_maker.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/scoped_cwd.h"
+#include "tests/testing/temp_dir.h"
+#include "tests/testing/zip_contents.h"
+#include "tests/testing/zip_left_open.h"
+#include "tests/testing/zip_maker.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -4,8 +4,8 @@
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
 #include "tests/fs/recorded_calls.h"
-#include "tests/support/child.h"
-#include "tests/support/own_mounts.h"
+#include "tests/testing/child.h"
+#include "tests/testing/own_mounts.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 // Concern: the platform operation of Linux against its contract, the answers of the kernel both
 // real and scripted.
 
-#include "fs/vx_fs_platform.h"
-#include "tests/support/error_state.h"
-#include "tests/support/temp_dir.h"
+#include "fs/internal/vx_fs_platform.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/temp_dir.h"
 
 #include <gtest/gtest.h>
 

@@ -2,11 +2,11 @@
 // the question on to the system's own call.
 
 #include "core/vx_string.h"
+#include "fs/internal/vx_fs_platform.h"
 #include "fs/vx_fs.h"
-#include "fs/vx_fs_platform.h"
-#include "tests/support/error_state.h"
-#include "tests/support/temp_dir.h"
-#include "tests/support/texts.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/temp_dir.h"
+#include "tests/testing/texts.h"
 
 #include <gtest/gtest.h>
 

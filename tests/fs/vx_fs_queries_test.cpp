@@ -4,7 +4,7 @@
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
 #include "tests/fs/recorded_calls.h"
-#include "tests/support/child.h"
+#include "tests/testing/child.h"
 
 #include <gtest/gtest.h>
 

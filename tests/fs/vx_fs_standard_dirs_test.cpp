@@ -4,14 +4,14 @@
 #include "core/vx_string.h"
 #include "fs/vx_fs.h"
 #include "tests/fs/recorded_calls.h"
-#include "tests/support/changed_root.h"
-#include "tests/support/child.h"
-#include "tests/support/error_state.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/scoped_cwd.h"
-#include "tests/support/scoped_env.h"
-#include "tests/support/temp_dir.h"
-#include "tests/support/texts.h"
+#include "tests/testing/changed_root.h"
+#include "tests/testing/child.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/scoped_cwd.h"
+#include "tests/testing/scoped_env.h"
+#include "tests/testing/temp_dir.h"
+#include "tests/testing/texts.h"
 
 #include <gtest/gtest.h>
 

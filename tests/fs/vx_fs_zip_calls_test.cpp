@@ -2,13 +2,13 @@
 // writing; and what is on disk where one of them fails.
 
 #include "fs/vx_fs.h"
-#include "tests/support/error_state.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/temp_dir.h"
-#include "tests/support/texts.h"
-#include "tests/support/zip_calls.h"
-#include "tests/support/zip_contents.h"
-#include "tests/support/zip_maker.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/temp_dir.h"
+#include "tests/testing/texts.h"
+#include "tests/testing/zip_calls.h"
+#include "tests/testing/zip_contents.h"
+#include "tests/testing/zip_maker.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

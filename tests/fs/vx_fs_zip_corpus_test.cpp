@@ -6,13 +6,13 @@
 // folder.
 
 #include "fs/vx_fs.h"
-#include "tests/support/child.h"
-#include "tests/support/error_state.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/temp_dir.h"
-#include "tests/support/texts.h"
-#include "tests/support/zip_corpus.h"
-#include "tests/support/zip_prediction.h"
+#include "tests/testing/child.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/temp_dir.h"
+#include "tests/testing/texts.h"
+#include "tests/testing/zip_corpus.h"
+#include "tests/testing/zip_prediction.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -3,12 +3,12 @@
 // give every file that it lists the right bytes, and log one line for every entry that it does not.
 
 #include "fs/vx_fs.h"
-#include "tests/support/child.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/peak_memory.h"
-#include "tests/support/temp_dir.h"
-#include "tests/support/texts.h"
-#include "tests/support/zip_maker.h"
+#include "tests/testing/child.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/peak_memory.h"
+#include "tests/testing/temp_dir.h"
+#include "tests/testing/texts.h"
+#include "tests/testing/zip_maker.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -2,11 +2,11 @@
 // names and bytes.
 
 #include "fs/vx_fs.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/temp_dir.h"
-#include "tests/support/texts.h"
-#include "tests/support/zip_maker.h"
-#include "tests/support/zip_program.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/temp_dir.h"
+#include "tests/testing/texts.h"
+#include "tests/testing/zip_maker.h"
+#include "tests/testing/zip_program.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -2,12 +2,12 @@
 // archive, names that lead out of the output directory, and entries onto the archive itself.
 
 #include "fs/vx_fs.h"
-#include "tests/support/error_state.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/scoped_cwd.h"
-#include "tests/support/temp_dir.h"
-#include "tests/support/texts.h"
-#include "tests/support/zip_maker.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/scoped_cwd.h"
+#include "tests/testing/temp_dir.h"
+#include "tests/testing/texts.h"
+#include "tests/testing/zip_maker.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -2,18 +2,18 @@
 // each failure logs, and what is left on disk.
 
 #include "fs/vx_fs.h"
-#include "tests/support/child.h"
-#include "tests/support/error_state.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/own_mounts.h"
-#include "tests/support/peak_memory.h"
-#include "tests/support/scoped_cwd.h"
-#include "tests/support/scoped_env.h"
-#include "tests/support/temp_dir.h"
-#include "tests/support/texts.h"
-#include "tests/support/zip_contents.h"
-#include "tests/support/zip_left_open.h"
-#include "tests/support/zip_maker.h"
+#include "tests/testing/child.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/own_mounts.h"
+#include "tests/testing/peak_memory.h"
+#include "tests/testing/scoped_cwd.h"
+#include "tests/testing/scoped_env.h"
+#include "tests/testing/temp_dir.h"
+#include "tests/testing/texts.h"
+#include "tests/testing/zip_contents.h"
+#include "tests/testing/zip_left_open.h"
+#include "tests/testing/zip_maker.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

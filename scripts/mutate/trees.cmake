@@ -1,0 +1,18 @@
+# For the trees in which mutants are tried, included through CMAKE_PROJECT_INCLUDE: what makes a
+# changed source compile fast, and with VX_COUNT_LINES the record of the lines that a program runs.
+function(vx_prepare_for_mutants)
+  foreach(library vx_core vx_fs)
+    target_precompile_headers(${library} PRIVATE
+      <algorithm> <array> <charconv> <fstream> <functional> <memory> <mutex> <optional> <string>
+      <string_view> <utility> <vector>)
+    if(VX_COUNT_LINES)
+      target_compile_options(${library} PRIVATE --coverage)
+      target_link_options(${library} PUBLIC --coverage)
+    endif()
+  endforeach()
+  if(VX_COUNT_LINES)
+    target_sources(vx_test_support PRIVATE ${PROJECT_SOURCE_DIR}/scripts/mutate/count_at_exit.cpp)
+    target_link_options(vx_test_support INTERFACE -Wl,--wrap=_exit,--undefined=__wrap__exit)
+  endif()
+endfunction()
+cmake_language(DEFER CALL vx_prepare_for_mutants)

@@ -1,0 +1,117 @@
+# Which Debian packages each job needs, and how missing ones are installed. Read by `dev`.
+
+# Debian packages by purpose.
+readonly build_packages=(cmake ninja-build g++)
+readonly example_packages=(libcli11-dev)
+readonly test_packages=(libgtest-dev libgmock-dev nlohmann-json3-dev libssl-dev unzip python3
+  pkg-config)
+readonly some_tests_packages=(locales zip xvfb xdotool zenity valgrind strace)
+readonly bench_packages=(libbenchmark-dev libboost-filesystem-dev qtbase5-dev llvm-14-dev libabsl-dev
+  libzip-dev libminizip-dev libarchive-dev pkg-config zip unzip libarchive-tools python3
+  python3-matplotlib valgrind strace)
+readonly screenshot_packages=(xvfb openbox xdotool zenity xterm imagemagick fonts-dejavu-core
+  adwaita-icon-theme librsvg2-common)
+
+header_compiles() { printf '#include <%s>\n' "$1" | "${CXX:-c++}" -x c++ -E - >/dev/null 2>&1; }
+
+fuzzing_engine_links() {
+  printf 'extern "C" int LLVMFuzzerTestOneInput(const char*, unsigned long) { return 0; }\n' |
+    clang++ -fsanitize=fuzzer,address -x c++ - -o /dev/null 2>/dev/null
+}
+
+package_installed() {
+  command -v dpkg-query >/dev/null &&
+    [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+# What a package is wanted for may also have come another way.
+is_available() {
+  case $1 in
+    ninja-build) command -v ninja >/dev/null ;;
+    g++) command -v "${CXX:-c++}" >/dev/null && command -v "${CC:-cc}" >/dev/null ;;
+    libgtest-dev) package_installed "$1" || header_compiles gtest/gtest.h ;;
+    libgmock-dev) package_installed "$1" || header_compiles gmock/gmock.h ;;
+    libbenchmark-dev) package_installed "$1" || header_compiles benchmark/benchmark.h ;;
+    nlohmann-json3-dev) package_installed "$1" || header_compiles nlohmann/json.hpp ;;
+    libssl-dev) package_installed "$1" || header_compiles openssl/evp.h ;;
+    libdeflate-dev) package_installed "$1" || header_compiles libdeflate.h ;;
+    libcli11-dev) package_installed "$1" || header_compiles CLI/CLI.hpp ;;
+    libclang-rt-dev) package_installed "$1" || fuzzing_engine_links ;;
+    locales) [[ -d /usr/share/i18n/locales ]] ;;
+    xvfb) command -v Xvfb >/dev/null ;;
+    libarchive-tools) command -v bsdtar >/dev/null ;;
+    clang-14) command -v clang++-14 >/dev/null ;;
+    g++-powerpc-linux-gnu) command -v powerpc-linux-gnu-g++-12 >/dev/null ;;
+    qemu-user) command -v qemu-ppc >/dev/null ;;
+    googletest) [[ -d /usr/src/googletest ]] ;;
+    iwyu) command -v include-what-you-use >/dev/null ;;
+    graphviz) command -v dot >/dev/null ;;
+    imagemagick) command -v import >/dev/null ;;
+    ca-certificates | debian-archive-keyring | *-dev | python3-* | fonts-* | *-icon-theme | \
+      librsvg2-common) package_installed "$1" ;;
+    *) command -v "$1" >/dev/null ;;
+  esac
+}
+
+is_debian_like() { command -v apt-get >/dev/null && command -v dpkg-query >/dev/null; }
+
+as_root() {
+  if ((EUID == 0)); then
+    "$@"
+  else
+    sudo "$@"
+  fi
+}
+
+may_install() {
+  ((EUID == 0)) && return
+  command -v sudo >/dev/null || return 1
+  sudo -n true 2>/dev/null || { [[ -t 0 ]] && sudo -v; }
+}
+
+refresh_package_lists() {
+  [[ -z ${package_lists_fresh:-} ]] || return 0
+  # A source that fails does not matter as long as the packages wanted are found in the others.
+  quietly as_root apt-get -q update || true
+  package_lists_fresh=yes
+}
+
+missing_of() {
+  local name
+  for name in "$@"; do
+    is_available "$name" || printf '%s\n' "$name"
+  done
+}
+
+# Installs those of the named packages that are missing, and nothing else.
+need() {
+  local missing
+  mapfile -t missing < <(missing_of "$@")
+  ((${#missing[@]})) || return 0
+
+  is_debian_like ||
+    die "this system has no apt-get: install what Debian calls ${missing[*]}, then run this again."
+  may_install ||
+    die "no right to install packages: run 'apt-get install ${missing[*]}' as root," \
+      "then run this again."
+  say "installing ${missing[*]}"
+  refresh_package_lists
+  quietly as_root env DEBIAN_FRONTEND=noninteractive \
+    apt-get -q -y -o DPkg::Lock::Timeout=120 --no-install-recommends install "${missing[@]}" ||
+    die "apt-get could not install ${missing[*]}: check the network and the package sources" \
+      "(details: ${details_log#"$root"/}), then run this again."
+}
+
+# As `need`, for what can be done without: where nothing can be installed it goes on.
+need_where_possible() {
+  [[ -n $(missing_of "$@") ]] && is_debian_like && may_install || return 0
+  need "$@"
+}
+
+need_cmake() {
+  need cmake
+  local version
+  version=$(cmake --version | sed -n 's/^cmake version \([0-9]*\.[0-9]*\).*/\1/p')
+  [[ $(printf '%s\n' 3.25 "$version" | sort -V | head -1) == 3.25 ]] ||
+    die "CMake 3.25 or newer is needed, this is $version: install it, then run this again."
+}

@@ -1,0 +1,74 @@
+#include "tests/integration/run_ksz.h"
+
+#include <array>
+#include <cstddef>
+
+#include <fcntl.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace vx::test {
+namespace {
+
+/// Opened before a test gives up the rights that its path may need.
+const int program = open(VX_KSZ_PROGRAM, O_PATH | O_CLOEXEC);
+
+std::string readAll(int descriptor) {
+  std::string text;
+  std::array<char, 4096> chunk;
+  ssize_t count = 0;
+  // A terminal whose other side has gone gives an error in place of the end.
+  while ((count = read(descriptor, chunk.data(), chunk.size())) > 0) {
+    text.append(chunk.data(), static_cast<std::size_t>(count));
+  }
+  close(descriptor);
+  return text;
+}
+
+}  // namespace
+
+void become(const std::string& directory, std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), VX_KSZ_PROGRAM);
+  std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
+  for (std::string& argument : arguments) {
+    pointers.push_back(argument.data());
+  }
+  pointers.push_back(nullptr);
+  if (chdir(directory.c_str()) == 0) {
+    fexecve(program, pointers.data(), environ);
+  }
+  _exit(127);
+}
+
+int statusOf(pid_t child) {
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+}
+
+Outcome run(const TempDir& tmp, const std::vector<std::string>& arguments) {
+  const TempDir output;
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
+    dup2(open(output.path("out").c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
+    dup2(open(output.path("err").c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
+    become(tmp.path(), arguments);
+  }
+  const int status = statusOf(child);
+  return {status, output.read("out"), output.read("err")};
+}
+
+Outcome runOnTerminal(const TempDir& tmp, const std::vector<std::string>& arguments) {
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    become(tmp.path(), arguments);
+  }
+  const std::string out = readAll(terminal);
+  return {statusOf(child), out, ""};
+}
+
+}  // namespace vx::test

@@ -1,0 +1,174 @@
+#include "tests/testing/live_blocks.h"
+
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define VX_TEST_SANITIZED_HEAP 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define VX_TEST_SANITIZED_HEAP 1
+#endif
+#endif
+
+#ifdef VX_TEST_SANITIZED_HEAP
+// Declared here, since not every compiler that has it brings the header along.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(
+    void (*allocated)(const volatile void* block, std::size_t size),
+    void (*freed)(const volatile void* block));
+#endif
+
+namespace vx::test {
+namespace {
+
+/// The addresses of the counted blocks, in a table that itself needs no heap.
+class AddressSet {
+ public:
+  void insert(const void* address) noexcept {
+    std::size_t slot = slotOf(address);
+    while (slots_[slot] != nullptr) {
+      slot = (slot + 1) % kSlots;
+    }
+    slots_[slot] = address;
+    ++size_;
+    ++inserted_;
+    if (inserted_ == kSlots / 2) {
+      std::abort();  // what is removed keeps its slot too, so the table fills with every insertion
+    }
+  }
+
+  void erase(const void* address) noexcept {
+    for (std::size_t slot = slotOf(address); slots_[slot] != nullptr; slot = (slot + 1) % kSlots) {
+      if (slots_[slot] == address) {
+        slots_[slot] = &removed_;
+        --size_;
+        return;
+      }
+    }
+  }
+
+  void clear() noexcept {
+    slots_.fill(nullptr);
+    size_ = 0;
+    inserted_ = 0;
+  }
+
+  [[nodiscard]] std::size_t size() const noexcept { return size_; }
+
+ private:
+  static constexpr std::size_t kSlots = std::size_t{1} << 16U;
+
+  static std::size_t slotOf(const void* address) noexcept {
+    return (reinterpret_cast<std::uintptr_t>(address) >> 4U) * 0x9E3779B97F4A7C15U % kSlots;
+  }
+
+  std::array<const void*, kSlots> slots_{};
+  std::size_t size_ = 0;
+  std::size_t inserted_ = 0;
+  char removed_ = 0;
+};
+
+constinit AddressSet counted;
+constinit bool isCounting = false;
+constinit bool isWatching = false;  // frees are noticed
+
+void blockAllocated(const void* block) noexcept {
+  if (isCounting && block != nullptr) {
+    counted.insert(block);
+  }
+}
+
+void blockFreed(const void* block) noexcept {
+  if (isWatching && block != nullptr) {
+    counted.erase(block);
+  }
+}
+
+}  // namespace
+
+LiveBlocks::LiveBlocks() {
+#ifdef VX_TEST_SANITIZED_HEAP
+  static const bool hooked = [] {
+    return __sanitizer_install_malloc_and_free_hooks(
+               [](const volatile void* block, std::size_t) {
+                 blockAllocated(const_cast<const void*>(block));
+               },
+               [](const volatile void* block) { blockFreed(const_cast<const void*>(block)); }) != 0;
+  }();
+  if (!hooked) {
+    std::abort();
+  }
+#endif
+  counted.clear();
+  isWatching = true;
+  isCounting = true;
+}
+
+LiveBlocks::~LiveBlocks() {
+  isCounting = false;
+  isWatching = false;
+}
+
+void LiveBlocks::stop() noexcept {
+  isCounting = false;
+}
+
+std::size_t LiveBlocks::count() const noexcept {
+  return counted.size();
+}
+
+LiveBlocks::Pause::Pause() noexcept : wasCounting_(isCounting) {
+  isCounting = false;
+}
+
+LiveBlocks::Pause::~Pause() {
+  isCounting = wasCounting_;
+}
+
+}  // namespace vx::test
+
+#ifndef VX_TEST_SANITIZED_HEAP
+
+// The names under which the C library offers its heap to those who replace it, and its own.
+// NOLINTBEGIN(bugprone-reserved-identifier, *-inconsistent-declaration-parameter-name)
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* block, std::size_t size);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
+void __libc_free(void* block);
+
+void* malloc(std::size_t size) {
+  void* const block = __libc_malloc(size);
+  vx::test::blockAllocated(block);
+  return block;
+}
+
+void* calloc(std::size_t count, std::size_t size) {
+  void* const block = __libc_calloc(count, size);
+  vx::test::blockAllocated(block);
+  return block;
+}
+
+void* realloc(void* block, std::size_t size) {
+  vx::test::blockFreed(block);
+  void* const moved = __libc_realloc(block, size);
+  vx::test::blockAllocated(moved == nullptr ? block : moved);
+  return moved;
+}
+
+void* aligned_alloc(std::size_t alignment, std::size_t size) {
+  void* const block = __libc_memalign(alignment, size);
+  vx::test::blockAllocated(block);
+  return block;
+}
+
+void free(void* block) {
+  vx::test::blockFreed(block);
+  __libc_free(block);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier, *-inconsistent-declaration-parameter-name)
+
+#endif

@@ -1,0 +1,124 @@
+#include "core/vx_path.h"
+#include "fs/vx_fs.h"
+#include "tools/ksz/commands.h"
+#include "tools/ksz/console.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+namespace ksz {
+namespace {
+
+void printSorted(vx::StringVector paths, const char* mark) {
+  std::vector<vx::String> sorted(paths.begin(), paths.end());
+  std::sort(sorted.begin(), sorted.end());
+  for (const vx::String& path : sorted) {
+    std::printf("%s%s\n", printable(path).c_str(), mark);
+  }
+}
+
+/// Where a file goes that is sent to `to`.
+vx::String destination(vx::String from, vx::String to) {
+  return vx::fs::isDir(to) ? vx::Path::join(to, vx::Path(from, true).file(/*withExt=*/true)) : to;
+}
+
+bool areOneFile(vx::String a, vx::String b) {
+  return vx::Path(a, true).canonical() == vx::Path(b, true).canonical();
+}
+
+struct CloseStream {
+  void operator()(FILE* stream) const { vx::fs::Fclose(stream); }
+};
+using Stream = std::unique_ptr<FILE, CloseStream>;
+
+Stream open(vx::String path) {
+  return Stream(vx::fs::Fopen(path, "rb"));
+}
+
+bool isReadable(vx::String path) {
+  return open(path) != nullptr;
+}
+
+bool holdTheSame(vx::String a, vx::String b) {
+  const Stream first = open(a);
+  const Stream second = open(b);
+  if (first == nullptr || second == nullptr) {
+    return false;
+  }
+  std::array<char, 65536> ofFirst = {};
+  std::array<char, 65536> ofSecond = {};
+  std::size_t count = 0;
+  do {
+    count = vx::fs::Fread(ofFirst.data(), 1, ofFirst.size(), first.get());
+    if (vx::fs::Fread(ofSecond.data(), 1, ofSecond.size(), second.get()) != count ||
+        !std::equal(ofFirst.begin(), ofFirst.begin() + count, ofSecond.begin())) {
+      return false;
+    }
+  } while (count != 0);
+  return std::ferror(first.get()) == 0 && std::ferror(second.get()) == 0;
+}
+
+}  // namespace
+
+int list(vx::String directory, vx::StringVector extensions) {
+  if (!vx::fs::isDir(directory)) {
+    return fail("no such directory", directory);
+  }
+  printSorted(vx::fs::listDirs(directory), "/");
+  printSorted(vx::fs::listFiles(directory, extensions), "");
+  return EXIT_SUCCESS;
+}
+
+int copy(vx::String from, vx::String to) {
+  const Messages messages;
+  if (!vx::fs::isFile(from)) {
+    return fail("no such file", from);
+  }
+  // The library would leave an empty file in place of the destination.
+  if (!isReadable(from)) {
+    return fail("cannot be read", from);
+  }
+  const vx::String target = destination(from, to);
+  // The library tells one file from two by their spelling alone.
+  if (areOneFile(from, target)) {
+    return fail("cannot be copied to itself", from);
+  }
+  if (!vx::fs::copyFile(from, target)) {
+    return fail("cannot be written", target);
+  }
+  // It answers whether there is a file, not whether it is a full copy.
+  if (!holdTheSame(from, target)) {
+    return fail("not a full copy", target);
+  }
+  return messages.none() ? EXIT_SUCCESS : kExitFailure;
+}
+
+int move(vx::String from, vx::String to) {
+  const Messages messages;
+  if (!vx::fs::isFile(from)) {
+    return fail("no such file", from);
+  }
+  const vx::String target = destination(from, to);
+  if (areOneFile(from, target)) {
+    return fail("cannot be moved to itself", from);
+  }
+  // The library keeps the old file under this name until the new one stands, then removes it.
+  const vx::String backup = vx::Path::changeExt(target, ".bak");
+  if (backup == target) {
+    return fail("a move cannot end at a backup", target);
+  }
+  if (vx::fs::exists(backup)) {
+    return fail("in the way of the backup that a move keeps", backup);
+  }
+  if (!vx::fs::moveFile(from, target)) {
+    return fail("cannot be moved", from);
+  }
+  return messages.none() ? EXIT_SUCCESS : kExitFailure;
+}
+
+}  // namespace ksz
