@@ -528,21 +528,27 @@ String kavraNodeHelpPath(bool asUrl) {
 
 namespace {
 
-/// What tells one file from all others on a system, however its path is spelled.
-struct FileIdentity {
-  dev_t device;
-  ino_t inode;
+using FileStatus = struct stat;
 
-  bool operator==(const FileIdentity&) const = default;
-};
-
-std::optional<FileIdentity> identityOf(String path) {
-  struct stat status;
+/// The status of what `path` names, links followed.
+std::optional<FileStatus> statusOf(String path) {
+  FileStatus status;
   if (::stat(path.buf(), &status) != 0) {
     return std::nullopt;
   }
-  return FileIdentity{status.st_dev, status.st_ino};
+  return status;
 }
+
+bool isSameFile(const FileStatus& left, const FileStatus& right) noexcept {
+  return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
+}
+
+struct EndArchive {
+  void operator()(mz_zip_archive* zip) const noexcept { mz_zip_end(zip); }
+};
+
+/// Ends an archive when an exception passes.
+using OpenArchive = std::unique_ptr<mz_zip_archive, EndArchive>;
 
 /// The name of an entry as it stands in the archive, up to its first NUL.
 std::optional<String> entryName(mz_zip_archive& zip, mz_uint index) {
@@ -555,6 +561,9 @@ std::optional<String> entryName(mz_zip_archive& zip, mz_uint index) {
 }
 
 bool leadsOut(String name) {
+  if (name.view().find("..") == std::string_view::npos) {
+    return false;
+  }
   std::string_view relative = name.view();
   relative.remove_prefix(std::min(relative.find_first_not_of('/'), relative.size()));
   const String normal = Path::normalize(String(relative));
@@ -568,7 +577,7 @@ class ZipExpansion {
       : zip_(zip),
         archive_(std::move(archive)),
         outDir_(std::move(outDir)),
-        archiveIdentity_(identityOf(archive_)) {}
+        archiveStatus_(statusOf(archive_)) {}
 
   void expand(mz_uint index) {
     const std::optional<String> name = entryName(zip_, index);
@@ -606,8 +615,7 @@ class ZipExpansion {
       logError("Failed to create archive subdir: %s", destination.buf());
       return;
     }
-    // Extraction truncates its destination first: onto the archive, it would destroy what it reads.
-    if (mayBeArchive(destination) ||
+    if (!mayOverwrite(destination) ||
         mz_zip_reader_extract_to_file(&zip_, index, destination.buf(), 0) == MZ_FALSE) {
       logError("Failed to extract file %s from archive.", destination.buf());
       return;
@@ -615,19 +623,21 @@ class ZipExpansion {
     extracted_.push_back(destination);
   }
 
-  /// False only where `destination` is known to be missing, or another file than the archive.
-  [[nodiscard]] bool mayBeArchive(String destination) const {
-    const std::optional<FileIdentity> identity = identityOf(destination);
-    if (!identity) {
-      return errno != ENOENT;
+  /// Whether nothing is at `destination`, or a regular file that is known not to be the archive.
+  /// Extraction truncates the destination first: the archive would destroy what is read from it,
+  /// and a FIFO would block.
+  [[nodiscard]] bool mayOverwrite(String destination) const {
+    const std::optional<FileStatus> status = statusOf(destination);
+    if (!status) {
+      return errno == ENOENT;
     }
-    return !archiveIdentity_ || identity == archiveIdentity_;
+    return S_ISREG(status->st_mode) && archiveStatus_ && !isSameFile(*status, *archiveStatus_);
   }
 
   mz_zip_archive& zip_;
   String archive_;
   String outDir_;
-  std::optional<FileIdentity> archiveIdentity_;
+  std::optional<FileStatus> archiveStatus_;
   StringVector extracted_;
 };
 
@@ -646,23 +656,46 @@ String entryNameFor(String fileName) {
   return Path::join("res", fileName);
 }
 
-/// Adds `files` in order and reports each; stops at the first that cannot be added.
-bool addFiles(mz_zip_archive& zip, StringVector files, const ZipCallback& callback) {
+/// The canonical path of the first of `files` that is the file of this status.
+std::optional<String> findFile(StringVector files, const FileStatus& wanted) {
+  for (const String& file : files) {
+    const Path source(file, /*normalizeFirst=*/true);
+    const std::optional<FileStatus> status = statusOf(source.normalized());
+    if (status && isSameFile(*status, wanted)) {
+      return source.canonical();
+    }
+  }
+  return std::nullopt;
+}
+
+/// Reports a file that has been added. The archive is left open when the callback throws.
+void report(OpenArchive& writer, const ZipCallback& callback, ZipProgress progress) {
+  mz_zip_archive* const zip = writer.release();
+  callback(std::move(progress));
+  writer.reset(zip);
+}
+
+/// Adds `files` in order and reports each; stops at the first that cannot be added. The file that
+/// the call itself has created, if any, counts as missing.
+bool addFiles(OpenArchive& writer, StringVector files, std::optional<FileStatus> created,
+              const ZipCallback& callback) {
   for (std::size_t i = 0; i < files.size(); ++i) {
     const Path source(files[i], /*normalizeFirst=*/true);
-    if (!source.isFile()) {
+    const std::optional<FileStatus> status = statusOf(source.normalized());
+    if (!status || entryKind(status->st_mode) != EntryKind::File ||
+        (created && isSameFile(*status, *created))) {
       logError("Cannot add non-existent file to archive: %s", source.normalized().buf());
       continue;
     }
     const String name = entryNameFor(source.file(/*withExt=*/true));
-    if (mz_zip_writer_add_file(&zip, name.buf(), source.canonical().buf(), nullptr, 0,
+    if (mz_zip_writer_add_file(writer.get(), name.buf(), source.canonical().buf(), nullptr, 0,
                                MZ_BEST_SPEED) == MZ_FALSE) {
       logError("Failed to add file to archive: %s", source.canonical().buf());
       return false;
     }
     if (callback) {
       const std::size_t count = files.size();
-      callback({name, static_cast<double>(i) / static_cast<double>(count)});
+      report(writer, callback, {name, static_cast<double>(i) / static_cast<double>(count)});
     }
   }
   return true;
@@ -695,11 +728,12 @@ StringVector readZip(String archive, String outDir, ZipCallback /*callback*/) {
     logError("Failed to initialize archive: %s", archive.buf());
     return {};
   }
+  OpenArchive reader(&zip);
   ZipExpansion expansion(zip, archive, outDir);
   for (std::uint64_t i = 0; i < mz_zip_reader_get_num_files(&zip); ++i) {
     expansion.expand(static_cast<mz_uint>(i));
   }
-  if (mz_zip_reader_end(&zip) == MZ_FALSE) {
+  if (mz_zip_reader_end(reader.release()) == MZ_FALSE) {
     logError("Failed to close archive: %s", archive.buf());
   }
   return expansion.extracted();
@@ -707,22 +741,32 @@ StringVector readZip(String archive, String outDir, ZipCallback /*callback*/) {
 
 bool writeZip(String archive, StringVector files, ZipCallback callback) {
   archive = Path::normalize(archive);
+  const std::optional<FileStatus> existing = statusOf(archive);
+  if (existing && S_ISREG(existing->st_mode)) {
+    // Writing truncates the archive first: as an input it would be lost.
+    if (const std::optional<String> input = findFile(files, *existing)) {
+      logError("Failed to add file to archive: %s", input->buf());
+      return false;
+    }
+  }
   mz_zip_archive zip;
   mz_zip_zero_struct(&zip);
   if (mz_zip_writer_init_file(&zip, archive.buf(), 0) == MZ_FALSE) {
     logError("Failed to initialize archive: %s", archive.buf());
     return removeFailedArchive(archive);
   }
-  if (!addFiles(zip, files, callback)) {
+  OpenArchive writer(&zip);
+  if (!addFiles(writer, files, existing ? std::nullopt : statusOf(archive), callback)) {
     mz_zip_writer_finalize_archive(&zip);
-    mz_zip_end(&zip);
+    mz_zip_end(writer.release());
     return removeFailedArchive(archive);
   }
   if (mz_zip_writer_finalize_archive(&zip) == MZ_FALSE) {
+    static_cast<void>(writer.release());  // stays open, as the header says
     logError("Failed to finalize archive: %s", archive.buf());
     return removeFailedArchive(archive);
   }
-  if (mz_zip_end(&zip) == MZ_FALSE) {
+  if (mz_zip_end(writer.release()) == MZ_FALSE) {
     logError("Failed to close archive: %s", archive.buf());
     return removeFailedArchive(archive);
   }
@@ -734,8 +778,9 @@ bool writeZip(String archive, StringVector files, ZipCallback callback) {
 
 namespace {
 
-/// Passes the reports of a zip archive on to a caller who expects those of a ksz archive. It refers
-/// to the caller's callback, and lives only as long as the call that was given it.
+/// Passes the reports of a zip archive on to the callback of a ksz archive. It refers to the
+/// parameter of `readKsz` or `writeKsz`, which is the call's own copy of the callback and outlives
+/// it.
 class ProgressAdaptor {
  public:
   explicit ProgressAdaptor(const KszCallback& callback) : callback_(callback) {}

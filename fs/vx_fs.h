@@ -340,7 +340,7 @@ using ZipCallback = std::function<void(ZipProgress)>;
 /// @param callback accepted and never called: reading reports no progress.
 /// @return the full paths of the files extracted, in the order of the archive, directories left
 ///   out; a path that two entries share is listed twice.
-StringVector readZip(String archive, String outDir, ZipCallback callback);
+StringVector readZip(String archive, String outDir, ZipCallback callback = {});
 
 /// Writes the zip archive `archive` from `files`, replacing what is there.
 ///
@@ -367,7 +367,7 @@ StringVector readZip(String archive, String outDir, ZipCallback callback);
 /// The current error is left alone.
 ///
 /// @return true when the archive has been written and closed.
-bool writeZip(String archive, StringVector files, ZipCallback callback);
+bool writeZip(String archive, StringVector files, ZipCallback callback = {});
 
 // ---------------------------------------------------------------------------------------------
 // Ksz archives: zip archives of a scene, ".ksx" and ".ksa" files at the root, everything else in
@@ -387,12 +387,12 @@ using KszCallback = std::function<void(KszProgress)>;
 ///
 /// @param callback accepted and never called, as in `readZip`.
 /// @return true when at least one file was extracted.
-bool readKsz(String archive, KszCallback callback);
+bool readKsz(String archive, KszCallback callback = {});
 
 /// Writes `files` to `archive`, as `writeZip` does; no extension is added to its name.
 ///
 /// @return the result of `writeZip`.
-bool writeKsz(String archive, StringVector files, KszCallback callback);
+bool writeKsz(String archive, StringVector files, KszCallback callback = {});
 
 // ---------------------------------------------------------------------------------------------
 // Resolving file references

@@ -120,6 +120,7 @@ TEST_F(Ksz, ReportsNothingWhileItReads) {
 TEST_F(Ksz, ReadsWithoutACallback) {
   const std::string zip = tmp.write("a.ksz", ZipMaker().file("a", "text").bytes());
 
+  EXPECT_TRUE(readKsz(zip.c_str()));
   EXPECT_TRUE(readKsz(zip.c_str(), {}));
   EXPECT_TRUE(readKsz(zip.c_str(), nullptr));
 }
@@ -213,7 +214,7 @@ TEST_F(Ksz, WritesTheSameBytesWithoutACallbackAndAsAZipArchive) {
   const StringVector files = sceneFiles();
 
   EXPECT_TRUE(write(files));
-  EXPECT_TRUE(writeKsz(tmp.path("silent").c_str(), files, {}));
+  EXPECT_TRUE(writeKsz(tmp.path("silent").c_str(), files));
   EXPECT_TRUE(writeZip(tmp.path("zip").c_str(), files, {}));
 
   EXPECT_EQ(tmp.read("silent"), tmp.read("scene1.ksz"));
@@ -251,6 +252,16 @@ TEST_F(Ksz, CannotWriteInAMissingDirectory) {
   EXPECT_THAT(reports, IsEmpty());
   EXPECT_FALSE(tmp.exists("gone"));
   EXPECT_TRUE(error.isUntouched());
+}
+
+TEST_F(Ksz, KeepsASceneThatIsToBecomeItsOwnArchive) {
+  const std::string scene = tmp.write("self.ksx", "scene");
+
+  EXPECT_FALSE(writeKsz(scene.c_str(), {scene.c_str(), tmp.write("wood.png", "wood").c_str()}));
+
+  EXPECT_EQ(log.all(), lines("error: Failed to add file to archive: " + scene));
+  EXPECT_EQ(tmp.entries(), lines("self.ksx", "wood.png"));
+  EXPECT_EQ(tmp.read("self.ksx"), "scene");
 }
 
 struct Stop {

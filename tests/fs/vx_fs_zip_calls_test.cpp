@@ -2,6 +2,7 @@
 // writing; and what is on disk where one of them fails.
 
 #include "fs/vx_fs.h"
+#include "tests/fs/recorded_calls.h"
 #include "tests/testing/error_state.h"
 #include "tests/testing/log_capture.h"
 #include "tests/testing/temp_dir.h"
@@ -28,6 +29,7 @@ using vx::fs::ZipProgress;
 using vx::test::ErrorStateSentinel;
 using vx::test::lines;
 using vx::test::namesIn;
+using vx::test::RecordedCalls;
 using vx::test::TempDir;
 using vx::test::texts;
 using vx::test::ZipCall;
@@ -364,6 +366,37 @@ TEST_F(WriteCalls, AreNoneForAMissingFile) {
             joined(opening(), added("a.ksx", a),
                    lines("error: Cannot add non-existent file to archive: " + tmp.path("gone")),
                    added("res/c", c), closing()));
+}
+
+TEST_F(WriteCalls, AreNoneForTheArchiveItself) {
+  tmp.write("pack.zip", "before");
+
+  EXPECT_FALSE(write({a.c_str(), archive.c_str()}));
+
+  EXPECT_EQ(calls.all(), lines("error: Failed to add file to archive: " + archive));
+}
+
+TEST_F(WriteCalls, AskForTheStatusOfAnInputOnceWhereNoArchiveIs) {
+  RecordedCalls system;
+
+  EXPECT_TRUE(write());
+
+  EXPECT_EQ(system.count("stat " + archive), 2U);
+  EXPECT_EQ(system.count("stat " + a), 1U);
+  EXPECT_EQ(system.count("stat " + b), 1U);
+  EXPECT_EQ(system.count("stat " + c), 1U);
+}
+
+TEST_F(WriteCalls, AskForTheStatusOfAnInputTwiceWhereAnArchiveIs) {
+  tmp.write("pack.zip", "before");
+  RecordedCalls system;
+
+  EXPECT_TRUE(write());
+
+  EXPECT_EQ(system.count("stat " + archive), 1U);
+  EXPECT_EQ(system.count("stat " + a), 2U);
+  EXPECT_EQ(system.count("stat " + b), 2U);
+  EXPECT_EQ(system.count("stat " + c), 2U);
 }
 
 TEST_F(WriteCalls, EndWithTheFailureToInitializeAndRemoveWhatWasThere) {

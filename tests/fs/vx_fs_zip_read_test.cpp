@@ -16,15 +16,21 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <ostream>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace {
 
@@ -49,6 +55,7 @@ using vx::test::lines;
 using vx::test::LogCapture;
 using vx::test::mountMemory;
 using vx::test::runAsUnprivileged;
+using vx::test::runInChild;
 using vx::test::runWithOwnMounts;
 using vx::test::ScopedCurrentDir;
 using vx::test::TempDir;
@@ -59,6 +66,9 @@ using vx::test::ZipMaker;
 // For everybody, the owner too: the tests need not run as root.
 constexpr auto kMayRead = std::filesystem::perms{0444};
 constexpr auto kMayEnter = std::filesystem::perms{0555};
+
+/// Enough for an archive of two small files on the slowest machine.
+constexpr unsigned kPromptSeconds = 20;
 
 /// A directory to work in, a log, and a current error that only a new one replaces. `expand` reads
 /// an archive of the given entries, "pack.zip", into the directory "out".
@@ -453,6 +463,12 @@ TEST_F(ReadZip, GivesAFileTheTimeOfItsEntryAndTheUsualMode) {
   EXPECT_EQ(status.st_mtime, std::mktime(&moment));
 }
 
+TEST_F(ReadZip, NeedsNoCallback) {
+  const std::string archive = tmp.write("pack.zip", ZipMaker().file("a", "text").bytes());
+
+  EXPECT_EQ(texts(readZip(archive.c_str(), out().c_str())), lines(out("a")));
+}
+
 TEST_F(ReadZip, NeverReportsProgress) {
   const std::string archive = tmp.write("pack.zip", ZipMaker().file("a", "text").bytes());
   int reports = 0;
@@ -724,16 +740,69 @@ TEST_F(ReadZip, KeepsAFileThatItMayNotOverwrite) {
   EXPECT_EQ(tmp.read("out/a"), "old");
 }
 
-TEST_F(ReadZip, LogsAFileThatADeviceHasNoRoomFor) {
-  tmp.link("out/full", "/dev/full");
-  if (!std::filesystem::exists(out("full"))) {
-    GTEST_SKIP() << "this system has no /dev/full";
-  }
+// ---- Onto something that is no regular file -----------------------------------------------------
 
-  EXPECT_EQ(expand(ZipMaker().file("full", "text").file("a", "text")), lines(out("a")));
+TEST_F(ReadZip, FailsOntoAFifoWithoutWaiting) {
+  tmp.mkdir("out");
+  ASSERT_EQ(::mkfifo(out("fifo").c_str(), 0666), 0);
 
-  EXPECT_EQ(log.all(), lines("error: Failed to extract file " + out("full") + " from archive."));
+  runInChild([&] {
+    ::alarm(kPromptSeconds);
+    EXPECT_EQ(expand(ZipMaker().file("fifo", "text").file("a", "text")), lines(out("a")));
+
+    EXPECT_EQ(log.all(), lines("error: Failed to extract file " + out("fifo") + " from archive."));
+  });
 }
+
+TEST_F(ReadZip, FailsOntoAFifoInPlaceOfTheScene) {
+  ASSERT_EQ(::mkfifo(tmp.path("pack.ksx").c_str(), 0666), 0);
+
+  runInChild([&] {
+    ::alarm(kPromptSeconds);
+    EXPECT_THAT(expand(ZipMaker().file("scene.ksx", "scene")), IsEmpty());
+
+    EXPECT_EQ(log.all(),
+              lines("error: Failed to extract file " + tmp.path("pack.ksx") + " from archive."));
+  });
+}
+
+TEST_F(ReadZip, DoesNotWriteIntoAFifoThatIsRead) {
+  tmp.mkdir("out");
+  ASSERT_EQ(::mkfifo(out("fifo").c_str(), 0666), 0);
+  const int reader = ::open(out("fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_NE(reader, -1);
+
+  EXPECT_THAT(expand(ZipMaker().file("fifo", "text")), IsEmpty());
+
+  std::array<char, 8> received{};
+  EXPECT_EQ(::read(reader, received.data(), received.size()), 0);
+  EXPECT_EQ(::close(reader), 0);
+}
+
+TEST_F(ReadZip, FailsOntoASocket) {
+  tmp.mkdir("out");
+  const ScopedCurrentDir current(out());  // the name of a socket has to be short
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strcpy(address.sun_path, "socket");
+  const int server = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  ASSERT_EQ(::bind(server, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+
+  EXPECT_EQ(expand(ZipMaker().file("socket", "text").file("a", "text")), lines(out("a")));
+
+  EXPECT_EQ(log.all(), lines("error: Failed to extract file " + out("socket") + " from archive."));
+  EXPECT_EQ(::close(server), 0);
+}
+
+TEST_F(ReadZip, FailsOntoADevice) {
+  tmp.link("out/null", "/dev/null");
+
+  EXPECT_EQ(expand(ZipMaker().file("null", "text").file("a", "text")), lines(out("a")));
+
+  EXPECT_EQ(log.all(), lines("error: Failed to extract file " + out("null") + " from archive."));
+}
+
+// ---- Full disks ---------------------------------------------------------------------------------
 
 TEST_F(ReadZip, KeepsTheFilesThatFitOnAFullDisk) {
   const std::string disk = tmp.mkdir("disk");

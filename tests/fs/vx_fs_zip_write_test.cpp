@@ -362,6 +362,7 @@ TEST_F(WriteZip, DoesNotSeeWhatACallbackAddsToTheCallersList) {
 }
 
 TEST_F(WriteZip, NeedsNoCallback) {
+  EXPECT_TRUE(writeZip(archive().c_str(), {file("a", "text")}));
   EXPECT_TRUE(writeZip(archive().c_str(), {file("a", "text")}, {}));
   EXPECT_TRUE(writeZip(archive().c_str(), {file("a", "text")}, nullptr));
 
@@ -509,6 +510,77 @@ TEST_F(WriteZip, LeavesTheArchiveThatItMayNotRemove) {
     EXPECT_TRUE(error.isUntouched());
   });
   EXPECT_EQ(tmp.read("pack.zip"), "before");
+}
+
+// ---- An archive among its own inputs ------------------------------------------------------------
+
+/// Two spellings of the existing archive "pack.zip", as the archive and as an input.
+struct OwnInput {
+  const char* label;
+  const char* archive;
+  const char* input;
+  const char* canonicalInput;
+};
+
+void PrintTo(const OwnInput& input, std::ostream* out) {
+  *out << input.label;
+}
+
+class WriteZipWithItself : public WriteZip, public testing::WithParamInterface<OwnInput> {};
+
+TEST_P(WriteZipWithItself, FailsAndChangesNothing) {
+  tmp.write("pack.zip", "precious");
+  tmp.link("link", "pack.zip");
+  tmp.link("here", ".");
+  std::filesystem::create_hard_link(archive(), tmp.path("hard link"));
+  const std::vector<std::string> before = tmp.entries();
+  const ScopedCurrentDir current(tmp.path());
+
+  EXPECT_FALSE(writeZip(GetParam().archive, {"gone", GetParam().input}, keepReports()));
+
+  EXPECT_EQ(log.all(),
+            lines("error: Failed to add file to archive: " + tmp.path(GetParam().canonicalInput)));
+  EXPECT_EQ(tmp.entries(), before);
+  EXPECT_EQ(tmp.read("pack.zip"), "precious");
+  EXPECT_THAT(reports, IsEmpty());
+  EXPECT_TRUE(error.isUntouched());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Spelled, WriteZipWithItself,
+    testing::Values(OwnInput{"Alike", "pack.zip", "pack.zip", "pack.zip"},
+                    OwnInput{"WithADot", "pack.zip", "./pack.zip", "pack.zip"},
+                    OwnInput{"ByALink", "pack.zip", "link", "pack.zip"},
+                    OwnInput{"ByAHardLink", "pack.zip", "hard link", "hard link"},
+                    OwnInput{"InADirectoryThatIsALink", "pack.zip", "here/pack.zip", "pack.zip"},
+                    OwnInput{"ByALinkAsTheArchive", "link", "pack.zip", "pack.zip"},
+                    OwnInput{"ByAHardLinkAsTheArchive", "hard link", "pack.zip", "pack.zip"}),
+    [](const auto& parameter) { return parameter.param.label; });
+
+TEST_F(WriteZip, LeavesOutTheArchiveThatItHasCreated) {
+  EXPECT_TRUE(write({file("a", "1"), archive().c_str(), file("c", "3")}));
+
+  EXPECT_EQ(log.all(), lines("error: Cannot add non-existent file to archive: " + archive()));
+  EXPECT_EQ(namesIn(archive()), lines("res/a", "res/c"));
+  EXPECT_THAT(reports, ElementsAre(Report("res/a", 0.0), Report("res/c", 2.0 / 3.0)));
+}
+
+TEST_F(WriteZip, LeavesOutTheArchiveThatItHasCreatedThroughALink) {
+  tmp.link("pack.zip", "real.zip");
+  const std::string real = tmp.path("real.zip");
+
+  EXPECT_TRUE(write({real.c_str(), file("a", "1")}));
+
+  EXPECT_EQ(log.all(), lines("error: Cannot add non-existent file to archive: " + real));
+  EXPECT_EQ(namesIn(real), lines("res/a"));
+}
+
+TEST_F(WriteZip, AddsACopyOfTheArchiveThatItReplaces) {
+  tmp.write("pack.zip", "before");
+
+  EXPECT_TRUE(write({file("copy.zip", "before")}));
+
+  EXPECT_THAT(contentsOf(archive()), ElementsAre(ZipContent{"res/copy.zip", "before"}));
 }
 
 // ---- Files that cannot be added -----------------------------------------------------------------

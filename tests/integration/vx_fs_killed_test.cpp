@@ -115,6 +115,7 @@ TEST(WriteZipKilled, LeavesTheOldArchiveOrNoneThatCanBeReadOrTheNewOne) {
     const TempDir tmp;
     tmp.write("look.ksx", "scene");
     tmp.write("wood.png", std::string(100'000, 'w'));
+    tmp.write("pack.zip", "old");
     const ScopedCurrentDir inside(tmp.path());
     const std::vector<std::string> calls = callsOf([] { writeThePack(); });
     const auto indexOf = [&](const std::string& call) {
