@@ -290,16 +290,16 @@ bool Path::isFile(String path, bool normalizeFirst) {
 }
 
 String Path::changeExt(String path, String newExt) {
-  const std::string_view text = path.view();
-  const std::string_view named = withoutTrailingSeparators(text);
-  const std::string_view name = fileName(text);
+  const std::string_view named = withoutTrailingSeparators(path.view());
+  const std::string_view name = fileName(named);
   if (name.empty() || isDot(name) || isDotDot(name)) {
     return path;
   }
-  StringBuilder changed(text.size() + newExt.length());
+  const bool lacksDot = !newExt.isEmpty() && !newExt.view().starts_with('.');
+  StringBuilder changed(named.size() + 1 + newExt.length());
   changed.append(named.substr(0, named.size() - extension(name).size()));
+  changed.append(lacksDot ? "." : "");
   changed.append(newExt.view());
-  changed.append(text.substr(named.size()));
   return changed.finish();
 }
 
@@ -310,14 +310,14 @@ String Path::join(StringVector parts) {
   }
   StringBuilder joined(length);
   for (const String& part : parts) {
-    std::string_view added = part.view();
+    const bool isFirst = joined.view().empty();
+    const std::string_view added = isFirst ? part.view() : withoutLeadingSeparators(part.view());
     if (added.empty()) {
       continue;
     }
-    if (!joined.view().empty()) {
+    if (!isFirst) {
       joined.truncate(withoutTrailingSeparators(joined.view()).size());
       joined.append(kSeparator);
-      added = withoutLeadingSeparators(added);
     }
     joined.append(added);
   }

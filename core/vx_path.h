@@ -111,24 +111,30 @@ class Path {
   /// As `Path(path, normalizeFirst).isFile()`.
   [[nodiscard]] static bool isFile(String path, bool normalizeFirst);
 
-  /// `path` with its extension, dot included, replaced by `newExt`, which is taken as it is.
+  /// Returns `path` with `newExt` in place of its extension and without trailing separators. A
+  /// leading "." is added to `newExt` if it has none. An empty `newExt` removes the extension.
   ///
   ///   ("a/b.txt", ".bak") => "a/b.bak"      ("a/b", ".bak")   => "a/b.bak"
+  ///   ("a/b.txt", "bak")  => "a/b.bak"      ("a.txt/", ".x")  => "a.x"
   ///   ("b.tar.gz", ".x")  => "b.tar.x"      ("b.txt", "")     => "b"
-  ///   (".profile", ".x")  => ".profile.x"   ("a.txt/", ".x")  => "a.x/"
+  ///   (".profile", ".x")  => ".profile.x"   ("b.txt", ".")    => "b."
   ///
-  /// A path without a file name ("", "/", or with "." or ".." as its last component) comes back
-  /// unchanged.
+  /// A path without a file name ("", "/", "//") or with "." or ".." as its file name ("a/..", "./")
+  /// is returned unchanged.
   [[nodiscard]] static String changeExt(String path, String newExt);
 
-  /// The parts as one path, with exactly one "/" at each joint. Empty parts are skipped; only the
-  /// first part keeps a leading "/"; nothing else is normalised.
+  /// Joins the parts with exactly one "/" between two parts.
+  ///
+  /// Empty parts are skipped. The first part that is not empty keeps its leading separators; those
+  /// of later parts are dropped, and a later part made only of separators counts as empty. Nothing
+  /// else is normalised.
   ///
   ///   {"a", "b"}   => "a/b"     {"a//", "//b"} => "a/b"     {"", "/b"} => "/b"
   ///   {"/", "b"}   => "/b"      {"a", ""}      => "a"       {"./a", "../b"} => "./a/../b"
+  ///   {"a", "/"}   => "a"       {"a/", "/"}    => "a/"      {"", "/"} => "/"
   [[nodiscard]] static String join(StringVector parts);
 
-  /// As above for separate parts, each a `String` or a NUL-terminated text.
+  /// Joins separate parts in the same way. Each is a `String` or a NUL-terminated text.
   template <class... Parts>
   [[nodiscard]] static String join(Parts... parts) {
     return join(StringVector{String(std::move(parts))...});
