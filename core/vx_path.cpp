@@ -4,6 +4,7 @@
 #include "core/internal/vx_string_builder.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <iterator>
@@ -17,6 +18,8 @@
 
 namespace vx {
 namespace {
+
+using internal::EntryKind;
 
 constexpr char kSeparator = '/';
 
@@ -140,6 +143,31 @@ SystemText resolved(const char* path) noexcept {
   return SystemText(::realpath(path, nullptr));
 }
 
+bool hasNormalFormDot(const String& path) {
+  const std::string_view last = fileName(path.view());
+  return (isDot(last) || isDotDot(last)) && Path::normalize(path) == ".";
+}
+
+/// Whether the directory at `path`, which stat has found, has been removed. An overlay file system
+/// keeps the link count of a removed directory of a lower layer; getcwd then tells for the current
+/// directory. Its other errors mean that the path is too long or that a parent is not accessible.
+bool isRemovedDirectory(const String& path, bool hasLinks) {
+  if (!hasLinks) {
+    return true;
+  }
+  return hasNormalFormDot(path) && currentDirectory() == nullptr && errno == ENOENT;
+}
+
+/// What is at `path`, where a removed directory counts as nothing.
+EntryKind kindAt(const String& path) {
+  if (path.isEmpty()) {
+    return EntryKind::None;
+  }
+  const auto [kind, hasLinks] = internal::entryStatus(path.buf());
+  const bool isRemoved = kind == EntryKind::Directory && isRemovedDirectory(path, hasLinks);
+  return isRemoved ? EntryKind::None : kind;
+}
+
 /// The length of the longest prefix of whole components that exists, 0 when not even the first
 /// does.
 ///
@@ -156,7 +184,7 @@ std::size_t existingPrefix(std::string_view path) {
   std::string prefix;
   const auto exists = [&](std::size_t end) {
     prefix.assign(path.substr(0, end));
-    return entryKind(prefix.c_str()) != EntryKind::None;
+    return internal::entryKind(prefix.c_str()) != EntryKind::None;
   };
   const auto firstMissing = std::partition_point(ends.begin(), ends.end(), exists);
   return firstMissing == ends.begin() ? 0 : *std::prev(firstMissing);
@@ -183,6 +211,11 @@ String Path::canonical() const {
       end == 0 ? String(isRel() ? "." : "/") : String(path_.view().substr(0, end));
   if (const SystemText base = resolved(prefix.buf())) {
     return normalizedJoin(base.get(), path_.view().substr(end));
+  }
+  // realpath may fail although stat succeeds: the resolved path is too long, or a parent of the
+  // current directory is not searchable.
+  if (const SystemText current = isRel() ? currentDirectory() : nullptr) {
+    return normalizedJoin(current.get(), path_.view());
   }
   return path_.isEmpty() ? String(".") : normalized();
 }
@@ -217,15 +250,11 @@ String Path::ext(bool withDot) const {
 }
 
 bool Path::isDir() const {
-  if (path_.isEmpty() || entryKind(path_.buf()) != EntryKind::Directory) {
-    return false;
-  }
-  // Linux still finds "." in a directory that has been removed; only its name is gone.
-  return path_ != "." || currentDirectory() != nullptr;
+  return kindAt(path_) == EntryKind::Directory;
 }
 
 bool Path::isFile() const {
-  return !path_.isEmpty() && entryKind(path_.buf()) == EntryKind::File;
+  return !path_.isEmpty() && internal::entryKind(path_.buf()) == EntryKind::File;
 }
 
 bool Path::isRel() const noexcept {
@@ -233,7 +262,7 @@ bool Path::isRel() const noexcept {
 }
 
 bool Path::exists() const {
-  return !path_.isEmpty() && entryKind(path_.buf()) != EntryKind::None;
+  return kindAt(path_) != EntryKind::None;
 }
 
 String Path::normalize(String path) {

@@ -1,8 +1,10 @@
-// Paths: text questions about them, their normal and canonical forms, and what they name.
+// Paths: splitting and joining them, their normal and canonical forms, and what they name.
 //
-// Terms. The separator is "/"; a backslash is a character like any other. The components of a path
-// are the texts between separators; the last one is its file name. The extension is what follows
-// the last "." of the file name, unless that "." is its first character:
+// Terms
+//
+// The separator is "/"; a backslash is an ordinary character. Components are the texts between
+// separators, and the last component is the file name. The extension starts at the last "." of the
+// file name, unless that "." is the first character; the stem is the file name without it:
 //
 //   path            file name      stem           extension (with dot)
 //   "a/wood.png"    "wood.png"     "wood"         ".png"
@@ -10,27 +12,36 @@
 //   "wood."         "wood."        "wood"         "."   (without dot: "")
 //   ".profile"      ".profile"     ".profile"     ""
 //   "a/b/"          "b"            "b"            ""
-//   "." ".."        itself         itself         ""
+//   "." ".."        the same       the same       ""
 //   "/" ""          ""             ""             ""
 //
-// The normal form is lexical, and computed without a look at the file system: runs of separators
-// collapse, "." components go, a ".." takes its predecessor with it, goes at the root, and stays at
-// the front of a relative path; a trailing separator goes. A relative path of which nothing is left
-// is ".", and the empty path stays empty.
+// The normal form is computed from the text alone. Repeated separators are merged, "." components
+// and trailing separators are removed. ".." removes the preceding component; it is dropped at the
+// root and kept at the start of a relative path. A relative path with no components left becomes
+// "."; the empty path remains empty.
 //
 //   "a//b/./c/"  => "a/b/c"      "/../a"   => "/a"       "a/.."  => "."
 //   "a/../../b"  => "../b"       "//a"     => "/a"       ""      => ""
 //
-// Where a symbolic link stands before a "..", the normal form may name another entry than the path.
+// If the component before a ".." is a symbolic link, the normal form may name another entry than
+// the path does.
 //
-// The empty path names nothing: it is no directory, no file, and does not exist. Status queries
-// follow symbolic links. An entry is a directory when the directory bit of its mode is set, which
-// holds for block devices and sockets too, and a file when it is anything else.
+// Rules for everything below
 //
-// Nothing here fails, logs or records an error: a query about a path that cannot be examined is
-// false. Only `canonical`, `dir()`, `isDir`, `isFile` and `exists` touch the file system; they may
-// change `errno`. A `Path` is a value that never changes but by assignment; different threads may
-// use one at once as long as none assigns to it.
+// Status queries call stat, which follows symbolic links. The empty path does not exist. An entry
+// is a directory if the directory bit of its mode is set, which includes block devices and sockets,
+// and a file otherwise. A directory that has been removed but is still in use, for example as the
+// current directory, does not exist.
+//
+// Only `canonical`, `dir()`, `isDir`, `isFile` and `exists` access the file system; they may change
+// `errno`. Nothing is logged, and the current error is not changed. A query about a path that
+// cannot be examined returns false.
+//
+// A path may contain NUL bytes. Operations on the text include the bytes after a NUL; the system
+// reads the path up to its first NUL, so the two may disagree about such a path.
+//
+// Relative paths are resolved against the current directory, which all threads of the process
+// share. Different threads may use one `Path` at the same time as long as none assigns to it.
 
 #pragma once
 
@@ -42,73 +53,80 @@
 
 namespace vx {
 
-/// A path, and the questions about it: see the head of this file.
+/// A path. The terms and rules are at the top of this file.
 class Path {
  public:
-  /// Takes `path` in its normal form when `normalizeFirst`, else as written. Every member works on
-  /// the text so taken.
+  /// Takes the normal form of `path` if `normalizeFirst` is true, otherwise `path` as written. All
+  /// members use that text.
   Path(String path, bool normalizeFirst);
 
-  /// The normal form.
+  /// Returns the normal form.
   [[nodiscard]] String normalized() const;
 
-  /// The absolute form with symbolic links resolved (realpath).
+  /// Returns the absolute path with symbolic links resolved (realpath).
   ///
-  /// Links are resolved in the longest prefix that exists; the missing rest follows in normal form.
-  /// The empty path gives the current directory. Where the current directory is needed and cannot
-  /// be had (it has been removed), the result is the normal form, "." for the empty path. It is
-  /// never empty.
+  /// Links are resolved in the longest existing prefix; the missing rest is appended in normal
+  /// form. The empty path gives the current directory.
+  ///
+  /// If the system cannot resolve an existing prefix, for example because the result is too long or
+  /// a parent of the current directory is not searchable, links are not resolved: the result is the
+  /// normal form of the path, appended to the current directory if the path is relative. The result
+  /// is relative only if the path is relative and the current directory cannot be determined, for
+  /// example because it has been removed. It is never empty: it is "." for the empty path then.
   [[nodiscard]] String canonical() const;
 
-  /// The named levels in order, without an entry for the root and without "." components. A ".."
-  /// counts as a level.
+  /// Returns the components in order, without "." components. The root is not a component; ".." is.
   ///
   ///   "/a/b" => "a", "b"      "../a" => "..", "a"      "/", ".", "" => nothing
   [[nodiscard]] StringVector components() const;
 
-  /// The directory that the path denotes: the path itself when it names an existing directory,
-  /// otherwise the path without its last component. One status query.
+  /// Returns the path itself if it names an existing directory, otherwise the path without its last
+  /// component. Makes one stat call.
   ///
-  ///   "a/b" => "a"      "a" => ""      "/a" => "/"      "" => ""   (where none is a directory)
+  ///   "a/b" => "a"      "a" => ""      "/a" => "/"      "" => ""   (if none is a directory)
   [[nodiscard]] String dir() const;
 
-  /// The file name, or its stem when `withExt` is false. `file(false)` and `ext(true)` together
-  /// make `file(true)`.
+  /// Returns the file name, or its stem if `withExt` is false. `file(false) + ext(true)` equals
+  /// `file(true)`.
   [[nodiscard]] String file(bool withExt) const;
 
-  /// The extension, with its leading "." or without it; empty where there is none.
+  /// Returns the extension, with or without its leading "."; empty if there is none.
   [[nodiscard]] String ext(bool withDot) const;
 
-  /// Whether the path names an existing directory (stat). False for "." in a current directory that
-  /// has been removed, which the system may still report as a directory.
+  /// Whether the path names an existing directory.
+  ///
+  /// A directory without links (`st_nlink`) has been removed. Some file systems keep the link count
+  /// of a removed directory. A path with the normal form "." is therefore also no directory if
+  /// getcwd fails with ENOENT; other errors of getcwd do not matter.
   [[nodiscard]] bool isDir() const;
 
-  /// Whether the path names an existing entry that is not a directory (stat).
+  /// Whether the path names an existing entry that is not a directory.
   [[nodiscard]] bool isFile() const;
 
-  /// Whether the path does not begin with "/"; true for the empty path.
+  /// Whether the path does not start with "/"; true for the empty path.
   [[nodiscard]] bool isRel() const noexcept;
 
-  /// Whether the path names an existing entry of any kind (stat).
+  /// Whether the path names an existing entry: `isDir() || isFile()` with one stat call.
   [[nodiscard]] bool exists() const;
 
-  /// The normal form of `path`. A path that is its own normal form comes back as the same handle.
+  /// Returns the normal form of `path`. A path that is in normal form is returned as the same
+  /// handle.
   [[nodiscard]] static String normalize(String path);
 
-  /// With `isDir`, `path` itself in normal form, whether or not anything is there. Without, the
-  /// text before its last component, as written.
+  /// Returns the normal form of `path` if `isDir` is true, whether or not it exists. Otherwise
+  /// returns the text before the last component as written.
   ///
   ///   ("a/b", false) => "a"     ("./a", false) => "."     ("a/./b", true) => "a/b"
   ///   ("a", false)   => ""      ("/a", false)  => "/"     ("", true)      => ""
   [[nodiscard]] static String dir(String path, bool isDir);
 
-  /// As `Path(path, false).ext(withDot)`.
+  /// Same as `Path(path, false).ext(withDot)`.
   [[nodiscard]] static String ext(String path, bool withDot);
 
-  /// As `Path(path, normalizeFirst).isDir()`.
+  /// Same as `Path(path, normalizeFirst).isDir()`.
   [[nodiscard]] static bool isDir(String path, bool normalizeFirst);
 
-  /// As `Path(path, normalizeFirst).isFile()`.
+  /// Same as `Path(path, normalizeFirst).isFile()`.
   [[nodiscard]] static bool isFile(String path, bool normalizeFirst);
 
   /// Returns `path` with `newExt` in place of its extension and without trailing separators. A

@@ -86,12 +86,14 @@ int Frename(String from, String to) {
 
 namespace {
 
+using internal::EntryKind;
+
 EntryKind kindOf(String path) {
   if (path.isEmpty()) {
     return EntryKind::None;
   }
   path = Path::normalize(std::move(path));
-  return entryKind(path.buf());
+  return internal::entryKind(path.buf());
 }
 
 }  // namespace
@@ -682,7 +684,7 @@ bool addFiles(OpenArchive& writer, StringVector files, std::optional<FileStatus>
   for (std::size_t i = 0; i < files.size(); ++i) {
     const Path source(files[i], /*normalizeFirst=*/true);
     const std::optional<FileStatus> status = statusOf(source.normalized());
-    if (!status || entryKind(status->st_mode) != EntryKind::File ||
+    if (!status || internal::entryKind(status->st_mode) != EntryKind::File ||
         (created && isSameFile(*status, *created))) {
       logError("Cannot add non-existent file to archive: %s", source.normalized().buf());
       continue;

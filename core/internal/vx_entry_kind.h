@@ -1,32 +1,43 @@
-// What stands at a path: the one place that knows how a mode becomes a directory or a file. Private
-// to the library.
+// What a stat call says about an entry: the only place that maps a mode to directory or file.
 
 #pragma once
 
 #include <sys/stat.h>
 #include <sys/types.h>
 
-namespace vx {
+#pragma GCC visibility push(hidden)
+namespace vx::internal {
 
-// Otherwise the system refuses to say what a file is that is larger than 2 GiB.
+// A 32-bit off_t would make stat fail for files larger than 2 GiB.
 static_assert(sizeof(off_t) == 8, "on 32-bit systems compile with _FILE_OFFSET_BITS=64");
 
 enum class EntryKind { None, Directory, File };
 
-/// The kind of an entry that exists, by its mode.
+/// Returns the kind of an existing entry with this mode.
 [[nodiscard]] inline EntryKind entryKind(mode_t mode) noexcept {
   // A test of one bit, not of the type field: block devices and sockets, whose types share the bit,
   // count as directories.
   return (mode & S_IFDIR) != 0 ? EntryKind::Directory : EntryKind::File;
 }
 
-/// Asks the system (stat, which follows links), once. What cannot be examined is none.
-[[nodiscard]] inline EntryKind entryKind(const char* path) noexcept {
+struct EntryStatus {
+  EntryKind kind = EntryKind::None;
+  bool hasLinks = false;
+};
+
+/// Returns the status of the entry at `path` (one stat call, which follows symbolic links). The
+/// kind is None if stat fails.
+[[nodiscard]] inline EntryStatus entryStatus(const char* path) noexcept {
   struct stat status;
   if (::stat(path, &status) == -1) {
-    return EntryKind::None;
+    return {};
   }
-  return entryKind(status.st_mode);
+  return {.kind = entryKind(status.st_mode), .hasLinks = status.st_nlink != 0};
 }
 
-}  // namespace vx
+[[nodiscard]] inline EntryKind entryKind(const char* path) noexcept {
+  return entryStatus(path).kind;
+}
+
+}  // namespace vx::internal
+#pragma GCC visibility pop

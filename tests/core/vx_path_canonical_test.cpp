@@ -237,22 +237,47 @@ TEST_F(PathCanonicalTest, OfAnAbsolutePathNeedsNoCurrentDirectory) {
   });
 }
 
-TEST_F(PathCanonicalTest, IsFoundBehindACurrentDirectoryTooDeepForAPath) {
+TEST_F(PathCanonicalTest, IsAbsoluteInACurrentDirectoryTooDeepForAPath) {
   const std::string level(200, 'x');
 
   runInChild([&] {
-    std::string below;
-    while (below.size() <= PATH_MAX) {
+    std::string deep = tmp.path();
+    while (deep.size() <= PATH_MAX) {
       ASSERT_EQ(::mkdir(level.c_str(), 0755), 0);
       ASSERT_EQ(::chdir(level.c_str()), 0);
-      below += '/' + level;
+      deep += '/' + level;
     }
+    ASSERT_EQ(::mkdir("dir", 0755), 0);
+    ASSERT_EQ(::symlink("dir", "link"), 0);
 
-    for (const char* const path : {"", "x", "x/../y"}) {
-      SCOPED_TRACE(path);
-      EXPECT_FALSE(canonical(path, true).empty());
-    }
+    EXPECT_EQ(canonical("", true), deep);
+    EXPECT_EQ(canonical(".", false), deep);
+    EXPECT_EQ(canonical("dir", true), deep + "/dir");
+    EXPECT_EQ(canonical("./dir//", false), deep + "/dir");
+    EXPECT_EQ(canonical("dir/../dir", false), deep + "/dir");
+    EXPECT_EQ(canonical("dir/new", true), deep + "/dir/new");
+    EXPECT_EQ(canonical("new/x/../y", false), deep + "/new/y");
+    // The path is too long for the link to be resolved.
+    EXPECT_EQ(canonical("link", true), deep + "/link");
+    EXPECT_EQ(canonical("link/new", true), deep + "/link/new");
     EXPECT_EQ(canonical(tmp.path("to-sub"), true), tmp.path("dir/sub"));
+  });
+}
+
+TEST_F(PathCanonicalTest, IsAbsoluteBelowADirectoryThatMayNotBeSearched) {
+  tmp.mkdir("locked/work/dir");
+  tmp.link("locked/work/link", "dir");
+  const ScopedCurrentDir work(tmp.path("locked/work"));
+  std::filesystem::permissions(tmp.path("locked"), std::filesystem::perms::none);
+
+  runAsUnprivileged([this] {
+    EXPECT_EQ(canonical("", true), tmp.path("locked/work"));
+    EXPECT_EQ(canonical("dir", true), tmp.path("locked/work/dir"));
+    EXPECT_EQ(canonical("dir/../dir/", false), tmp.path("locked/work/dir"));
+    EXPECT_EQ(canonical("dir/new", true), tmp.path("locked/work/dir/new"));
+    EXPECT_EQ(canonical("new/x", true), tmp.path("locked/work/new/x"));
+    EXPECT_EQ(canonical("link", true), tmp.path("locked/work/link"));
+    EXPECT_EQ(canonical("link/new", true), tmp.path("locked/work/link/new"));
   });
 }
 

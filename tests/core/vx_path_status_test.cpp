@@ -1,14 +1,18 @@
-// Concern: what stands at a path, and how often the system is asked. The program counts the calls
-// of `stat`, and can script their answer.
+// Concern: what is at a path, and how many system calls the answer takes. The program counts the
+// calls of `stat` and `getcwd`, and can script their results.
 
 #include "core/vx_path.h"
 #include "tests/testing/child.h"
 #include "tests/testing/log_capture.h"
+#include "tests/testing/own_mounts.h"
 #include "tests/testing/scoped_cwd.h"
 #include "tests/testing/temp_dir.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -23,12 +27,16 @@ namespace {
 
 std::vector<std::string> asked;  // the arguments of the calls of stat, in order
 mode_t scriptedMode = 0;         // what stat answers when it is not 0
+nlink_t scriptedLinks = 1;       // the link count that goes with it
+int calledGetcwd = 0;
+int scriptedGetcwdError = 0;  // with which getcwd fails when it is not 0
 
 }  // namespace
 
 extern "C" {
 // NOLINTBEGIN(bugprone-reserved-identifier): the names that the linker's --wrap asks for
 int __real_stat(const char* path, struct stat* status);
+char* __real_getcwd(char* buffer, std::size_t size);
 
 int __wrap_stat(const char* path, struct stat* status) {
   asked.emplace_back(path);
@@ -37,7 +45,17 @@ int __wrap_stat(const char* path, struct stat* status) {
   }
   *status = {};
   status->st_mode = scriptedMode;
+  status->st_nlink = scriptedLinks;
   return 0;
+}
+
+char* __wrap_getcwd(char* buffer, std::size_t size) {
+  ++calledGetcwd;
+  if (scriptedGetcwdError == 0) {
+    return __real_getcwd(buffer, size);
+  }
+  errno = scriptedGetcwdError;
+  return nullptr;
 }
 // NOLINTEND(bugprone-reserved-identifier)
 }
@@ -46,19 +64,29 @@ namespace {
 
 using vx::Path;
 using vx::String;
+using vx::test::canMount;
+using vx::test::kCannotMount;
 using vx::test::lines;
+using vx::test::mountMemory;
+using vx::test::mountOverlay;
 using vx::test::runAsUnprivileged;
 using vx::test::runInChild;
+using vx::test::runWithOwnMounts;
 using vx::test::ScopedCurrentDir;
 using vx::test::TempDir;
 
 class PathStatusTest : public testing::Test {
  protected:
-  void SetUp() override {
+  void SetUp() override { reset(); }
+  void TearDown() override { reset(); }
+
+  static void reset() {
     asked.clear();
     scriptedMode = 0;
+    scriptedLinks = 1;
+    calledGetcwd = 0;
+    scriptedGetcwdError = 0;
   }
-  void TearDown() override { scriptedMode = 0; }
 
   /// The calls of stat that one act makes.
   template <class Act>
@@ -195,26 +223,98 @@ TEST_F(PathStatusTest, FindsNothingWhereItMayNotLook) {
   });
 }
 
-// ---- A current directory that has been removed -------------------------------------------------
+// ---- Removed directories -----------------------------------------------------------------------
 
-TEST_F(PathStatusTest, FindsNoDirectoryWhereTheCurrentOneHasBeenRemoved) {
+TEST_F(PathStatusTest, FindsNothingInPlaceOfARemovedCurrentDirectory) {
   const std::string gone = tmp.mkdir("gone");
   tmp.mkdir("dir");
   const std::string other = tmp.path("dir");
 
   runInChild([&] {
     ASSERT_EQ(::chdir(gone.c_str()), 0);
-    EXPECT_TRUE(Path(".", true).isDir());
+    expectKind(".", true, Kind::Directory);
     ASSERT_EQ(::rmdir(gone.c_str()), 0);
 
-    EXPECT_FALSE(Path(".", true).isDir());
-    EXPECT_FALSE(Path::isDir(".", true));
-    EXPECT_FALSE(Path("./x/..", true).isDir());
-    EXPECT_FALSE(Path("", true).isDir());
-    EXPECT_FALSE(Path(".", true).isFile());
-    struct stat status {};
-    EXPECT_EQ(Path(".", true).exists(), ::stat(".", &status) == 0);
-    EXPECT_TRUE(Path(other.c_str(), true).isDir());
+    for (const char* const spelling : {".", "./", "./.", "././/", "/proc/self/cwd"}) {
+      SCOPED_TRACE(spelling);
+      expectKind(spelling, false, Kind::None);
+      expectKind(spelling, true, Kind::None);
+    }
+    expectKind("./x/..", true, Kind::None);
+    expectKind("", true, Kind::None);
+    EXPECT_EQ(Path(".", true).dir(), "");
+    expectKind("..", true, Kind::Directory);
+    expectKind(other.c_str(), true, Kind::Directory);
+  });
+}
+
+TEST_F(PathStatusTest, FindsNoDirectoryWithoutLinks) {
+  scriptedLinks = 0;
+  for (const char* const path : {"dir", "dir/", ".", "..", "/dir/sub"}) {
+    SCOPED_TRACE(path);
+    scriptedMode = S_IFDIR | 0755;
+    expectKind(path, false, Kind::None);
+    expectKind(path, true, Kind::None);
+  }
+}
+
+TEST_F(PathStatusTest, FindsAFileWithoutLinks) {
+  scriptedMode = S_IFREG | 0644;
+  scriptedLinks = 0;
+
+  expectKind("file", false, Kind::File);
+  expectKind("file", true, Kind::File);
+}
+
+TEST_F(PathStatusTest, FindsNoCurrentDirectoryWhoseNameIsGone) {
+  tmp.mkdir("dir");
+  scriptedGetcwdError = ENOENT;
+
+  for (const char* const path : {".", "./", "././/.", "dir/..", "dir/../"}) {
+    SCOPED_TRACE(path);
+    expectKind(path, false, Kind::None);
+    expectKind(path, true, Kind::None);
+  }
+  for (const char* const path : {"dir", "dir/.", "..", "../", "dir/../dir", "/", "/."}) {
+    SCOPED_TRACE(path);
+    expectKind(path, false, Kind::Directory);
+    expectKind(path, true, Kind::Directory);
+  }
+}
+
+TEST_F(PathStatusTest, FindsACurrentDirectoryWhoseNameCannotBeRead) {
+  for (const int error : {EACCES, ENAMETOOLONG, ENOMEM}) {
+    SCOPED_TRACE(error);
+    scriptedGetcwdError = error;
+    for (const char* const path : {".", "./"}) {
+      expectKind(path, false, Kind::Directory);
+      expectKind(path, true, Kind::Directory);
+    }
+  }
+}
+
+TEST_F(PathStatusTest, FindsNoRemovedDirectoryOfALowerLayer) {
+  if (!canMount()) {
+    GTEST_SKIP() << kCannotMount;
+  }
+  tmp.mkdir("layers");
+
+  runWithOwnMounts([&] {
+    mountMemory(tmp.path("layers"), "size=1m");
+    for (const char* const dir : {"lower/gone", "upper", "work", "merged"}) {
+      tmp.mkdir(std::string("layers/") + dir);
+    }
+    ASSERT_EQ(::chdir("layers"), 0);
+    if (!mountOverlay("lower", "upper", "work", "merged")) {
+      std::puts("this kernel has no overlay file system");
+      return;
+    }
+    ASSERT_EQ(::chdir("merged/gone"), 0);
+    expectKind(".", true, Kind::Directory);
+    ASSERT_EQ(::rmdir("../gone"), 0);
+
+    expectKind(".", true, Kind::None);
+    expectKind("./", false, Kind::None);
   });
 }
 
@@ -235,6 +335,21 @@ TEST_F(PathStatusTest, IsAskedOfTheSystemOnce) {
       EXPECT_EQ(askedBy([&] { return Path::isFile(path, flag); }), lines(path));
     }
   }
+}
+
+TEST_F(PathStatusTest, NeedsTheCurrentDirectoryForADotOnly) {
+  tmp.mkdir("dir");
+  tmp.write("file", "text");
+
+  for (const char* const path : {"dir", "dir/", "dir/.", "file", "missing", "/", ".."}) {
+    static_cast<void>(Path(path, false).isDir());
+    static_cast<void>(Path(path, false).isFile());
+    static_cast<void>(Path(path, false).exists());
+  }
+  EXPECT_EQ(calledGetcwd, 0);
+
+  EXPECT_TRUE(Path(".", false).isDir());
+  EXPECT_EQ(calledGetcwd, 1);
 }
 
 TEST_F(PathStatusTest, IsAskedAboutTheNormalFormWhenToldToNormalise) {
@@ -333,6 +448,17 @@ TEST_F(PathStatusTest, IsNotNeededForTheCanonicalFormOfWhatExists) {
 
   EXPECT_EQ(askedBy([] { return Path("dir", true).canonical(); }), lines());
   EXPECT_EQ(askedBy([] { return Path("", true).canonical(); }), lines());
+}
+
+TEST_F(PathStatusTest, NeedsNoCurrentDirectoryForACanonicalForm) {
+  tmp.mkdir("dir");
+  tmp.link("dangling", "nowhere");
+
+  for (const char* const path : {"", ".", "dir", "missing", "dir/missing/x", "dangling/x", "/x"}) {
+    static_cast<void>(Path(path, false).canonical());
+  }
+
+  EXPECT_EQ(calledGetcwd, 0);
 }
 
 std::string levels(std::size_t count) {

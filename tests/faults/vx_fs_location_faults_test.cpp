@@ -9,10 +9,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <ostream>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace vx::test {
 namespace {
@@ -157,13 +159,19 @@ TEST(FailingCalls, ResDirInABundle) {
 
 // ---- The current, home and temporary directories -----------------------------------------------
 
+// The current directory has been removed only if getcwd says that it does not exist.
+const std::vector<int> kNotMissing = allCodesBut({ENOENT});
+
 TEST(FailingCalls, GetCurrentDir) {
   const Outcome clean = {.result = "true, {tmp}"};
   const Outcome removed = {.result = "false, ."};
   checkEveryFailure({
       .call = filling([](String& out) { return fs::getCurrentDir(out); }),
       .clean = clean,
-      .rules = {{"stat .", removed}, {"getcwd", removed}, {"realpath .", clean}},
+      .rules = {{"stat .", removed},
+                {"getcwd", removed, {ENOENT}},
+                {"getcwd", clean, kNotMissing},
+                {"realpath .", clean}},
       .calls = {"stat .", "getcwd", "realpath ."},
   });
 }
@@ -173,7 +181,8 @@ TEST(FailingCalls, CurrentDir) {
       .call = calling([] { return fs::currentDir(); }),
       .clean = {.result = "{tmp}"},
       .rules = {{"stat .", {.result = "."}},
-                {"getcwd", {.result = "."}},
+                {"getcwd", {.result = "."}, {ENOENT}},
+                {"getcwd", {.result = "{tmp}"}, kNotMissing},
                 {"realpath .", {.result = "{tmp}"}}},
   });
 }
@@ -208,8 +217,11 @@ TEST_F(FailingCallsAtHome, GetHomeDirWithoutAHome) {
   checkEveryFailure({
       .call = filling([](String& out) { return fs::getHomeDir(out); }),
       .clean = clean,
-      .rules =
-          {{"stat home", clean}, {"stat .", removed}, {"getcwd", removed}, {"realpath .", clean}},
+      .rules = {{"stat home", clean},
+                {"stat .", removed},
+                {"getcwd", removed, {ENOENT}},
+                {"getcwd", clean, kNotMissing},
+                {"realpath .", clean}},
   });
 }
 
@@ -287,7 +299,8 @@ TEST_F(FailingCallsForTemp, GetTempDirWhereThereIsNone) {
           {
               {"stat missing", clean},
               {"stat .", nothing},
-              {"getcwd", nothing},
+              {"getcwd", nothing, {ENOENT}},
+              {"getcwd", clean, kNotMissing},
               {"realpath*", clean},
           },
       .always = {"stat /var/tmp", "stat /tmp", "stat " + slashTmp_},
@@ -376,7 +389,8 @@ TEST_F(FailingCallsAtHome, KavraUserDirFallsBackToTheCurrentDir) {
               {"realpath*", fallsBack("{tmp}")},
               {"stat {tmp}/home/kavra", fallsBack("{tmp}")},
               {"stat .", fallsBack(".")},
-              {"getcwd", fallsBack(".")},
+              {"getcwd", fallsBack("."), {ENOENT}},
+              {"getcwd", fallsBack("{tmp}"), kNotMissing},
           },
   });
 }
@@ -632,7 +646,7 @@ TEST(FailingCalls, PathCanonical) {
               // A shorter prefix that exists leads to the same place.
               {"stat link/a", clean},
               {"stat link/a/x", clean},
-              {"realpath link/a", {.result = "link/a/x/y", .disk = disk}},
+              {"realpath link/a", {.result = "{tmp}/link/a/x/y", .disk = disk}},
           },
   });
 }

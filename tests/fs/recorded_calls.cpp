@@ -186,6 +186,7 @@ int __wrap_stat(const char* path, struct stat* status) {
     return __real_stat(path, status);
   }
   *status = {};
+  status->st_nlink = 1;
   status->st_mode = RecordedCalls::foundAt(path).value_or(0);
   return result(*outcome);
 }

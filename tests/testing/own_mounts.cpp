@@ -55,6 +55,12 @@ void mountMemory(const std::string& directory, const std::string& options) {
   ASSERT_EQ(::mount("none", directory.c_str(), "tmpfs", 0, options.c_str()), 0);
 }
 
+bool mountOverlay(const std::string& lower, const std::string& upper, const std::string& work,
+                  const std::string& merged) {
+  const std::string layers = "lowerdir=" + lower + ",upperdir=" + upper + ",workdir=" + work;
+  return ::mount("none", merged.c_str(), "overlay", 0, layers.c_str()) == 0;
+}
+
 void makeReadOnly(const std::string& directory) {
   ASSERT_EQ(::mount("none", directory.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
 }

@@ -22,6 +22,11 @@ void runWithOwnMounts(const std::function<void()>& body);
 /// Mounts an empty file system in memory on the existing directory. In such a child only.
 void mountMemory(const std::string& directory, const std::string& options);
 
+/// Mounts an overlay file system of these existing directories on `merged`. In such a child only.
+/// False where the kernel has none.
+[[nodiscard]] bool mountOverlay(const std::string& lower, const std::string& upper,
+                                const std::string& work, const std::string& merged);
+
 /// Makes what is mounted on the directory read-only. In such a child only.
 void makeReadOnly(const std::string& directory);
 
