@@ -1,4 +1,4 @@
-// ksz beside packing and unpacking: the demo scene, files, places and dialogs.
+// ksz besides archives: the demo scene, files, places, dialogs and the command line.
 
 #include "tests/integration/run_ksz.h"
 #include "tests/testing/child.h"
@@ -40,71 +40,35 @@ void expectFailure(const Outcome& outcome, const std::string& message) {
   EXPECT_EQ(outcome.err, message + "\n");
 }
 
-// ---- The demo scene -------------------------------------------------------------------------
+// ---- The demo scene ---------------------------------------------------------------------------
 
-/// The scene, packed and unpacked again under the name scene.
-class KszScene : public testing::Test {
- protected:
-  KszScene() {
-    std::filesystem::copy(VX_SCENE, tmp_.path("in"), std::filesystem::copy_options::recursive);
-    tmp_.mkdir("out");
-    packed_ = run(tmp_, {"pack", "out/scene.ksz", "in/lamp.ksa", "in/room.ksx", "in/res/bump.png",
-                         "in/res/wood.png", "in/res/Dämmerung.jpg"});
-    unpacked_ = run(tmp_, {"unpack", "out/scene.ksz"});
+TEST(KszScene, IsPackedUnpackedResolvedAndListed) {
+  const TempDir tmp;
+  std::filesystem::copy(VX_SCENE, tmp.path("in"), std::filesystem::copy_options::recursive);
+  tmp.mkdir("out");
+
+  expectSilentSuccess(
+      run(tmp, {"pack", "-q", "out/scene.ksz", "in/lamp.ksa", "in/room.ksx", "in/res/bump.png",
+                "in/res/wood.png", "in/res/D\u00e4mmerung.jpg"}));
+
+  EXPECT_EQ(run(tmp, {"unpack", "out/scene.ksz"}).out, tmp.path("out") +
+                                                           ":\n"
+                                                           "  lamp.ksa\n"
+                                                           "  res/D\u00e4mmerung.jpg\n"
+                                                           "  res/bump.png\n"
+                                                           "  res/wood.png\n"
+                                                           "  scene.ksx\n");
+  for (const std::string reference : {"res/D\u00e4mmerung.jpg", "res/wood.png", "lamp.ksa"}) {
+    EXPECT_EQ(run(tmp, {"resolve", reference, "--in", "out", "--ext", "png"}).out,
+              tmp.path("out/" + reference) + "\n");
   }
-
-  [[nodiscard]] const TempDir& tmp() const { return tmp_; }
-  [[nodiscard]] const Outcome& packed() const { return packed_; }
-  [[nodiscard]] const Outcome& unpacked() const { return unpacked_; }
-
- private:
-  TempDir tmp_;
-  Outcome packed_;
-  Outcome unpacked_;
-};
-
-TEST_F(KszScene, IsPackedAndUnpacked) {
-  EXPECT_EQ(packed().status, 0);
-  EXPECT_EQ(packed().err, "");
-  EXPECT_EQ(packed().out,
-            "  0% out/scene.ksz\n"
-            "  0% lamp.ksa\n"
-            " 20% room.ksx\n"
-            " 40% res/bump.png\n"
-            " 60% res/wood.png\n"
-            " 80% res/Dämmerung.jpg\n"
-            "100% out/scene.ksz\n");
-  EXPECT_EQ(unpacked().status, 0);
-  EXPECT_EQ(unpacked().err, "");
-  EXPECT_EQ(unpacked().out, tmp().path("out") +
-                                ":\n"
-                                "  lamp.ksa\n"
-                                "  scene.ksx\n"
-                                "  res/bump.png\n"
-                                "  res/wood.png\n"
-                                "  res/Dämmerung.jpg\n");
-}
-
-TEST_F(KszScene, HasReferencesThatAreFoundInWhatWasUnpacked) {
-  for (const std::string reference : {"res/Dämmerung.jpg", "res/wood.png", "lamp.ksa"}) {
-    const Outcome outcome = run(tmp(), {"resolve", reference, "--in", "out", "--ext", "png"});
-
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, tmp().path("out/" + reference) + "\n");
-    EXPECT_EQ(outcome.err, "");
-  }
-}
-
-TEST_F(KszScene, IsListed) {
-  const Outcome outcome = run(tmp(), {"ls", "out", "--ext", "ksx", "ksa", ".ksz"});
-
-  EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(outcome.out, "out/res/\nout/lamp.ksa\nout/scene.ksx\nout/scene.ksz\n");
+  EXPECT_EQ(run(tmp, {"ls", "out", "--ext", "ksx", "ksa", ".ksz"}).out,
+            "out/res/\nout/lamp.ksa\nout/scene.ksx\nout/scene.ksz\n");
 }
 
 // ---- resolve --------------------------------------------------------------------------------
 
-TEST(KszResolve, SearchesTheDirectoriesAndExtensionsInTheirOrder) {
+TEST(KszResolve, SearchesDirectoriesThenExtensionsInOrder) {
   const TempDir tmp;
   tmp.write("first/wood.jpg", "");
   tmp.write("second/wood.jpg", "");
@@ -119,7 +83,7 @@ TEST(KszResolve, SearchesTheDirectoriesAndExtensionsInTheirOrder) {
   EXPECT_EQ(byExtension.out, tmp.path("second/wood.png") + "\n");
 }
 
-TEST(KszResolve, FindsAReferenceAsItStandsWithoutAnyDirectory) {
+TEST(KszResolve, FindsAReferenceWithoutADirectory) {
   const TempDir tmp;
   tmp.write("wood.png", "");
 
@@ -129,7 +93,7 @@ TEST(KszResolve, FindsAReferenceAsItStandsWithoutAnyDirectory) {
   EXPECT_EQ(outcome.out, tmp.path("wood.png") + "\n");
 }
 
-TEST(KszResolve, SaysWhichReferenceIsFoundNowhere) {
+TEST(KszResolve, NamesAReferenceThatIsNotFound) {
   const TempDir tmp;
   tmp.write("in/wood.png", "");
 
@@ -140,7 +104,7 @@ TEST(KszResolve, SaysWhichReferenceIsFoundNowhere) {
 
 // ---- ls -------------------------------------------------------------------------------------
 
-TEST(KszLs, SortsDirectoriesAndThenTheFilesWithOneOfTheExtensions) {
+TEST(KszLs, SortsDirectoriesThenFilesByExtension) {
   const TempDir tmp;
   for (const std::string file : {"d/c.png", "d/B.PNG", "d/a.jpg", "d/notes.txt", "d/y/x.png"}) {
     tmp.write(file, "");
@@ -200,10 +164,20 @@ TEST(KszCp, CopiesAFile) {
   tmp.write("a", bytes);
   tmp.write("b", "old");
 
-  expectSilentSuccess(run(tmp, {"cp", "a", "b"}));
+  expectSilentSuccess(run(tmp, {"cp", "--force", "a", "b"}));
 
   EXPECT_EQ(tmp.read("a"), bytes);
   EXPECT_EQ(tmp.read("b"), bytes);
+}
+
+TEST(KszCp, KeepsAFileWithoutForce) {
+  const TempDir tmp;
+  tmp.write("a", "new");
+  tmp.write("b", "old");
+
+  expectFailure(run(tmp, {"cp", "a", "b"}), "ksz: already exists, use --force to overwrite it: b");
+
+  EXPECT_EQ(tmp.read("b"), "old");
 }
 
 TEST(KszCp, CopiesIntoADirectory) {
@@ -216,7 +190,7 @@ TEST(KszCp, CopiesIntoADirectory) {
   EXPECT_EQ(tmp.read("out/a.png"), "bytes");
 }
 
-TEST(KszCp, LeavesTheDestinationAloneWhenThereIsNothingToCopy) {
+TEST(KszCp, KeepsTheTargetWhenTheSourceIsMissing) {
   const TempDir tmp;
   tmp.write("b", "old");
   tmp.mkdir("d");
@@ -227,7 +201,7 @@ TEST(KszCp, LeavesTheDestinationAloneWhenThereIsNothingToCopy) {
   EXPECT_EQ(tmp.read("b"), "old");
 }
 
-TEST(KszCp, KeepsAFileThatIsCopiedToItselfByAnotherName) {
+TEST(KszCp, KeepsAFileThatIsCopiedToItself) {
   const TempDir tmp;
   tmp.write("a", "bytes");
   tmp.link("link", "a");
@@ -239,18 +213,18 @@ TEST(KszCp, KeepsAFileThatIsCopiedToItselfByAnotherName) {
   EXPECT_EQ(tmp.read("a"), "bytes");
 }
 
-TEST(KszCp, PassesOnWhatTheLibrarySaysOfNamesThatDifferInLetterCase) {
+TEST(KszCp, RefusesNamesThatDifferOnlyInCase) {
   const TempDir tmp;
   tmp.write("a", "new");
   tmp.write("A", "old");
 
-  expectFailure(run(tmp, {"cp", "a", "A"}),
-                "warning: Cannot copy 'a' to itself.\nksz: not a full copy: A");
+  expectFailure(run(tmp, {"cp", "--force", "a", "A"}),
+                "warning: Cannot copy 'a' to itself.\nksz: the copy is incomplete: A");
 
   EXPECT_EQ(tmp.read("A"), "old");
 }
 
-TEST(KszCp, LeavesTheDestinationAloneWhenTheFileCannotBeRead) {
+TEST(KszCp, KeepsTheTargetWhenTheSourceIsUnreadable) {
   const TempDir tmp;
   std::filesystem::permissions(tmp.write("d/a", "bytes"), std::filesystem::perms::none);
   tmp.write("d/b", "old");
@@ -263,19 +237,19 @@ TEST(KszCp, LeavesTheDestinationAloneWhenTheFileCannotBeRead) {
   EXPECT_EQ(tmp.read("d/b"), "old");
 }
 
-TEST(KszCp, SaysWhereItCannotWrite) {
+TEST(KszCp, NamesATargetThatCannotBeWritten) {
   const TempDir tmp;
   tmp.write("a", "bytes");
 
   expectFailure(run(tmp, {"cp", "a", "missing/b"}), "ksz: cannot be written: missing/b");
 }
 
-TEST(KszCp, NoticesACopyThatIsCutShort) {
+TEST(KszCp, ReportsAnIncompleteCopy) {
   const TempDir tmp;
   tmp.write("a", std::string(200'000, 'x'));
   const FileSizeLimit limit(4096);
 
-  expectFailure(run(tmp, {"cp", "a", "b"}), "ksz: not a full copy: b");
+  expectFailure(run(tmp, {"cp", "a", "b"}), "ksz: the copy is incomplete: b");
 }
 
 // ---- mv -------------------------------------------------------------------------------------
@@ -285,10 +259,22 @@ TEST(KszMv, RenamesAFileOverAnother) {
   tmp.write("a.txt", "new");
   tmp.write("b.txt", "old");
 
-  expectSilentSuccess(run(tmp, {"mv", "a.txt", "b.txt"}));
+  expectSilentSuccess(run(tmp, {"mv", "--force", "a.txt", "b.txt"}));
 
   EXPECT_EQ(tmp.entries(), lines("b.txt"));
   EXPECT_EQ(tmp.read("b.txt"), "new");
+}
+
+TEST(KszMv, KeepsAFileWithoutForce) {
+  const TempDir tmp;
+  tmp.write("a.txt", "new");
+  tmp.write("b.txt", "old");
+
+  expectFailure(run(tmp, {"mv", "a.txt", "b.txt"}),
+                "ksz: already exists, use --force to overwrite it: b.txt");
+
+  EXPECT_EQ(tmp.entries(), lines("a.txt", "b.txt"));
+  EXPECT_EQ(tmp.read("b.txt"), "old");
 }
 
 TEST(KszMv, MovesIntoADirectory) {
@@ -301,7 +287,7 @@ TEST(KszMv, MovesIntoADirectory) {
   EXPECT_EQ(tmp.entries(), lines("out/", "out/a.txt"));
 }
 
-TEST(KszMv, LeavesTheDestinationAloneWhenThereIsNothingToMove) {
+TEST(KszMv, KeepsTheTargetWhenTheSourceIsMissing) {
   const TempDir tmp;
   tmp.write("b", "old");
 
@@ -319,25 +305,26 @@ TEST(KszMv, KeepsAFileThatIsMovedToItself) {
   EXPECT_EQ(tmp.read("a"), "bytes");
 }
 
-TEST(KszMv, KeepsAFileThatIsCalledLikeTheBackup) {
+TEST(KszMv, KeepsAFileWithTheNameOfTheBackup) {
   const TempDir tmp;
   tmp.write("new.txt", "new");
   tmp.write("a.bak", "kept");
 
   expectFailure(run(tmp, {"mv", "new.txt", "a.txt"}),
-                "ksz: in the way of the backup that a move keeps: a.bak");
+                "ksz: has the name of the backup, rename it first: a.bak");
   expectFailure(run(tmp, {"mv", "a.bak", "a.txt"}),
-                "ksz: in the way of the backup that a move keeps: a.bak");
+                "ksz: has the name of the backup, rename it first: a.bak");
 
   EXPECT_EQ(tmp.entries(), lines("a.bak", "new.txt"));
   EXPECT_EQ(tmp.read("a.bak"), "kept");
 }
 
-TEST(KszMv, KeepsAFileThatWouldTakeTheNameOfABackup) {
+TEST(KszMv, RefusesATargetThatIsABackup) {
   const TempDir tmp;
   tmp.write("a.txt", "bytes");
 
-  expectFailure(run(tmp, {"mv", "a.txt", "b.bak"}), "ksz: a move cannot end at a backup: b.bak");
+  expectFailure(run(tmp, {"mv", "a.txt", "b.bak"}),
+                "ksz: a file cannot be moved to the name of a backup: b.bak");
 
   EXPECT_EQ(tmp.entries(), lines("a.txt"));
 }
@@ -397,7 +384,7 @@ TEST_F(KszWhere, ShowsEveryPlaceAndCreatesNothing) {
   EXPECT_EQ(tmp().entries(), lines("home/"));
 }
 
-TEST_F(KszWhere, ShowsTheProductsPlacesOnceTheyAreMade) {
+TEST_F(KszWhere, ShowsTheProductPlacesAfterCreatingThem) {
   const Outcome outcome = run(tmp(), {"where", "--create"});
 
   EXPECT_EQ(outcome.status, 0);
@@ -426,7 +413,7 @@ TEST_F(KszWhere, ShowsWhatIsMissingInTheUserDirectory) {
   EXPECT_EQ(line(outcome, "output"), "output       exists   " + tmp().path("chosen/output"));
 }
 
-TEST_F(KszWhere, FailsWithTheMessageWhenAProductDirectoryCannotBeMade) {
+TEST_F(KszWhere, FailsWhenADirectoryCannotBeCreated) {
   tmp().write("home/kavra/output", "in the way");
 
   const Outcome outcome = run(tmp(), {"where", "--create"});
@@ -438,7 +425,7 @@ TEST_F(KszWhere, FailsWithTheMessageWhenAProductDirectoryCannotBeMade) {
   EXPECT_TRUE(tmp().exists("home/kavra/preview"));
 }
 
-TEST_F(KszWhere, PassesOnWhatTheLibrarySaysOfAMissingHome) {
+TEST_F(KszWhere, WarnsAboutAMissingHomeDirectory) {
   const ScopedEnv home("HOME", tmp().path("mistyped"));
 
   const Outcome outcome = run(tmp(), {"where"});
@@ -534,7 +521,7 @@ TEST_F(KszPick, FailsWhenTheUserCancels) {
   }
 }
 
-TEST_F(KszPick, OpensNoDialogWithATextThatCouldRunACommand) {
+TEST_F(KszPick, RefusesATextThatCouldRunACommand) {
   for (const std::string text : {"it's", "a \"b\"", "`c`", "$(d)", "ends in \\", "tinyfd_query"}) {
     EXPECT_EQ(run(tmp(), {"pick", "open", "--title", text}).status, 2) << text;
     EXPECT_EQ(run(tmp(), {"pick", "open", "--about", text}).status, 2) << text;
@@ -543,7 +530,7 @@ TEST_F(KszPick, OpensNoDialogWithATextThatCouldRunACommand) {
   EXPECT_EQ(shown(), "no dialog");
 }
 
-TEST_F(KszPick, OpensNoDialogAtAPathThatCouldRunACommand) {
+TEST_F(KszPick, RefusesAPathThatCouldRunACommand) {
   tmp().mkdir("it's");
 
   expectFailure(run(tmp(), {"pick", "folder", "--at", "it's"}),
@@ -552,7 +539,7 @@ TEST_F(KszPick, OpensNoDialogAtAPathThatCouldRunACommand) {
   EXPECT_EQ(shown(), "no dialog");
 }
 
-TEST_F(KszPick, OpensNoDialogWithMoreTextThanTheLibraryHasRoomFor) {
+TEST_F(KszPick, RefusesTextsThatAreTooLong) {
   const std::string title(300, 't');
   const std::string about(300, 'a');
 
@@ -564,7 +551,7 @@ TEST_F(KszPick, OpensNoDialogWithMoreTextThanTheLibraryHasRoomFor) {
 
 // ---- The command line -----------------------------------------------------------------------
 
-TEST(KszCommandLine, RefusesACommandThatLacksAnArgumentOrIsMistyped) {
+TEST(KszCommandLine, RefusesAMistypedOrIncompleteCommand) {
   const TempDir tmp;
   const std::vector<std::vector<std::string>> wrong = {
       {"resolve"},           {"ls"},      {"cp"},
@@ -581,15 +568,24 @@ TEST(KszCommandLine, RefusesACommandThatLacksAnArgumentOrIsMistyped) {
   EXPECT_EQ(tmp.entries(), lines());
 }
 
-TEST(KszCommandLine, NamesTheCommandThatThereIsNot) {
+TEST(KszCommandLine, ShowsTheVersion) {
+  const TempDir tmp;
+
+  const Outcome outcome = run(tmp, {"--version"});
+
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "ksz " VX_VERSION "\n");
+}
+
+TEST(KszCommandLine, NamesAnUnknownCommand) {
   const TempDir tmp;
 
   const Outcome outcome = run(tmp, {"pakc", "a.ksz", "b"});
 
-  EXPECT_EQ(outcome.err, "there is no command pakc: ksz --help lists them\n");
+  EXPECT_EQ(outcome.err, "ksz: no such command, see ksz --help: pakc\n");
 }
 
-TEST(KszCommandLine, NamesTheKindsOfDialogWhenOneIsMistyped) {
+TEST(KszCommandLine, ListsTheKindsOfDialog) {
   const TempDir tmp;
 
   EXPECT_NE(run(tmp, {"pick", "mistyped"}).err.find("{open,several,folder,save}"),

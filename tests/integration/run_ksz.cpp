@@ -1,10 +1,12 @@
 #include "tests/integration/run_ksz.h"
 
 #include <array>
+#include <csignal>
 #include <cstddef>
 
 #include <fcntl.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,9 +28,8 @@ std::string readAll(int descriptor) {
   return text;
 }
 
-}  // namespace
-
-void become(const std::string& directory, std::vector<std::string> arguments) {
+/// Replaces the process by the program, in `directory`.
+[[noreturn]] void become(const std::string& directory, std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), VX_KSZ_PROGRAM);
   std::vector<char*> pointers;
   pointers.reserve(arguments.size() + 1);
@@ -41,6 +42,8 @@ void become(const std::string& directory, std::vector<std::string> arguments) {
   }
   _exit(127);
 }
+
+}  // namespace
 
 int statusOf(pid_t child) {
   int status = 0;
@@ -61,14 +64,30 @@ Outcome run(const TempDir& tmp, const std::vector<std::string>& arguments) {
   return {status, output.read("out"), output.read("err")};
 }
 
-Outcome runOnTerminal(const TempDir& tmp, const std::vector<std::string>& arguments) {
+Outcome runOnTerminal(const TempDir& tmp, const std::vector<std::string>& arguments,
+                      unsigned short columns) {
+  const winsize size = {.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
   int terminal = -1;
-  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
   if (child == 0) {
     become(tmp.path(), arguments);
   }
   const std::string out = readAll(terminal);
   return {statusOf(child), out, ""};
+}
+
+pid_t start(const TempDir& tmp, const std::vector<std::string>& arguments, int output) {
+  const pid_t child = fork();
+  if (child == 0) {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+      output == -1 ? close(stream) : dup2(output, stream);
+    }
+    // Ignored where the tests run in the background.
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGQUIT, SIG_DFL);
+    become(tmp.path(), arguments);
+  }
+  return child;
 }
 
 }  // namespace vx::test

@@ -11,7 +11,7 @@
 
 namespace vx::test {
 
-/// What a run leaves behind: the exit status, or 1000 and the signal that ended it, and the texts.
+/// The exit status of a run, or 1000 plus the signal that ended it, and what was written.
 struct Outcome {
   int status = 0;
   std::string out;
@@ -21,13 +21,14 @@ struct Outcome {
 /// Runs the program in the directory of `tmp`, its output not a terminal and its input empty.
 Outcome run(const TempDir& tmp, const std::vector<std::string>& arguments);
 
-/// Runs the program with all its output on a terminal of its own.
-Outcome runOnTerminal(const TempDir& tmp, const std::vector<std::string>& arguments);
+/// Runs the program with all its output on a terminal of its own, `columns` wide.
+Outcome runOnTerminal(const TempDir& tmp, const std::vector<std::string>& arguments,
+                      unsigned short columns = 80);
 
-/// Becomes the program, in `directory`.
-[[noreturn]] void become(const std::string& directory, std::vector<std::string> arguments);
+/// Starts the program with its output on `output`, or closed when that is -1.
+pid_t start(const TempDir& tmp, const std::vector<std::string>& arguments, int output);
 
-/// The status of a child that has ended, or does so now.
+/// Waits for the end of a child. @return as the status of an `Outcome`.
 int statusOf(pid_t child);
 
 }  // namespace vx::test

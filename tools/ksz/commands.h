@@ -1,5 +1,5 @@
-// The commands of ksz. Each does what was asked for, shows what comes of it, and returns the exit
-// status of the program: success, or a failure about which standard error says more.
+// The commands of ksz. Each shows its result on standard output and its errors on standard error,
+// and returns the exit status of the program.
 
 #pragma once
 
@@ -10,14 +10,19 @@
 
 namespace ksz {
 
+struct Options {
+  bool force = false;  ///< overwrites files
+  bool quiet = false;  ///< shows neither progress nor the files
+};
+
 // Archives
 
-/// Writes `files` to `archive`. Nothing stays there when one of them is missing, or when a signal
-/// ends the process.
-int pack(vx::String archive, vx::StringVector files);
+/// Writes `files` to `archive`. A failure or a signal leaves the archive that was there
+/// before, and no temporary file.
+int pack(vx::String archive, vx::StringVector files, Options options);
 
-/// Expands `archive` beside itself and shows what landed where.
-int unpack(vx::String archive);
+/// Extracts `archive` next to itself and shows the files. A signal leaves no file behind.
+int unpack(vx::String archive, Options options);
 
 // Files
 
@@ -25,11 +30,11 @@ int unpack(vx::String archive);
 int list(vx::String directory, vx::StringVector extensions);
 
 /// Copies the file `from` to `to`, or into it when it is a directory, and compares the two.
-int copy(vx::String from, vx::String to);
+int copy(vx::String from, vx::String to, Options options);
 
 /// Moves the file `from` to `to`, or into it when it is a directory. Refuses where the move would
-/// cost a file that is called like its backup.
-int move(vx::String from, vx::String to);
+/// remove a file that has the name of its backup.
+int move(vx::String from, vx::String to, Options options);
 
 // Places
 

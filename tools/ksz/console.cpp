@@ -3,84 +3,211 @@
 #include "core/vx_log.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
 
 namespace ksz {
 namespace {
 
-constexpr int kBarWidth = 30;
+constexpr std::size_t kBarWidth = 30;
 constexpr std::size_t kNameWidth = 40;
+constexpr std::size_t kDefaultColumns = 80;
 constexpr const char* kEraseLine = "\r\033[K";
 
-/// The first `kNameWidth` characters of a UTF-8 text, since a line that wraps cannot be redrawn.
-std::string clipped(std::string text) {
-  std::size_t characters = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool continues = (static_cast<unsigned char>(text[i]) & 0xc0) == 0x80;
-    if (!continues && characters++ == kNameWidth) {
-      text.resize(i);
-    }
-  }
-  return text;
+// ---- Text -------------------------------------------------------------------------------------
+
+unsigned char byteAt(std::string_view text, std::size_t index) {
+  return index < text.size() ? static_cast<unsigned char>(text[index]) : 0;
 }
 
-void print(vx::LogLevel level, vx::String line) {
+/// The length that the first byte of a UTF-8 character announces; 0 for any other byte.
+std::size_t announcedLength(unsigned char byte) {
+  if (byte < 0x80) {
+    return 1;
+  }
+  if (byte < 0xc2 || byte > 0xf4) {
+    return 0;
+  }
+  return byte < 0xe0 ? 2 : byte < 0xf0 ? 3 : 4;
+}
+
+/// The length of the character at the start of `text`; 1 for a byte that is not part of one.
+std::size_t characterLength(std::string_view text) {
+  const unsigned char first = byteAt(text, 0);
+  const unsigned char second = byteAt(text, 1);
+  const std::size_t length = announcedLength(first);
+  const bool isOverlong = (first == 0xe0 && second < 0xa0) || (first == 0xf0 && second < 0x90);
+  if (length == 0 || isOverlong) {
+    return 1;
+  }
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byteAt(text, i) & 0xc0) != 0x80) {
+      return 1;
+    }
+  }
+  return length;
+}
+
+bool isControl(std::string_view character) {
+  const unsigned char first = byteAt(character, 0);
+  if (character.size() == 1) {
+    return first < 0x20 || (first >= 0x7f && first < 0xa0);
+  }
+  return first == 0xc2 && byteAt(character, 1) < 0xa0;
+}
+
+/// The columns that a character takes at most: wide ones are from U+1100 on.
+std::size_t columnsOf(std::string_view character) {
+  return character.size() >= 3 ? 2 : 1;
+}
+
+/// The start of `text` that fits into `columns`.
+std::string clipped(const std::string& text, std::size_t columns) {
+  std::string_view rest = text;
+  std::size_t used = 0;
+  while (!rest.empty()) {
+    const std::string_view character = rest.substr(0, characterLength(rest));
+    used += columnsOf(character);
+    if (used > columns) {
+      break;
+    }
+    rest.remove_prefix(character.size());
+  }
+  return text.substr(0, text.size() - rest.size());
+}
+
+/// Replaces every `from` in `line` by `to`.
+std::string replaced(std::string line, std::string_view from, std::string_view to) {
+  std::size_t found = from.empty() ? std::string::npos : line.find(from);
+  while (found != std::string::npos) {
+    line.replace(found, from.size(), to);
+    found = line.find(from, found + to.size());
+  }
+  return line;
+}
+
+// ---- The bar ----------------------------------------------------------------------------------
+
+/// The columns of the terminal, one of which stays free: in some terminals the cursor moves to the
+/// next line when the last column is written. Asked each time, since a window can be resized.
+std::size_t freeColumns() {
+  winsize size = {};
+  const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return (known ? size.ws_col : kDefaultColumns) - 1;
+}
+
+/// "[####    ]  50% name", without the bar where the terminal is narrow.
+std::string line(double fraction, const std::string& name, std::size_t columns) {
+  constexpr std::size_t kAround = sizeof("[]  50% ") - 1;
+  constexpr std::size_t kNarrowestName = 12;
+  constexpr std::size_t kNarrowestBar = 5;
+  const std::size_t taken = kAround + std::min(name.size(), kNarrowestName);
+  const std::size_t room = columns > taken ? columns - taken : 0;
+  const std::size_t width = std::min(kBarWidth, room);
+  std::string text;
+  if (width >= kNarrowestBar) {
+    const auto filled = static_cast<std::size_t>(fraction * static_cast<double>(width));
+    text = "[" + std::string(filled, '#') + std::string(width - filled, ' ') + "] ";
+  }
+  const std::string percent = std::to_string(static_cast<int>(fraction * 100));
+  text += std::string(3 - percent.size(), ' ') + percent + "% ";
+  const std::size_t left = columns > text.size() ? columns - text.size() : 0;
+  return clipped(text + clipped(name, std::min(left, kNameWidth)), columns);
+}
+
+void print(vx::LogLevel level, const std::string& line) {
   const char* const prefix = level == vx::LogLevel::Error ? "error" : "warning";
-  std::fprintf(stderr, "%s: %s\n", prefix, printable(line).c_str());
+  std::fprintf(stderr, "%s: %s\n", prefix, printable(text(line)).c_str());
 }
 
 }  // namespace
 
+vx::String text(const std::string& value) {
+  return vx::String(std::string_view(value));
+}
+
 std::string printable(vx::String text) {
-  std::string shown(text.view());
-  const auto isControl = [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; };
-  std::replace_if(shown.begin(), shown.end(), isControl, '?');
+  std::string shown;
+  std::string_view rest = text.view();
+  while (!rest.empty()) {
+    const std::string_view character = rest.substr(0, characterLength(rest));
+    shown += isControl(character) ? "?" : character;
+    rest.remove_prefix(character.size());
+  }
   return shown;
 }
 
-int fail(const char* reason, vx::String name) {
+void complain(const char* reason, vx::String name) {
   std::fprintf(stderr, "ksz: %s: %s\n", reason, printable(name).c_str());
+}
+
+int fail(const char* reason, vx::String name) {
+  complain(reason, name);
+  return kExitFailure;
+}
+
+void openClosedStreams() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) == -1) {
+      open("/dev/null", O_RDWR);  // takes the lowest descriptor that is free
+    }
+  }
+}
+
+int finishOutput(int status) {
+  errno = 0;
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
+    return status;
+  }
+  std::fprintf(stderr, "ksz: standard output cannot be written: %s\n", std::strerror(errno));
   return kExitFailure;
 }
 
 void Progress::show(double fraction, vx::String file) const {
-  const int percent = static_cast<int>(fraction * 100);
-  if (!onTerminal_) {
-    std::printf("%3d%% %s\n", percent, printable(file).c_str());
-  } else {
-    const std::string filled(static_cast<std::size_t>(fraction * kBarWidth), '#');
-    std::printf("%s[%-*s] %3d%% %s", kEraseLine, kBarWidth, filled.c_str(), percent,
-                clipped(printable(file)).c_str());
+  if (quiet_) {
+    return;
   }
-  std::fflush(stdout);
+  const std::string name = printable(file);
+  if (onTerminal_) {
+    std::fprintf(stderr, "%s%s", kEraseLine, line(fraction, name, freeColumns()).c_str());
+  } else {
+    std::fprintf(stderr, "%3d%% %s\n", static_cast<int>(fraction * 100), name.c_str());
+  }
 }
 
 void Progress::erase() const {
-  if (onTerminal_) {
-    std::printf("%s", kEraseLine);
-    std::fflush(stdout);
+  if (onTerminal_ && !quiet_) {
+    std::fputs(kEraseLine, stderr);
   }
 }
 
 void Progress::complete(vx::String file) const {
   show(1.0, file);
-  if (onTerminal_) {
-    std::printf("\n");
+  if (onTerminal_ && !quiet_) {
+    std::fputs("\n", stderr);
   }
 }
 
-Messages::Messages() {
-  vx::setLogSink([this](vx::LogLevel level, vx::String line) {
-    print(level, line);
+Messages::Messages() : Messages("", "") {}
+
+Messages::Messages(vx::String from, vx::String to) {
+  vx::setLogSink([this, from, to](vx::LogLevel level, vx::String line) {
+    print(level, replaced(std::string(line.view()), from.view(), to.view()));
     ++count_;
   });
 }
 
-Messages::Messages(const Progress& progress) {
-  vx::setLogSink([this, &progress](vx::LogLevel level, vx::String line) {
+Messages::Messages(const Progress& progress, vx::String from, vx::String to) {
+  vx::setLogSink([this, &progress, from, to](vx::LogLevel level, vx::String line) {
     progress.erase();
-    print(level, line);
+    print(level, replaced(std::string(line.view()), from.view(), to.view()));
     ++count_;
   });
 }

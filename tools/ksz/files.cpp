@@ -2,6 +2,7 @@
 #include "fs/vx_fs.h"
 #include "tools/ksz/commands.h"
 #include "tools/ksz/console.h"
+#include "tools/ksz/overwrite.h"
 
 #include <algorithm>
 #include <array>
@@ -22,7 +23,7 @@ void printSorted(vx::StringVector paths, const char* mark) {
   }
 }
 
-/// Where a file goes that is sent to `to`.
+/// The path that a file gets when it is copied or moved to `to`.
 vx::String destination(vx::String from, vx::String to) {
   return vx::fs::isDir(to) ? vx::Path::join(to, vx::Path(from, true).file(/*withExt=*/true)) : to;
 }
@@ -74,31 +75,34 @@ int list(vx::String directory, vx::StringVector extensions) {
   return EXIT_SUCCESS;
 }
 
-int copy(vx::String from, vx::String to) {
+int copy(vx::String from, vx::String to, Options options) {
   const Messages messages;
   if (!vx::fs::isFile(from)) {
     return fail("no such file", from);
   }
-  // The library would leave an empty file in place of the destination.
+  // The library would replace the destination by an empty file.
   if (!isReadable(from)) {
     return fail("cannot be read", from);
   }
   const vx::String target = destination(from, to);
-  // The library tells one file from two by their spelling alone.
+  // The library compares only the spelling of the paths.
   if (areOneFile(from, target)) {
     return fail("cannot be copied to itself", from);
+  }
+  if (!canOverwrite(target, options.force)) {
+    return kExitFailure;
   }
   if (!vx::fs::copyFile(from, target)) {
     return fail("cannot be written", target);
   }
-  // It answers whether there is a file, not whether it is a full copy.
+  // The result tells whether there is a file, not whether the copy is complete.
   if (!holdTheSame(from, target)) {
-    return fail("not a full copy", target);
+    return fail("the copy is incomplete", target);
   }
   return messages.none() ? EXIT_SUCCESS : kExitFailure;
 }
 
-int move(vx::String from, vx::String to) {
+int move(vx::String from, vx::String to, Options options) {
   const Messages messages;
   if (!vx::fs::isFile(from)) {
     return fail("no such file", from);
@@ -107,13 +111,8 @@ int move(vx::String from, vx::String to) {
   if (areOneFile(from, target)) {
     return fail("cannot be moved to itself", from);
   }
-  // The library keeps the old file under this name until the new one stands, then removes it.
-  const vx::String backup = vx::Path::changeExt(target, ".bak");
-  if (backup == target) {
-    return fail("a move cannot end at a backup", target);
-  }
-  if (vx::fs::exists(backup)) {
-    return fail("in the way of the backup that a move keeps", backup);
+  if (!canMoveTo(target, options.force)) {
+    return kExitFailure;
   }
   if (!vx::fs::moveFile(from, target)) {
     return fail("cannot be moved", from);

@@ -1,15 +1,12 @@
-// ksz: packs the files of a scene into a ksz archive and unpacks one beside itself, and shows what
-// else vx::fs does for an application.
+// ksz packs the files of a scene into a ksz archive, unpacks one next to itself, and offers other
+// functions of vx::fs on the command line.
 //
 //   ksz pack room.ksz room.ksx lamp.ksa res/*.png
 //   ksz unpack room.ksz
 //   ksz resolve res/wood.png --in . ~/textures --ext png jpg
 //
-// All work on files goes through vx::fs, whose own messages say what went wrong. The exit status is
-// 0 when everything asked for was done, 1 when something was not, 2 for a wrong command line, and
-// 128 plus the signal's number after a signal.
-//
-// This is the command line; the commands are in the folder ksz.
+// The exit status is 0 on success, 1 on failure and 2 for a wrong command line. A signal ends the
+// program after it has removed its temporary files.
 
 #include "core/vx_path.h"
 #include "core/vx_string.h"
@@ -19,6 +16,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -36,9 +34,9 @@ constexpr const char* kExamples = R"(Examples:
   ksz ls res --ext png jpg
   ksz pick several --title "Add textures" --ext png jpg
 
-"ksz COMMAND --help" tells more about a command.)";
+After "--" everything is a file name. "ksz COMMAND --help" shows the options of a command.)";
 
-/// What the command line says; each command uses its part.
+/// The values of the command line, of which each command uses some.
 struct Arguments {
   std::string archive;
   std::vector<std::string> files;
@@ -53,16 +51,13 @@ struct Arguments {
   std::string title = "ksz";
   std::string start;
   std::string description;
+  ksz::Options options;
 };
-
-vx::String text(const std::string& value) {
-  return vx::String(std::string_view(value));
-}
 
 vx::StringVector list(const std::vector<std::string>& values) {
   vx::StringVector texts;
   for (const std::string& value : values) {
-    texts.push_back(text(value));
+    texts.push_back(ksz::text(value));
   }
   return texts;
 }
@@ -79,8 +74,29 @@ ksz::Choice choice(const std::string& kind) {
 
 /// Guards the file that comes first when the name of the archive was forgotten.
 std::string requireKsz(const std::string& name) {
-  const vx::String extension = vx::Path::ext(text(name), true);
+  const vx::String extension = vx::Path::ext(ksz::text(name), true);
   return extension.compareNoCase(".ksz") == 0 ? "" : "the archive's name must end in .ksz: " + name;
+}
+
+/// The arguments of `pack` without "--", and with "./" before each name after it that looks like an
+/// option: CLI11 takes "--" only before the last required name. Other arguments are left alone.
+std::vector<std::string> withPlainNames(std::vector<std::string> arguments) {
+  auto mark = std::find(arguments.begin(), arguments.end(), "--");
+  if (mark == arguments.end() || arguments.front() != "pack") {
+    return arguments;
+  }
+  for (mark = arguments.erase(mark); mark != arguments.end(); ++mark) {
+    if (mark->starts_with('-')) {
+      mark->insert(0, "./");
+    }
+  }
+  return arguments;
+}
+
+/// CLI11 takes the last argument first.
+std::vector<std::string> reversed(std::vector<std::string> arguments) {
+  std::reverse(arguments.begin(), arguments.end());
+  return arguments;
 }
 
 /// The program's commands. Parsing the command line fills `arguments` and sets `run` to the one
@@ -89,6 +105,7 @@ class CommandLine {
  public:
   CommandLine() {
     app_.require_subcommand(1);
+    app_.set_version_flag("--version", "ksz " KSZ_VERSION);
     addArchiveCommands();
     addFileCommands();
     addPlaceCommands();
@@ -98,15 +115,14 @@ class CommandLine {
 
   int runWith(int argc, char** argv) {
     try {
-      app_.parse(argc, argv);
+      app_.parse(reversed(withPlainNames({argv + 1, argv + argc})));
     } catch (const CLI::RequiredError& error) {
       // What is left over would have been the command.
       const std::vector<std::string> left = app_.remaining();
       if (left.empty()) {
         return exitFor(error);
       }
-      std::fprintf(stderr, "there is no command %s: ksz --help lists them\n",
-                   ksz::printable(text(left.front())).c_str());
+      ksz::complain("no such command, see ksz --help", ksz::text(left.front()));
       return ksz::kExitUsage;
     } catch (const CLI::ParseError& error) {
       return exitFor(error);
@@ -127,43 +143,52 @@ class CommandLine {
 
   void addArchiveCommands() {
     CLI::App& pack = add("pack", "Write an archive from files", [this] {
-      return ksz::pack(text(arguments_.archive), list(arguments_.files));
+      return ksz::pack(ksz::text(arguments_.archive), list(arguments_.files), arguments_.options);
     });
     pack.add_option("OUT.ksz", arguments_.archive, "The archive to write")
         ->required()
         ->check(requireKsz);
     pack.add_option("FILE", arguments_.files, "The scene, its materials and resources")->required();
+    addForce(pack);
+    addQuiet(pack, "Show no progress");
 
-    CLI::App& unpack = add("unpack", "Expand an archive beside itself",
-                           [this] { return ksz::unpack(text(arguments_.archive)); });
+    CLI::App& unpack = add("unpack", "Extract an archive next to itself", [this] {
+      return ksz::unpack(ksz::text(arguments_.archive), arguments_.options);
+    });
     unpack.add_option("ARCHIVE", arguments_.archive, "The archive to read")->required();
+    addForce(unpack);
+    addQuiet(unpack, "Do not list the files");
   }
 
   void addFileCommands() {
-    CLI::App& ls =
-        add("ls", "List the subdirectories of a directory, and its files by extension",
-            [this] { return ksz::list(text(arguments_.directory), list(arguments_.extensions)); });
+    CLI::App& ls = add(
+        "ls", "List the subdirectories of a directory, and its files by extension",
+        [this] { return ksz::list(ksz::text(arguments_.directory), list(arguments_.extensions)); });
     ls.add_option("DIR", arguments_.directory, "The directory")->required();
-    addExtensions(ls, "Files with one of these are listed; without any, no files are");
+    addExtensions(ls, "The extensions of the files to list; none are listed without");
 
-    CLI::App& cp = add("cp", "Copy the bytes of a file and compare the two",
-                       [this] { return ksz::copy(text(arguments_.from), text(arguments_.to)); });
+    CLI::App& cp = add("cp", "Copy the bytes of a file and check the copy", [this] {
+      return ksz::copy(ksz::text(arguments_.from), ksz::text(arguments_.to), arguments_.options);
+    });
     cp.add_option("FROM", arguments_.from, "The file")->required();
     cp.add_option("TO", arguments_.to, "Its copy, or the directory for it")->required();
+    addForce(cp);
 
-    CLI::App& mv = add("mv", "Rename a file, keeping what it replaces until that has succeeded",
-                       [this] { return ksz::move(text(arguments_.from), text(arguments_.to)); });
+    CLI::App& mv = add("mv", "Rename a file", [this] {
+      return ksz::move(ksz::text(arguments_.from), ksz::text(arguments_.to), arguments_.options);
+    });
     mv.add_option("FROM", arguments_.from, "The file")->required();
     mv.add_option("TO", arguments_.to, "Its new name, or the directory for it")->required();
+    addForce(mv);
   }
 
   void addPlaceCommands() {
-    CLI::App& where = add("where", "Show every well-known location, and which exist",
+    CLI::App& where = add("where", "Show every well-known location and whether it exists",
                           [this] { return ksz::where(arguments_.create); });
-    where.add_flag("--create", arguments_.create, "Make the product's directories first");
+    where.add_flag("--create", arguments_.create, "Create the product's directories first");
 
     CLI::App& resolve = add("resolve", "Find the file that a stored reference means", [this] {
-      return ksz::resolve(text(arguments_.reference), list(arguments_.directories),
+      return ksz::resolve(ksz::text(arguments_.reference), list(arguments_.directories),
                           list(arguments_.extensions));
     });
     resolve
@@ -177,9 +202,9 @@ class CommandLine {
 
   void addPick() {
     CLI::App& pick = add("pick", "Choose in a dialog", [this] {
-      return ksz::pick(choice(arguments_.kind), {.title = text(arguments_.title),
-                                                 .start = text(arguments_.start),
-                                                 .description = text(arguments_.description),
+      return ksz::pick(choice(arguments_.kind), {.title = ksz::text(arguments_.title),
+                                                 .start = ksz::text(arguments_.start),
+                                                 .description = ksz::text(arguments_.description),
                                                  .extensions = list(arguments_.extensions)});
     });
     pick.add_option("KIND", arguments_.kind, "One file, several, a folder, or a file to write")
@@ -197,12 +222,21 @@ class CommandLine {
     addExtensions(pick, "The files to offer")->check(ksz::dialogTextTrouble);
   }
 
+  void addForce(CLI::App& command) {
+    command.add_flag("--force", arguments_.options.force, "Overwrite files");
+  }
+
+  void addQuiet(CLI::App& command, const char* meaning) {
+    command.add_flag("-q,--quiet", arguments_.options.quiet, meaning);
+  }
+
   CLI::Option* addExtensions(CLI::App& command, const char* meaning) {
     return command.add_option("--ext", arguments_.extensions, meaning)->type_name("EXT");
   }
 
   CLI::App app_{
-      "Packs the files of a scene into a ksz archive, unpacks one beside itself, and more.", "ksz"};
+      "Packs the files of a scene into a ksz archive, unpacks one next to itself, and more.",
+      "ksz"};
   Arguments arguments_;
   std::function<int()> run_;
 };
@@ -210,8 +244,9 @@ class CommandLine {
 }  // namespace
 
 int main(int argc, char** argv) {
+  ksz::openClosedStreams();
   try {
-    return CommandLine().runWith(argc, argv);
+    return ksz::finishOutput(CommandLine().runWith(argc, argv));
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "ksz: %s\n", failure.what());
     return ksz::kExitFailure;
