@@ -1,21 +1,18 @@
 // Files, directories, well-known locations, zip archives and native file dialogs.
 //
-// One flat set of functions without state of its own. The rules that all of them share:
-//
-// - Text is UTF-8, handed to the system unchanged. The path separator is "/"; relative paths start
-//   at the process's current directory. Values go in and come out: nothing that a function does to
-//   its arguments is seen by the caller.
-// - Failure is the result: false, an empty string, an empty list. Nothing is thrown on the module's
-//   own account; an exception of a caller's callback passes through. Where a function reports more,
-//   its comment says so: a line in the log (vx_log.h) or a record in the current error
-//   (vx_error.h). A function whose comment names neither logs nothing and leaves the current error
-//   alone.
-// - Nothing is kept between calls: no cache, no handle, no lock. Every function runs to its end on
-//   the calling thread, and may run on several threads at once as long as they work on different
-//   files. Two that work on the same ones race as the system calls beneath do.
-// - `errno` after a call is unspecified, but for the stdio family, which leaves it as the library
-//   call did.
+// - Text is UTF-8 and goes to the system unchanged. The system stops reading a path at its first
+//   NUL; `Path` sees all of it. The path separator is "/". Relative paths start at the current
+//   directory. Arguments are values: the caller's own are never changed.
+// - A function reports failure through its result: false, an empty string, an empty list. Nothing
+//   is thrown except on out-of-memory; an exception of a caller's callback passes through. A
+//   function that also logs (vx_log.h) or sets the current error (vx_error.h) says so in its
+//   comment.
+// - No state is kept between calls, apart from the log and the current error.
+// - Every function runs on the calling thread. Calls on several threads are safe if they work on
+//   different files and no thread changes the current directory or the environment meanwhile.
+// - `errno` after a call is unspecified, except that stdio leaves it as the library call did.
 // - "File" and "directory" mean what `isFile` and `isDir` say, which follow symbolic links.
+// - Calls named in parentheses, like (stat, mkdir), are the system or library calls that are made.
 
 #pragma once
 
@@ -29,27 +26,27 @@
 namespace vx::fs {
 
 // ---------------------------------------------------------------------------------------------
-// Standard I/O with `String` paths. Each makes exactly the one library call that it is named after
-// and passes its result on, except where said. The caller owns the stream.
+// Standard I/O with `String` paths. Each function makes exactly one library call and returns its
+// result, except where noted. The caller owns the stream.
 
 /// Opens `path` (fopen). @return the stream, null on failure.
 [[nodiscard]] FILE* Fopen(String path, String mode);
 
-/// Reopens `stream` on `path` (freopen). @return the stream, null on failure, when it is closed.
+/// Reopens `stream` on `path` (freopen). @return the stream; null on failure, when it is closed.
 FILE* Freopen(String path, String mode, FILE* stream);
 
-/// Closes `stream` (fclose). @return 0, or EOF on failure; the stream is gone either way.
+/// Closes `stream` (fclose). @return 0, or EOF on failure; the stream is closed either way.
 int Fclose(FILE* stream);
 
 /// Removes the file or the empty directory `path` (remove).
-/// @return true on success: unlike `Frename`, not the library's own result.
+/// @return true on success, not the library's result; compare `Frename`.
 bool Fremove(String path);
 
-/// Moves the position by `offset` bytes from `whence`, SEEK_SET, SEEK_CUR or SEEK_END (fseeko, with
+/// Moves the position by `offset` bytes from `whence`: SEEK_SET, SEEK_CUR or SEEK_END (fseeko, with
 /// 64-bit offsets everywhere). @return 0, or -1 on failure.
 int Fseek(FILE* stream, long long offset, int whence);
 
-/// The position in bytes (ftello, with 64-bit offsets everywhere), -1 on failure.
+/// Returns the position in bytes, -1 on failure (ftello, with 64-bit offsets everywhere).
 [[nodiscard]] long long Ftell(FILE* stream);
 
 /// Reads up to `count` items of `size` bytes (fread). @return the number of whole items read.
@@ -58,338 +55,349 @@ std::size_t Fread(void* buffer, std::size_t size, std::size_t count, FILE* strea
 /// Writes `count` items of `size` bytes (fwrite). @return the number of whole items written.
 std::size_t Fwrite(const void* buffer, std::size_t size, std::size_t count, FILE* stream);
 
-/// Writes out what the stream has buffered (fflush); of all streams when it is null.
+/// Writes out the buffer of `stream`, or of all streams when it is null (fflush).
 /// @return 0, or EOF on failure.
 int Fflush(FILE* stream);
 
-/// Renames `from` to `to`, replacing what is there (rename).
-/// @return 0 on success and -1 on failure, the library's own result: unlike `Fremove`, false when
-///   read as a truth value on success.
+/// Renames `from` to `to` and replaces what is there (rename).
+/// @return 0 on success and -1 on failure, the library's own result. Unlike with `Fremove`, success
+///   is false as a truth value.
 int Frename(String from, String to);
 
-// Status queries. Each takes the normal form of the path (`Path::normalize`), then asks the system
-// (stat); one that cannot be examined does not exist. The empty path is answered without asking.
+// Status queries. Each normalizes the path (`Path::normalize`) and makes one stat call. An entry
+// that cannot be examined does not exist. The empty path does not exist, and makes no call.
 
-/// Whether `path` names an existing entry whose mode has the directory bit: a directory, or a block
-/// device or socket, whose type shares that bit.
+/// Returns whether `path` exists and its mode has the directory bit: a directory, or a block device
+/// or socket, whose types share that bit.
 [[nodiscard]] bool isDir(String path);
 
-/// Whether `path` names an existing entry whose mode lacks the directory bit: a regular file, a
-/// character device, a FIFO.
+/// Returns whether `path` exists and its mode lacks the directory bit: a regular file, a character
+/// device or a FIFO.
 [[nodiscard]] bool isFile(String path);
 
-/// Whether `path` names an existing entry: `isDir`, or else `isFile`, at the cost of one or two
-/// status queries.
+/// Returns whether `path` exists: `isDir`, or else `isFile` (one or two stat calls).
 [[nodiscard]] bool exists(String path);
 
 // ---------------------------------------------------------------------------------------------
 // Directories and removal
 
-/// Creates the directory `path` and every missing level above it (stat, mkdir).
+/// Creates the directory `path`, including any missing parents, like `mkdir -p` (stat, mkdir).
 ///
 ///   mkDir("a/b/c") => true; a, a/b and a/b/c exist
-///   mkDir("a")     => true; it was there, nothing is done
+///   mkDir("a")     => true; it existed, nothing is done
 ///   mkDir("f")     => false; f is a file, nothing is logged
 ///   mkDir("f/x")   => false; logs "Failed to create dir: f [err: File exists]."
 ///   mkDir("")      => false; nothing is logged
 ///
-/// New levels get mode 0777 less the umask. Levels made before a failure stay. A level that another
-/// process creates in the meantime counts as a failure. Each level that is tried replaces the
-/// current error, context "mkDir", also when it succeeds (code 0, no message); where nothing needs
-/// creating the current error is left alone.
+/// New directories get mode 0777 minus the umask. Directories created before a failure are not
+/// removed. If another process creates one of them at the same time, the call fails. Each mkdir
+/// call replaces the current error (context "mkDir"), with code 0 and no message on success. When
+/// nothing has to be created, the current error is left alone.
 ///
-/// @param path in normal form, relative to the current directory unless it begins with a slash or,
-///   here alone, a backslash, which starts the walk at the root and stays part of the first name.
-/// @return true when `path` is a directory on return. False and silent when it is empty or names
-///   anything else that exists. False with one error line when a level cannot be created ("Failed
-///   to create dir: %s [err: %s].", that level and the system's text) or when there is no level to
-///   create ("Cannot split path for mkDir: %s.", the normal form).
+/// The path is normalized first, so "link/../x" is "x" next to the link. A path that begins with a
+/// backslash is tested as given but created at the root, with the backslash as part of the first
+/// name: true then does not mean that `isDir(path)` is true.
+///
+/// @return true when the normalized path is a directory. False and silent when `path` is empty or
+///   names something else. False with one error line when a directory cannot be created ("Failed to
+///   create dir: %s [err: %s].", that directory and the system's text) or when the path has no
+///   component ("Cannot split path for mkDir: %s.", the normalized path).
 bool mkDir(String path);
 
-/// Removes the empty directory `path` (stat, rmdir); never what a directory holds.
+/// Removes the empty directory `path` (stat, rmdir). The content of a directory is never removed.
 ///
-/// An attempt replaces the current error, context "rmDir", also when it succeeds (code 0, no
-/// message). A symbolic link to a directory stands for that directory: it is the one removed.
+/// Each rmdir call replaces the current error (context "rmDir"), with code 0 and no message on
+/// success. For a symbolic link to a directory, that directory is removed, not the link.
 ///
-/// @return true when there is no directory at `path` on return, also when there was none. False and
-///   silent when `path` is empty. False with one error line when it is a file ("rmDir called for
-///   file: %s.", the normal form) or cannot be removed ("Failed to remove dir: %s [err: %s].", the
-///   canonical form and the system's text).
+/// @return true when `path` is not a directory afterwards. False and silent when `path` is empty.
+///   False with one error line when it is a file ("rmDir called for file: %s.", the normalized
+///   path) or cannot be removed ("Failed to remove dir: %s [err: %s].", the canonical path and the
+///   system's text).
 bool rmDir(String path);
 
 /// Removes the file `path` (stat, remove).
 ///
-/// The test takes the normal form, the removal the text as given.
+/// The test uses the normalized path, the removal the path as given. The two can name different
+/// files when the path has ".." after a symbolic link.
 ///
-/// @return true when there was no file at `path` or it has been removed; a directory counts as no
-///   file and stays. False and silent when the removal fails.
+/// @return true when there was no file at `path`, or it has been removed. A directory is not a file
+///   and remains. False and silent when the removal fails.
 bool rmFile(String path);
 
 // ---------------------------------------------------------------------------------------------
-// Copy and move, of single files: the source is never a directory, and none is created. The tests
-// whether something is a file take the normal form; every other call gets the text as given.
+// Copy and move of single files. The source must be a file; no directory is created. The tests for
+// a file use the normalized path; every other call gets the path as given.
 
-/// Copies the bytes of the file `src` to `dst`, replacing a file that is there.
+/// Copies the bytes of the file `src` to `dst`, after removing a file at `dst`.
 ///
-/// Only bytes are copied: no mode, no times. The copy goes through the standard library's file
-/// streams, whose state nobody looks at. So the result says only that a file stands at `dst`, not
-/// that it is a full copy: a source that cannot be opened leaves an empty file, and a full disk a
-/// short one, both with true. A caller that must know compares.
+/// Mode and times are not copied. The streams' error state is not checked: true does not mean that
+/// the copy is complete. A source that cannot be opened gives an empty file, a full disk a short
+/// one.
 ///
-/// Texts that are equal but for letter case count as the same file, on every file system: nothing
-/// is done and "Cannot copy '%s' to itself." is logged as a warning, with `src`. Two other
-/// spellings of one file ("./a" and "a") are not recognised: the file is removed, and an empty one
-/// takes its place.
+/// Texts that differ only in the case of ASCII letters count as one file on every file system:
+/// nothing is copied, and the warning "Cannot copy '%s' to itself." is logged with `src`. Other
+/// names of one file are not recognized: "./a" and "a", a link copied onto its target, other
+/// letters on a case-insensitive volume. The file is then removed, and an empty one is created. A
+/// source with a trailing slash also gives an empty file. A FIFO or character device at `dst` is
+/// removed too.
 ///
-/// @return whether a file stands at `dst` afterwards. False and silent when `src` is not a file or
-///   `dst` cannot be created. False with the error line "File copy failed, could not delete
-///   destination file: %s" when the old `dst` cannot be removed.
+/// @return whether there is a file at `dst` afterwards. False and silent when `src` is not a file,
+///   or when `dst` cannot be created; a previous `dst` has then been removed. False with the error
+///   line "File copy failed, could not delete destination file: %s" when it cannot be removed.
 bool copyFile(String src, String dst);
 
-/// Renames the file `src` onto `dst`, keeping the old `dst` as a backup until that has succeeded.
+/// Renames the file `src` to `dst`, with a previous `dst` as a backup until that has succeeded.
 ///
-/// The backup's name is `dst` with its extension changed to ".bak" (`Path::changeExt`). In order:
-/// 1. whatever bears the backup name is removed, wanted or not;
-/// 2. `dst` is renamed to it;
-/// 3. `src` is renamed to `dst`;
-/// 4. on success the backup is removed, else it is renamed back.
+/// The backup's name is `dst` with the extension ".bak" (`Path::changeExt`):
+/// 1. Remove the backup name.
+/// 2. Rename `dst` to the backup name.
+/// 3. Rename `src` to `dst`.
+/// 4. On success remove the backup; otherwise rename the backup name to `dst`.
 ///
-/// A process that is stopped in between leaves the old file under the backup name. Mind that
-/// - a file that bears the backup name is lost, even when there is no `dst`;
-/// - a source that itself bears it is lost: moving "a.bak" onto "a.txt" removes "a.bak" and leaves
-///   the old "a.txt", with true, or nothing when there was none, with false;
-/// - with a `dst` that ends in ".bak" both files are lost, with true;
-/// - a directory is not spared: an empty one under the backup name is removed, and one at `dst` is
-///   set aside like a file, to stay there unless it is empty;
-/// - `src` and `dst` on different devices fail, and both stay as they were.
+/// A process killed in between leaves the previous file under the backup name. Note:
+/// - A file under the backup name is lost, even when there is no `dst`.
+/// - If `src` itself has the backup name, it is removed: moving "a.bak" onto "a.txt" keeps the old
+///   "a.txt" and returns true, or leaves no file and returns false when there was none.
+/// - If `dst` ends in ".bak", both files are lost, and the result is true.
+/// - An empty directory under the backup name is removed. A directory at `dst` becomes the backup,
+///   and remains there unless it is empty.
+/// - If step 3 fails, for example because `src` and `dst` are on different devices, `src` is
+///   unchanged. So is `dst`, unless it is missing and the backup name is a directory that is not
+///   empty: that directory is then renamed to `dst`.
 ///
-/// @return true when `src` has been renamed onto `dst`. False and silent otherwise.
+/// @return true when `src` has been renamed to `dst`. False and silent otherwise.
 bool moveFile(String src, String dst);
 
 // ---------------------------------------------------------------------------------------------
-// Listing the entries of one directory, without descending. Each item is the join of `dir` and the
-// entry's name, in the order in which the system delivers them (readdir); nothing is sorted, hidden
-// entries are included, "." and ".." are not. One status query for each entry, which follows links:
-// a link to a directory is a directory, a dangling link is none. A directory that does not exist,
-// cannot be opened or holds nothing wanted gives the empty list alike; an error in the middle ends
-// the list early.
+// Listing the entries of one directory, without subdirectories' content. Each item is `dir` joined
+// with the entry's name, in the system's order (readdir). Hidden entries are included, "." and ".."
+// are not. Each entry costs one stat call, which follows links. A directory that does not exist or
+// cannot be opened gives an empty list; an error while reading ends the list early.
 
-/// The subdirectories of `dir`.
+/// Returns the subdirectories of `dir`, including links to directories.
 [[nodiscard]] StringVector listDirs(String dir);
 
-/// The entries of `dir` that are no directories and whose extension is in `exts`.
+/// Returns the entries of `dir` with an extension in `exts` that are not known to be directories.
 ///
 ///   listFiles("d", {"png"})          => "d/a.png", "d/B.PNG"
-///   listFiles("d", {"png", ".PNG"})  => each of them twice, one after the other
+///   listFiles("d", {"png", ".PNG"})  => each of them twice in a row
 ///   listFiles("d", {})               => nothing, whatever the directory holds
 ///   listFiles("d", {""})             => those without an extension, and those that end in "."
 ///
-/// @param exts with or without the leading dot, in any letter case; an entry is listed once for
+/// An entry that cannot be examined is listed too: a dangling link, or any entry, a subdirectory
+/// included, of a directory that may be read but not searched.
+///
+/// @param exts with or without the leading dot, in any letter case. An entry is listed once for
 ///   each that it matches.
 [[nodiscard]] StringVector listFiles(String dir, StringVector exts);
 
 // ---------------------------------------------------------------------------------------------
-// The running executable and its bundle. Nothing is cached: each call asks the platform twice and
-// the file system at least once. None of these logs. Trouble is in the current error, code 0 and
-// context "vx::Path::exePath()":
-//   "Returning empty path"         the system does not tell the path
-//   "Failed to retrieve exe path"  it has told its length but not the path
-//   "Returning non-existent path"  the path is returned, but no file is there (any more)
-// On success the current error is left alone.
+// The running executable and its bundle. None of these logs. On failure the current error has code
+// 0, context "vx::Path::exePath()" and one of these messages; on success it is left alone.
+//   "Returning empty path"         the system does not know the path
+//   "Failed to retrieve exe path"  the system returned the length of the path, but not the path
+//   "Returning non-existent path"  the path is returned, but there is no file at it
 
-/// The canonical path of the running executable (macOS _NSGetExecutablePath, Linux /proc/self/exe),
-/// the empty string when it cannot be had. The path of an executable that has been deleted or moved
-/// away since is still returned; Linux knows the new one of a file that was renamed. It tells none
-/// that is longer than 4,095 bytes.
+/// Returns the canonical path of the running executable (macOS _NSGetExecutablePath, Linux
+/// /proc/self/exe), or the empty string when it is unknown.
+///
+/// Nothing is cached. Linux reports the new path after a rename, and no path of more than 4,095
+/// bytes. The former path of an executable that has been deleted is still returned.
 [[nodiscard]] String exePath();
 
-/// The directory of the executable, the empty string when `exePath` has none.
+/// Returns the directory of the executable, or the empty string when `exePath` is empty.
 [[nodiscard]] String exeDir();
 
-/// The directory that holds the application: in a bundle, whose executable lies in a directory
-/// named "MacOS", the one three levels above that (four when that one has been removed since);
-/// elsewhere `exeDir()`.
+/// Returns the directory that contains the application. In a bundle, whose executable is in a
+/// directory named "MacOS", that is three levels above "MacOS" (four when that directory has been
+/// removed); otherwise `exeDir()`.
 [[nodiscard]] String appDir();
 
-/// The application's resources: in a bundle the directory "Resources" beside "MacOS", or the one
-/// that holds "MacOS" when there is no such directory; elsewhere `exeDir()`.
+/// Returns the directory of the application's resources. In a bundle, that is "Resources" next to
+/// "MacOS", or the parent directory of "MacOS" when there is no "Resources"; otherwise `exeDir()`.
 [[nodiscard]] String resDir();
 
 // ---------------------------------------------------------------------------------------------
-// The current, home and temporary directories. Each call asks the environment and the file system
-// again. A `get` form always writes `out`. None sets the current error; the lines that they log
-// quote the message that it happens to hold.
+// The current, home and temporary directories. Each call reads the environment and the file system.
+// A `get` form always sets `out`. None sets the current error. The log lines quote the current
+// error's message, which can stem from an earlier failure.
 
-/// The current directory, canonical. @return false when it has been removed; `out` is then ".".
+/// Gets the current directory, canonical, or "." when the system cannot tell its path.
+/// @return false when it has been removed or may not be searched; `out` is then ".".
 bool getCurrentDir(String& out);
 
-/// The user's home directory, canonical:
-/// 1. the environment variable HOME, when it names a directory;
-/// 2. else, with the warning "Failed to find home dir: %s", whatever `getCurrentDir` gives.
+/// Gets the user's home directory, canonical:
+/// 1. the environment variable HOME, if it names a directory;
+/// 2. otherwise the result of `getCurrentDir`, after the warning "Failed to find home dir: %s".
 /// @return true for 1, the result of `getCurrentDir` for 2.
 bool getHomeDir(String& out);
 
-/// A directory for temporary files, canonical, the first of these that is a directory:
+/// Gets a directory for temporary files, canonical, the first of these that is a directory:
 /// 1. the environment variable TMPDIR;
 /// 2. "/var/tmp/";
 /// 3. "/tmp";
 /// 4. the current directory, with the warning "Failed to find temp dir, using current dir (%s).";
-/// 5. "/tmp" although it is none, with the error line "Failed to find both temp and current
-///    directories (%s).".
+/// 5. "/tmp" although it is not a directory, with the error line "Failed to find both temp and
+///    current directories (%s).".
 /// @return true, in every case.
 bool getTempDir(String& out);
 
-/// The current directory, "." when it has been removed.
+/// Returns the current directory, or "." when `getCurrentDir` fails.
 [[nodiscard]] String currentDir();
 
-/// The home directory, or what stands in for it (`getHomeDir`, then `currentDir`).
+/// Returns the directory of `getHomeDir`, which may log, or `currentDir()` when that fails.
 [[nodiscard]] String homeDir();
 
-/// The directory for temporary files, or what stands in for it (`getTempDir`).
+/// Returns the directory of `getTempDir`, which may log.
 [[nodiscard]] String tempDir();
 
 // ---------------------------------------------------------------------------------------------
 // The product's directories for each user: the user directory, its subdirectories "config",
 // "output" and "preview", and its page "nodehelp.html".
 //
-// The user directory is the environment variable KAVRA_USER_DIR, exactly as read, when that names
-// an existing directory; it is never created, and ignored otherwise. Else it is "kavra" in the home
-// directory. With `create`, what is missing is made (`mkDir`, which may log and replaces the
-// current error); without, it is only looked for.
+// The user directory is the environment variable KAVRA_USER_DIR, exactly as read, if that names an
+// existing directory; it is never created. Otherwise it is "kavra" in the home directory. With
+// `create`, a missing directory is created by `mkDir`, which may log and replaces the current
+// error. Without, it is only looked for.
 //
-// A `get` form that fails logs one line, with "create" or "find" by its flag, the path, and the
-// message of the current error, which may stem from an earlier failure. Where the user directory
-// already failed, only its own line is logged; where the home directory failed, none of these.
+// A `get` form that fails logs its line below, with "create" or "find", the path that it sets `out`
+// to, and the current error's message, which can stem from an earlier failure. Before it there may
+// be a line of `getHomeDir`, also on success, and one of `mkDir`. If the user directory fails, only
+// its line is logged. If the home directory fails, no line below is logged, and `out` is ".".
+//   warning  "Failed to %s kavra user dir: %s (%s)."
+//   warning  "Failed to %s kavra config dir: %s (%s)."
+//   error    "Failed to %s kavra output dir: %s (%s)."
+//   error    "Failed to %s kavra preview dir: %s (%s)."
 
-/// The user directory. @return false with the warning "Failed to %s kavra user dir: %s (%s)." when
-///   it is missing or cannot be made; `out` then holds the path that was looked for.
+/// Gets the user directory. @return false when it is missing or cannot be created.
 bool getKavraUserDir(String& out, bool create);
 
-/// "config" in the user directory. @return false with the warning "Failed to %s kavra config dir:
-///   %s (%s)." when it is missing or cannot be made; `out` then holds the path looked for.
+/// Gets "config" in the user directory. @return false when it is missing or cannot be created.
 bool getKavraConfigDir(String& out, bool create);
 
-/// "output" in the user directory. @return false with the error line "Failed to %s kavra output
-///   dir: %s (%s)." when it is missing or cannot be made; `out` then holds the path looked for.
+/// Gets "output" in the user directory. @return false when it is missing or cannot be created.
 bool getKavraOutputDir(String& out, bool create);
 
-/// "preview" in the user directory. @return false with the error line "Failed to %s kavra preview
-///   dir: %s (%s)." when it is missing or cannot be made; `out` then holds the path looked for.
+/// Gets "preview" in the user directory. @return false when it is missing or cannot be created.
 bool getKavraPreviewDir(String& out, bool create);
 
-/// The directory that `getKavraUserDir` finds, or `currentDir()` where that fails.
+/// Returns the directory of `getKavraUserDir`, which may log, or `currentDir()` when that fails.
 [[nodiscard]] String kavraUserDir(bool create);
 
-/// As `kavraUserDir`, for "config".
+/// Like `kavraUserDir`, for "config".
 [[nodiscard]] String kavraConfigDir(bool create);
 
-/// As `kavraUserDir`, for "output".
+/// Like `kavraUserDir`, for "output".
 [[nodiscard]] String kavraOutputDir(bool create);
 
-/// As `kavraUserDir`, for "preview".
+/// Like `kavraUserDir`, for "preview".
 [[nodiscard]] String kavraPreviewDir(bool create);
 
-/// "nodehelp.html" in the user directory, whether or not the page is there.
+/// Returns the path of "nodehelp.html" in `kavraUserDir(true)`, whether or not the page exists. The
+/// user directory is created when it is missing, for either value of `asUrl`.
 ///
-/// Creates the user directory when it is missing, for either value of `asUrl`.
-///
-/// @param asUrl with "file://" in front, and every backslash turned into a slash; nothing is
+/// @param asUrl whether to put "file://" in front and replace backslashes by slashes. Nothing is
 ///   percent-encoded.
 [[nodiscard]] String kavraNodeHelpPath(bool asUrl);
 
 // ---------------------------------------------------------------------------------------------
-// Zip archives. Data is streamed from file to file; no entry is held whole in memory.
+// Zip archives. Data is streamed from file to file; no entry is held in memory as a whole.
 
-/// A report on an archive that is being written.
+/// A progress report of `writeZip`.
 struct ZipProgress {
-  String file;            ///< the entry's name inside the archive
-  double progress = 0.0;  ///< the files before this one, as a fraction of all that were given
+  String file;            ///< the entry's name in the archive
+  double progress = 0.0;  ///< the number of files before this one, divided by the number given
 };
 
-/// Takes a report; may be empty. It runs on the thread that writes the archive. An exception that
-/// it throws leaves `writeZip` with the archive's memory and file left open.
+/// Receives a report on the calling thread; may be empty. If it throws, the exception leaves
+/// `writeZip`, the archive's memory and descriptor are leaked, and a previous archive is lost: an
+/// empty or partial file remains in its place.
 using ZipCallback = std::function<void(ZipProgress)>;
 
-/// Expands `archive` into `outDir`, which is created when it is missing.
+/// Extracts `archive` into `outDir`, which is created if it is missing.
 ///
-/// An entry lands at its name below `outDir`, in directories made as needed, and replaces a file
-/// that is there. An entry whose place ends in ".ksx", in any letter case, goes to the archive's
-/// own canonical path with the extension ".ksx" instead, so that a scene lies beside its archive;
-/// of several the last stays.
+/// Each entry is extracted to its name in `outDir`; missing directories are created. Only "/" is a
+/// separator in a name. An entry that would be extracted to a path ending in ".ksx", in any letter
+/// case, goes to the canonical path of the archive with the extension ".ksx" instead: next to the
+/// archive, or to the target if the archive is a symbolic link. Of several, the last one remains. A
+/// directory entry of such a name is created there too.
 ///
-/// A bad entry is logged and skipped; what was extracted before and after it stays. Names that
-/// would lead out of `outDir` are not followed, and the archive is never extracted onto itself.
-/// Links are never made: a link's entry becomes a file with its target as text. A file gets the
-/// time of its entry, but not the mode. Symbolic links that already lie in `outDir` are followed. A
-/// file whose extraction fails half-way stays as far as it came out.
+/// An existing regular file is truncated and rewritten: it keeps its mode and hard links, and its
+/// old content is lost even if the extraction fails. Anything else that exists there, and the
+/// archive itself, is not overwritten. Symbolic links in `outDir` are followed. Names that would
+/// lead out of `outDir` are refused. A symbolic-link entry becomes a regular file that contains the
+/// link target. Files get the time of the entry, but not its mode.
 ///
-/// Log lines, errors but for one; the first three end the call:
-///   "Cannot expand non-existent archive: %s"         not a file; the normal form of `archive`
-///   "Failed to create archive output dir: %s"        after `mkDir`'s own line, where it has one
-///   "Failed to initialize archive: %s"               not readable as a zip archive; canonical path
-///   "Failed to extract filename %llu from archive."  the name of the entry of that index
+/// A bad entry is logged and skipped. Extracted files, and the part of a file that fails, remain on
+/// disk. Log lines, all errors but one; the first three end the call:
+///   "Cannot expand non-existent archive: %s"         not a file; the normalized path
+///   "Failed to create archive output dir: %s"        after the line of `mkDir`, if there is one
+///   "Failed to initialize archive: %s"               not a readable zip archive; canonical path
+///   "Failed to extract filename %llu from archive."  the name of the entry with that index
 ///   "Unaupported file in archive: %s"                a warning: encrypted, unknown method, or a
 ///                                                    name that leads out; the name in the archive
-///   "Failed to create archive subdir: %s"            its place, for a directory entry and a file
-///   "Failed to extract file %s from archive."        damaged, not writable, or onto the archive
-///   "Failed to close archive: %s"                    canonical path; the list is returned
-/// The current error is replaced where `mkDir` creates or fails to create a directory.
+///   "Failed to create archive subdir: %s"            the path of the directory entry or file
+///   "Failed to extract file %s from archive."        damaged, or the path cannot be written
+///   "Failed to close archive: %s"                    canonical path; the list is still returned
+/// `mkDir` replaces the current error when it creates a directory or fails to.
 ///
-/// @param archive path of the archive.
-/// @param outDir the directory to expand into; when empty, the archive's own directory.
-/// @param callback accepted and never called: reading reports no progress.
-/// @return the full paths of the files extracted, in the order of the archive, directories left
-///   out; a path that two entries share is listed twice.
+/// @param archive a path. Opening a FIFO waits for a writer.
+/// @param outDir if empty, the directory of `archive` as given; for a bare name, the directory of
+///   its canonical path. The paths returned are relative or absolute accordingly.
+/// @param callback never called: reading does not report progress.
+/// @return the paths of the extracted files, in the order of the archive, without directories. A
+///   path that two entries share is listed twice.
 StringVector readZip(String archive, String outDir, ZipCallback callback = {});
 
-/// Writes the zip archive `archive` from `files`, replacing what is there.
+/// Writes the zip archive `archive` from `files`, replacing a previous one.
 ///
-/// Only the file name of each file is kept: names that end in ".ksx" or ".ksa", in lower case,
-/// become entries at the root, every other file one in "res". Two files of the same name become two
-/// entries of the same name. Names are marked as UTF-8, whatever their bytes: a program that
-/// decodes them may refuse an archive with a name that is not. Compression is the fastest level. An
-/// empty list gives a valid empty archive. A file that does not exist is logged and left out, and
-/// the archive still counts as written. Where a file cannot be read to its end, its entry holds
-/// what could be read, and nothing is said: the archive library takes the failure for the end of
-/// the file.
+/// Entries are named by the file name only: names ending in ".ksx" or ".ksa", in lower case, are at
+/// the root, all others in "res". Two files of one name become two entries of one name. Names are
+/// stored as given and marked as UTF-8; some programs refuse an archive with a name that is not.
+/// The compression level is 1. An empty list gives a valid empty archive.
 ///
-/// `callback` is called after each file that was added, with the count of files before it divided
-/// by the count of all: of three files 0, 1/3 and 2/3. There is no report of 1.0, nor one for a
-/// file that was left out.
+/// A file that does not exist is logged and left out, and so is the archive itself if this call has
+/// created it. If a read fails, the entry contains what was read before and nothing is logged. A
+/// file that grows while it is read makes the call fail.
 ///
-/// On failure nothing stays at `archive`, not even a file that was there before. Log lines, errors:
-///   "Failed to initialize archive: %s"               not creatable; the normal form of `archive`
-///   "Cannot add non-existent file to archive: %s"    left out; its normal form
-///   "Failed to add file to archive: %s"              ends the call; its canonical form
-///   "Failed to finalize archive: %s"                 the normal form of `archive`; the library's
-///                                                    record of the archive stays allocated
-///   "Failed to close archive: %s"                    the normal form of `archive`
-/// The current error is left alone.
+/// `callback` is called after each file that was added: for three files with 0, 1/3 and 2/3. There
+/// is no report of 1.0, and none for a file left out.
+///
+/// If the existing archive is also one of `files`, under any name, the call fails first and changes
+/// nothing. After any other failure `archive` is removed, also a previous archive, a device, or a
+/// link (its target remains); if that is not permitted, an incomplete archive remains. Log lines,
+/// all errors, with the normalized archive path unless noted:
+///   "Failed to initialize archive: %s"             it cannot be created
+///   "Cannot add non-existent file to archive: %s"  left out; its normalized path
+///   "Failed to add file to archive: %s"            ends the call; its canonical path
+///   "Failed to finalize archive: %s"               its memory and descriptor are leaked, and
+///                                                  its disk space until the process ends
+///   "Failed to close archive: %s"
 ///
 /// @return true when the archive has been written and closed.
 bool writeZip(String archive, StringVector files, ZipCallback callback = {});
 
 // ---------------------------------------------------------------------------------------------
-// Ksz archives: zip archives of a scene, ".ksx" and ".ksa" files at the root, everything else in
+// Ksz archives: zip archives of a scene, with ".ksx" and ".ksa" files at the root and all others in
 // "res". Log lines and the current error are those of `readZip` and `writeZip`.
 
-/// As `ZipProgress`.
+/// Like `ZipProgress`.
 struct KszProgress {
-  String file;            ///< the entry's name inside the archive
-  double progress = 0.0;  ///< the files before this one, as a fraction of all that were given
+  String file;            ///< the entry's name in the archive
+  double progress = 0.0;  ///< the number of files before this one, divided by the number given
 };
 
-/// As `ZipCallback`. It must not be changed while a call that was given it runs.
+/// Like `ZipCallback`. Each call uses its own copy.
 using KszCallback = std::function<void(KszProgress)>;
 
-/// Expands `archive` beside itself: the scene under the archive's name with the extension ".ksx",
-/// the rest as `readZip` places it.
+/// Extracts `archive` with `readZip` and an empty `outDir`: the scene gets the archive's name with
+/// the extension ".ksx", the other files go to the archive's directory.
 ///
-/// @param callback accepted and never called, as in `readZip`.
+/// @param callback never called, as in `readZip`.
 /// @return true when at least one file was extracted.
 bool readKsz(String archive, KszCallback callback = {});
 
-/// Writes `files` to `archive`, as `writeZip` does; no extension is added to its name.
+/// Writes `files` to `archive` with `writeZip`. No extension is added to the archive's name.
 ///
 /// @return the result of `writeZip`.
 bool writeKsz(String archive, StringVector files, KszCallback callback = {});
@@ -397,62 +405,65 @@ bool writeKsz(String archive, StringVector files, KszCallback callback = {});
 // ---------------------------------------------------------------------------------------------
 // Resolving file references
 
-/// Finds the file that a stored reference means: its canonical path, or the empty string.
+/// Returns the canonical path of the file that a stored reference means, or the empty string.
 ///
-/// A reference that ends in ".*" leaves its extension open, and only the extensions given are
-/// tried. For each search directory D, for each extension E in it:
+/// A reference that ends in ".*" stands for any of the extensions given. For each search directory
+/// D, and within it for each extension E in order, these are tried:
 ///   1. the reference's own directory / stem + E
 ///   2. D / stem + E
-/// With no search directories nothing is tried at all.
+/// Without search directories nothing is tried. "wood.*" has no directory of its own: the current
+/// directory is not searched. ".*" has the stem ".*".
 ///
-/// Any other reference, "tex/wood.png" say, is tried in this order:
-///   1. as it stands (in normal form)
+/// Any other reference, such as "tex/wood.png", is tried in this order:
+///   1. as given, normalized
 ///   2. for each search directory D:  D/wood.png
 ///                                    D/tex/wood.png, if the reference is relative
 ///   3. as the reference "tex/wood.png.*", if there are search directories and extensions
-/// A name without an extension is found as it stands, but is looked for with a lone "." behind it
-/// in the search directories ("wood" as "D/wood."), and never by step 3, where a name that ends in
-/// a dot gets no second one ("wood." is the reference "wood.*"). A reference to a bare name
-/// ("wood.*") has no directory of its own: the current directory is not searched.
+/// A name without an extension is found as given, but searched for with a dot at its end: "wood" as
+/// "D/wood." only, and not by step 3. A name that ends in a dot gets no second one in step 3:
+/// "wood." becomes "wood.*". If the reference names a directory, that is also its own directory:
+/// "tex.d" is tried as D/tex.d and D/tex.d/tex.d.
 ///
-/// Only files match, never directories. A search directory that does not exist is skipped. Asks the
-/// file system (stat) for every candidate, not at all for the empty reference; changes nothing.
+/// Only files match, not directories. A search directory that does not exist is skipped, but D/tex
+/// is normalized first: "missing/../tex" is "tex". An empty D is skipped, and its D/tex is in the
+/// current directory. A reference from an untrusted document can name any file that the process may
+/// see. Every candidate costs stat calls; nothing is changed.
 ///
 /// @param searchDirs in order of priority.
 /// @param extensions in order of priority, with or without the leading dot; "*" is ignored.
 [[nodiscard]] String resolvePath(String path, StringVector searchDirs, StringVector extensions);
 
 // ---------------------------------------------------------------------------------------------
-// Native file dialogs (tinyfiledialogs), each blocking until the user closes it. One dialog at a
-// time: the library beneath keeps its answer in memory of its own and is not safe from two threads.
+// Native file dialogs (tinyfiledialogs). Each call blocks until the user closes the dialog. Only
+// one may be open at a time: the library returns its answer in static memory.
 //
 // Filters are extensions, with or without the leading dot, or patterns that begin with "*". They
-// are shown behind `filterDesc` as given: "Images" with png and .jpg is "Images (png, .jpg)".
+// are shown after `filterDesc` as given: "Images" with png and .jpg is "Images (png, .jpg)".
 //
-// Which texts the dialog library can take. It builds a shell command line in a buffer of fixed
-// size, and nothing is checked on the way to it. Therefore:
-// - keep title, path, description and filters together below 600 bytes, filters counted twice. The
-//   default path should be absolute. More may overflow the buffer; the library as this project
-//   builds it then ends the process;
-// - no quotes, backquotes or dollar signs: a notice stands in place of such a text, or the shell
-//   expands what follows a dollar sign; one such filter drops them all;
-// - no backslash: two become one, and at the end of a text it can run what the next text says as a
-//   command;
-// - never the title "tinyfd_query";
-// - never text from an untrusted source;
-// - on macOS no patterns but those that begin with "*.": it takes two characters off every one, and
-//   reads past the end of "*".
+// `defaultPath` needs a slash at its end to open a directory; otherwise its parent directory opens.
+// `Path::join` drops that slash: append it last.
 //
-// What comes back. Paths are cut at "|". One beyond 1,000 bytes may come back damaged or overrun
-// the library's memory, as do several of more than 1 MiB together. Files to open that cannot be
-// read are left out, but where that goes for all of several, the first comes back. A name to save
-// to counts as none when it holds one of \ : * ? " < > or its directory does not exist. Where no
-// dialog program is installed the library asks on the terminal.
+// The library builds a shell command from the texts in a fixed-size buffer and checks little:
+// - Never pass text from an untrusted source.
+// - Keep all texts together below 600 bytes; a filter counts twice, plus 8. More can overflow the
+//   buffer. The pinned build has a larger one, and ends the process when it overflows.
+// - `defaultPath` must be absolute. Before any other, a package manager's copy puts the directory
+//   of the last answer (kdialog), and the shell runs what that name contains.
+// - No quotes, backquotes or dollar signs: the text is replaced by a notice, or the shell expands
+//   it. One such filter drops all.
+// - No backslashes: two become one, and one at the end can make the shell run the next text.
+// - Not the title "tinyfd_query", which crashes. On macOS no filter "*" or "*_color.png": a pattern
+//   has to begin with "*.".
+// - The current directory must exist and a descriptor be free, or the library crashes.
+//
+// A "|" or a newline in a chosen name gives another path. A package manager's copy can overrun its
+// memory with paths beyond 1,000 bytes. docs/guides/dialogs.md says more.
 
 /// Kinds of dialog.
 enum class DialogType { Open = 0, Save = 1, Folder = 2 };
 
-/// Lets the user pick one existing file. @return its path; the empty string on cancel.
+/// Lets the user pick one existing file; the dialog program can return a directory.
+/// @return its path, or the empty string on cancel.
 [[nodiscard]] String browseFile(String title, String defaultPath, String filterDesc,
                                 StringVector filters);
 
@@ -460,10 +471,11 @@ enum class DialogType { Open = 0, Save = 1, Folder = 2 };
 [[nodiscard]] StringVector browseFiles(String title, String defaultPath, String filterDesc,
                                        StringVector filters);
 
-/// Lets the user pick an existing directory. @return its path; the empty string on cancel.
+/// Lets the user pick an existing directory. @return its path, or the empty string on cancel.
 [[nodiscard]] String browseDir(String title, String defaultPath);
 
-/// Lets the user choose a file name to save to. @return its path; the empty string on cancel.
+/// Lets the user choose a file name to save to. @return its path, or the empty string on cancel, or
+///   if the name has one of \ : * ? " < > or its directory does not exist.
 [[nodiscard]] String saveFile(String title, String defaultPath, String filterDesc,
                               StringVector filters);
 

@@ -19,11 +19,11 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
-#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <fcntl.h>
@@ -784,7 +784,7 @@ TEST_F(ReadZip, FailsOntoASocket) {
   const ScopedCurrentDir current(out());  // the name of a socket has to be short
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  std::strcpy(address.sun_path, "socket");
+  std::string_view("socket").copy(address.sun_path, sizeof address.sun_path);
   const int server = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   ASSERT_EQ(::bind(server, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
 
