@@ -2,32 +2,14 @@
 
 #pragma once
 
-#include "tests/testing/error_state.h"
-#include "tests/testing/log_capture.h"
-#include "tests/testing/scoped_cwd.h"
-#include "tests/testing/temp_dir.h"
-#include "tests/testing/texts.h"
+#include "tests/testing/sandbox.h"
 
 #include <gtest/gtest.h>
 
 namespace vx::test {
 
-/// Runs in a fresh current directory, `tmp`, with the log captured and an error record set that
-/// only a capture or a clearing would replace.
-class FsTest : public testing::Test {
- protected:
-  /// Nothing has been logged and the current error has been left alone.
-  void expectSilence() const {
-    EXPECT_EQ(log.all(), lines());
-    EXPECT_TRUE(sentinel.isUntouched());
-  }
-
-  // The initializers run in this order: the directory is left before it is removed.
-  TempDir tmp;
-  ScopedCurrentDir cwd{tmp.path()};
-  LogCapture log;
-  ErrorStateSentinel sentinel;
-};
+/// Runs in a `Sandbox`.
+class FsTest : public testing::Test, protected Sandbox {};
 
 /// Of functions that never report anything: checks that after each test.
 class SilentFsTest : public FsTest {

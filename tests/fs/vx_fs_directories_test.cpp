@@ -1,20 +1,23 @@
-// mkDir. Beyond its results these pin the order of its steps: which level is tested and created
-// when, and the bracket of the error state around each creation.
+// mkDir, rmDir and rmFile.
 
 #include "core/vx_error.h"
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
-#include "tests/fs/recorded_calls.h"
+#include "tests/testing/calls.h"
 #include "tests/testing/changed_root.h"
 #include "tests/testing/child.h"
+#include "tests/testing/failures.h"
 #include "tests/testing/own_mounts.h"
+#include "tests/testing/scoped_umask.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <filesystem>
+#include <functional>
 #include <optional>
-#include <sstream>
 #include <string>
+#include <vector>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,41 +25,34 @@
 namespace vx::test {
 namespace {
 
+/// One entry of every kind, and nothing at "missing".
+void createOneOfEachKind(const TempDir& tmp) {
+  tmp.mkdir("dir");
+  tmp.link("link-to-dir", "dir");
+  tmp.write("file", "text");
+  tmp.link("link-to-file", "file");
+  tmp.link("dangling", "missing");
+  tmp.link("loop", "loop");
+  ASSERT_EQ(::mkfifo("fifo", 0600), 0);
+  ASSERT_EQ(::mknod("socket", S_IFSOCK | 0600, 0), 0);
+}
+
+const std::string kTooLong(300, 'n');
+
+// ---------------------------------------------------------------------------------------------
+// mkDir
+
 class MkDir : public FsTest {
  protected:
-  /// One line names the level and the system's text, and the record is that of the call.
-  void expectFailure(const std::string& level, int code) const {
-    EXPECT_EQ(log.all(),
-              lines("error: Failed to create dir: " + level + " [err: " + errnoText(code) + "]."));
+  void expectFailure(const std::string& directory, int code) const {
+    EXPECT_EQ(log.all(), lines("error: Failed to create dir: " + directory +
+                               " [err: " + errnoText(code) + "]."));
     EXPECT_TRUE(capturedErrorIs(code, "mkDir"));
   }
 };
 
-std::string modeOf(const std::string& path) {
-  struct stat status {};
-  EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
-  std::ostringstream digits;
-  digits << std::oct << (status.st_mode & 07777);
-  return digits.str();
-}
-
-/// Sets the mask of permissions for the length of a scope.
-class ScopedUmask {
- public:
-  explicit ScopedUmask(mode_t mask) : before_(::umask(mask)) {}
-  ScopedUmask(const ScopedUmask&) = delete;
-  ScopedUmask& operator=(const ScopedUmask&) = delete;
-  ~ScopedUmask() { ::umask(before_); }
-
- private:
-  mode_t before_;
-};
-
-// ---------------------------------------------------------------------------------------------
-// Nothing to create
-
-TEST_F(MkDir, RefusesTheEmptyPathInSilence) {
-  RecordedCalls calls;
+TEST_F(MkDir, RefusesTheEmptyPath) {
+  Calls calls;
 
   EXPECT_FALSE(fs::mkDir(""));
 
@@ -65,160 +61,79 @@ TEST_F(MkDir, RefusesTheEmptyPathInSilence) {
 }
 
 TEST_F(MkDir, LeavesAnExistingDirectoryAlone) {
-  tmp.write("d/f", "text");
-  RecordedCalls calls;
+  createOneOfEachKind(tmp);
+  Calls calls;
 
-  EXPECT_TRUE(fs::mkDir(".//d/"));
-
-  // One question whether anything is there, one whether it is a directory.
-  EXPECT_EQ(calls.all(), lines("stat d", "stat d"));
-  expectSilence();
-  EXPECT_EQ(tmp.entries(), lines("d/", "d/f"));
-}
-
-TEST_F(MkDir, FindsTheRootAndTheCurrentDirectory) {
-  EXPECT_TRUE(fs::mkDir("/"));
-  EXPECT_TRUE(fs::mkDir("."));
-  EXPECT_TRUE(fs::mkDir(".."));
-  EXPECT_TRUE(fs::mkDir("x/.."));
-
-  expectSilence();
-  EXPECT_EQ(tmp.entries(), lines());
-}
-
-TEST_F(MkDir, FindsADirectoryBehindALink) {
-  tmp.mkdir("d");
-  tmp.link("link", "d");
-
-  EXPECT_TRUE(fs::mkDir("link"));
-
-  expectSilence();
-}
-
-TEST_F(MkDir, RefusesAFileInSilence) {
-  tmp.write("f", "text");
-  tmp.link("link", "f");
-  ASSERT_EQ(::mkfifo("fifo", 0600), 0);
-  RecordedCalls calls;
-
-  EXPECT_FALSE(fs::mkDir("f"));
-  EXPECT_FALSE(fs::mkDir("link"));
-  EXPECT_FALSE(fs::mkDir("fifo"));
-  EXPECT_FALSE(fs::mkDir("/dev/null"));
+  // A socket counts as a directory.
+  for (const char* const path : {"dir", "link-to-dir", "socket", "/", ".", "..", "missing/.."}) {
+    EXPECT_TRUE(fs::mkDir(path)) << path;
+  }
 
   EXPECT_EQ(calls.count("mkdir"), 0U);
   expectSilence();
-  EXPECT_EQ(tmp.read("f"), "text");
 }
 
-TEST_F(MkDir, TakesASocketForADirectory) {
-  ASSERT_EQ(::mknod("socket", S_IFSOCK | 0600, 0), 0);
+TEST_F(MkDir, RefusesWhatIsNoDirectory) {
+  createOneOfEachKind(tmp);
+  Calls calls;
 
-  EXPECT_TRUE(fs::mkDir("socket"));
+  for (const char* const path : {"file", "link-to-file", "fifo", "/dev/null"}) {
+    EXPECT_FALSE(fs::mkDir(path)) << path;
+  }
 
+  EXPECT_EQ(calls.count("mkdir"), 0U);
   expectSilence();
+  EXPECT_EQ(tmp.read("file"), "text");
 }
 
-TEST_F(MkDir, FindsADirectoryThatAppearsAfterItsFirstQuestion) {
-  tmp.mkdir("d");
-  RecordedCalls calls;
-  calls.script("stat d", [asked = 0]() mutable -> std::optional<int> {
-    return ++asked == 1 ? std::optional(ENOENT) : std::nullopt;
-  });
+TEST_F(MkDir, ChecksEachDirectoryBeforeItCreatesIt) {
+  struct Row {
+    const char* path;
+    std::vector<std::string> calls;
+  };
+  const Row rows[] = {
+      {".//present/", {"stat present", "stat present"}},
+      {"a/b", {"stat a/b", "stat a", "mkdir a 0777", "stat a/b", "mkdir a/b 0777"}},
+      {"present/x", {"stat present/x", "stat present", "stat present/x", "mkdir present/x 0777"}},
+      {"../vx", {"stat ../vx", "stat ..", "stat ../vx", "mkdir ../vx 0777"}},
+      {"//vx//a/", {"stat /vx/a", "stat /vx", "mkdir /vx 0777", "stat /vx/a", "mkdir /vx/a 0777"}},
+      // A backslash in front starts at the root and remains part of the first name.
+      {"\\a/b", {"stat \\a/b", "stat /\\a", "mkdir /\\a 0777", "stat /\\a/b", "mkdir /\\a/b 0777"}},
+      // It is looked for in the path as given.
+      {"\\x/../vx", {"stat vx", "stat /vx", "mkdir /vx 0777"}},
+  };
+  tmp.mkdir("present");
+  for (const Row& row : rows) {
+    Calls calls;
+    calls.succeed("mkdir");
 
-  EXPECT_TRUE(fs::mkDir("d"));
+    EXPECT_TRUE(fs::mkDir(row.path)) << row.path;
 
-  EXPECT_EQ(calls.all(), lines("stat d", "stat d"));
-  expectSilence();
+    EXPECT_EQ(calls.all(), row.calls);
+  }
 }
 
-// ---------------------------------------------------------------------------------------------
-// Paths without a level. The root and the current directory always exist, so that the first
-// question has to be made to fail.
-
-TEST_F(MkDir, CannotSplitTheRoot) {
-  RecordedCalls calls;
-  calls.fail("stat /", ENOENT);
-
-  EXPECT_FALSE(fs::mkDir("//./"));
-
-  EXPECT_EQ(calls.all(), lines("stat /"));
-  EXPECT_EQ(log.all(), lines("error: Cannot split path for mkDir: /."));
-  EXPECT_TRUE(sentinel.isUntouched());
-}
-
-TEST_F(MkDir, CannotSplitTheCurrentDirectory) {
-  RecordedCalls calls;
-  calls.fail("stat .", ENOENT);
-
-  EXPECT_FALSE(fs::mkDir("a/.."));
-
-  EXPECT_EQ(calls.all(), lines("stat ."));
-  EXPECT_EQ(log.all(), lines("error: Cannot split path for mkDir: .."));
-  EXPECT_TRUE(sentinel.isUntouched());
-}
-
-// ---------------------------------------------------------------------------------------------
-// The walk
-
-TEST_F(MkDir, CreatesEveryMissingLevel) {
-  EXPECT_TRUE(fs::mkDir("a/b/c"));
+TEST_F(MkDir, CreatesMissingParents) {
+  EXPECT_TRUE(fs::mkDir(".//a/./gone/..//b/"));
+  EXPECT_TRUE(fs::mkDir(vxText(tmp.path("a/c"))));
+  tmp.link("link", "a");
+  EXPECT_TRUE(fs::mkDir("link/d"));
 
   EXPECT_EQ(log.all(), lines());
-  EXPECT_EQ(tmp.entries(), lines("a/", "a/b/", "a/b/c/"));
+  EXPECT_EQ(tmp.entries(), lines("a/", "a/b/", "a/c/", "a/d/", "link"));
 }
 
-TEST_F(MkDir, TestsEachLevelBeforeItCreatesIt) {
-  RecordedCalls calls;
+TEST_F(MkDir, TakesNamesAsBytes) {
+  EXPECT_TRUE(fs::mkDir("a b/line\nbreak/\xff\xfe"));
+  EXPECT_TRUE(fs::mkDir("./\\a"));
+  EXPECT_TRUE(fs::mkDir("b\\c"));
 
-  EXPECT_TRUE(fs::mkDir("a/b/c"));
-
-  EXPECT_EQ(calls.all(), lines("stat a/b/c",                  //
-                               "stat a", "mkdir a 0777",      //
-                               "stat a/b", "mkdir a/b 0777",  //
-                               "stat a/b/c", "mkdir a/b/c 0777"));
+  EXPECT_EQ(tmp.entries(),
+            lines("\\a/", "a b/", "a b/line\nbreak/", "a b/line\nbreak/\xff\xfe/",  //
+                  "b\\c/"));
 }
 
-TEST_F(MkDir, OnlyTestsTheLevelsThatExist) {
-  tmp.mkdir("a/b");
-  RecordedCalls calls;
-
-  EXPECT_TRUE(fs::mkDir("a/b/c"));
-
-  EXPECT_EQ(calls.all(),
-            lines("stat a/b/c", "stat a", "stat a/b", "stat a/b/c", "mkdir a/b/c 0777"));
-}
-
-TEST_F(MkDir, WalksAnAbsolutePathFromTheRoot) {
-  RecordedCalls calls;
-  calls.pretend("mkdir");  // so that nothing is created in the root
-
-  EXPECT_TRUE(fs::mkDir("//vx missing//a/"));
-
-  EXPECT_EQ(calls.all(), lines("stat /vx missing/a",                          //
-                               "stat /vx missing", "mkdir /vx missing 0777",  //
-                               "stat /vx missing/a", "mkdir /vx missing/a 0777"));
-}
-
-TEST_F(MkDir, CreatesAnAbsolutePath) {
-  EXPECT_TRUE(fs::mkDir(vxText(tmp.path("a/b"))));
-
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_EQ(tmp.entries(), lines("a/", "a/b/"));
-}
-
-TEST_F(MkDir, WalksAPathThatBeginsWithABackslashFromTheRoot) {
-  RecordedCalls calls;
-  calls.pretend("mkdir");  // so that nothing is created in the root
-
-  EXPECT_TRUE(fs::mkDir("\\a/b"));
-
-  EXPECT_EQ(calls.all(), lines("stat \\a/b",                    //
-                               "stat /\\a", "mkdir /\\a 0777",  //
-                               "stat /\\a/b", "mkdir /\\a/b 0777"));
-}
-
-TEST_F(MkDir, KeepsTheBackslashInTheNameOfTheFirstLevel) {
+TEST_F(MkDir, KeepsABackslashInFrontInTheName) {
   if (!canChangeRoot()) {
     GTEST_SKIP() << kCannotChangeRoot;
   }
@@ -235,72 +150,47 @@ TEST_F(MkDir, KeepsTheBackslashInTheNameOfTheFirstLevel) {
   EXPECT_EQ(tmp.entries(), lines("\\a/", "\\a/b/", "inside/"));
 }
 
-TEST_F(MkDir, LooksForTheBackslashInTheTextAsWritten) {
-  RecordedCalls calls;
-  calls.pretend("mkdir");  // so that nothing is created in the root
-
-  EXPECT_TRUE(fs::mkDir("\\x/../vx missing"));
-
-  EXPECT_EQ(calls.all(), lines("stat vx missing", "stat /vx missing", "mkdir /vx missing 0777"));
-}
-
-TEST_F(MkDir, TakesABackslashElsewhereForPartOfAName) {
-  EXPECT_TRUE(fs::mkDir("./\\a"));
-  EXPECT_TRUE(fs::mkDir("b\\c"));
-
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_EQ(tmp.entries(), lines("\\a/", "b\\c/"));
-}
-
-TEST_F(MkDir, TakesThePathInItsNormalForm) {
-  EXPECT_TRUE(fs::mkDir(".//a/./gone/..//b/"));
-
-  EXPECT_EQ(tmp.entries(), lines("a/", "a/b/"));
-}
-
-TEST_F(MkDir, ClimbsToTheParent) {
-  tmp.mkdir("d");
-  const ScopedCurrentDir inside("d");
-  RecordedCalls calls;
-
-  EXPECT_TRUE(fs::mkDir("../e"));
-
-  EXPECT_EQ(calls.all(), lines("stat ../e", "stat ..", "stat ../e", "mkdir ../e 0777"));
-  EXPECT_EQ(tmp.entries(), lines("d/", "e/"));
-}
-
-TEST_F(MkDir, PassesThroughALinkToADirectory) {
-  tmp.mkdir("d");
-  tmp.link("link", "d");
-
-  EXPECT_TRUE(fs::mkDir("link/x"));
-
-  EXPECT_EQ(tmp.entries(), lines("d/", "d/x/", "link"));
-}
-
-TEST_F(MkDir, TakesNamesAsBytes) {
-  EXPECT_TRUE(fs::mkDir("a b/line\nbreak/\xff\xfe"));
-
-  EXPECT_EQ(tmp.entries(), lines("a b/", "a b/line\nbreak/", "a b/line\nbreak/\xff\xfe/"));
-}
-
 TEST_F(MkDir, GivesEveryPermissionThatTheUmaskLeaves) {
+  const auto permissions = [](const char* path) {
+    return std::filesystem::status(path).permissions();
+  };
   {
     const ScopedUmask mask(027);
-    EXPECT_TRUE(fs::mkDir("masked/below"));
+    EXPECT_TRUE(fs::mkDir("masked/x"));
   }
   {
     const ScopedUmask mask(0);
-    EXPECT_TRUE(fs::mkDir("open/below"));
+    EXPECT_TRUE(fs::mkDir("open/x"));
   }
 
-  EXPECT_EQ(modeOf("masked"), "750");
-  EXPECT_EQ(modeOf("masked/below"), "750");
-  EXPECT_EQ(modeOf("open"), "777");
-  EXPECT_EQ(modeOf("open/below"), "777");
+  EXPECT_EQ(permissions("masked"), std::filesystem::perms(0750));
+  EXPECT_EQ(permissions("masked/x"), std::filesystem::perms(0750));
+  EXPECT_EQ(permissions("open"), std::filesystem::perms(0777));
+  EXPECT_EQ(permissions("open/x"), std::filesystem::perms(0777));
 }
 
-TEST_F(MkDir, LeavesTheCallersTextAlone) {
+TEST_F(MkDir, ReplacesTheCurrentErrorOnSuccess) {
+  errno = EIO;
+
+  EXPECT_TRUE(fs::mkDir("a"));
+
+  EXPECT_TRUE(currentErrorIs(0, "mkDir", ""));
+}
+
+TEST_F(MkDir, ClearsTheErrorRightBeforeEachCreation) {
+  Calls calls;
+  calls.onCall("stat a", [&] { EXPECT_TRUE(sentinel.isUntouched()); });
+  calls.onCall("mkdir", [] {
+    EXPECT_EQ(errno, 0);
+    EXPECT_TRUE(currentErrorIs(0, "", ""));
+  });
+
+  EXPECT_TRUE(fs::mkDir("a/b"));
+
+  EXPECT_EQ(calls.count("mkdir"), 2U);
+}
+
+TEST_F(MkDir, LeavesTheCallersPathAlone) {
   const String path = "a//b/";
 
   EXPECT_TRUE(fs::mkDir(path));
@@ -308,133 +198,69 @@ TEST_F(MkDir, LeavesTheCallersTextAlone) {
   EXPECT_EQ(path, "a//b/");
 }
 
-// ---------------------------------------------------------------------------------------------
-// The error state
-
-TEST_F(MkDir, LeavesARecordOfTheSuccess) {
-  errno = EIO;
-
-  EXPECT_TRUE(fs::mkDir("a"));
-
-  EXPECT_TRUE(currentErrorIs(0, "mkDir", ""));
-  EXPECT_EQ(log.all(), lines());
-}
-
-TEST_F(MkDir, ClearsTheErrorStateRightBeforeEachCreation) {
-  RecordedCalls calls;
-  int created = 0;
-  const auto expectCleared = [&] {
-    EXPECT_EQ(errno, 0);
-    EXPECT_TRUE(currentErrorIs(0, "", ""));
-    ++created;
+TEST_F(MkDir, CannotSplitARootThatIsNotFound) {
+  struct Row {
+    const char* path;
+    std::string normalized;
   };
-  calls.before("mkdir a 0777", expectCleared);
-  calls.before("mkdir a/b 0777", expectCleared);
-  calls.before("stat a", [&] { EXPECT_TRUE(sentinel.isUntouched()); });
-  calls.before("stat a/b", [&, asked = 0]() mutable {
-    // First of all as the whole path, then as the second level, after the first has been recorded.
-    EXPECT_TRUE(++asked == 1 ? sentinel.isUntouched() : currentErrorIs(0, "mkDir", ""));
-  });
+  for (const Row& row : {Row{"//./", "/"}, Row{"a/..", "."}}) {
+    const Sandbox own;
+    Calls calls;
+    calls.fail("stat", ENOENT);
 
-  EXPECT_TRUE(fs::mkDir("a/b"));
+    EXPECT_FALSE(fs::mkDir(row.path));
 
-  EXPECT_EQ(created, 2);
+    EXPECT_EQ(calls.all(), lines("stat " + row.normalized));
+    EXPECT_EQ(own.log.all(), lines("error: Cannot split path for mkDir: " + row.normalized + "."));
+    EXPECT_TRUE(own.sentinel.isUntouched());
+  }
 }
 
-TEST_F(MkDir, KeepsTheRecordOfTheLastLevelThatWasTried) {
-  EXPECT_FALSE(fs::mkDir(vxText("a/" + std::string(300, 'n') + "/c")));
+TEST_F(MkDir, NamesTheDirectoryThatCannotBeCreated) {
+  struct Row {
+    std::string path;
+    std::string named;
+    int code;
+  };
+  const Row rows[] = {
+      {"file/x/y", "file", EEXIST},
+      {"./dir//../file/x/", "file", EEXIST},
+      {tmp.path("file/x"), tmp.path("file"), EEXIST},
+      {"100%s%n/x", "100%s%n", EEXIST},
+      {"dangling", "dangling", EEXIST},
+      {"loop/x", "loop", EEXIST},
+      {"socket/x", "socket/x", ENOTDIR},
+      {"dir/" + kTooLong + "/x", "dir/" + kTooLong, ENAMETOOLONG},
+  };
+  createOneOfEachKind(tmp);
+  tmp.write("100%s%n", "");
+  const std::vector<std::string> entries = tmp.entries();
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.path);
+    const LogCapture own;
+    errno = EIO;
 
-  EXPECT_TRUE(capturedErrorIs(ENAMETOOLONG, "mkDir"));
+    EXPECT_FALSE(fs::mkDir(vxText(row.path)));
+
+    EXPECT_EQ(own.all(), lines("error: Failed to create dir: " + row.named +
+                               " [err: " + errnoText(row.code) + "]."));
+    EXPECT_TRUE(capturedErrorIs(row.code, "mkDir"));
+    EXPECT_EQ(tmp.entries(), entries);
+  }
 }
 
-TEST_F(MkDir, RecordsTheErrorOfTheCallWhateverErrnoWasBefore) {
-  tmp.write("f", "text");
-  errno = EIO;
-
-  EXPECT_FALSE(fs::mkDir("f/x"));
-
-  expectFailure("f", EEXIST);
-}
-
-// ---------------------------------------------------------------------------------------------
-// Failures
-
-TEST_F(MkDir, NamesTheLevelThatIsAFile) {
-  tmp.write("x", "text");
-  RecordedCalls calls;
-
-  EXPECT_FALSE(fs::mkDir(vxText(tmp.path("x/y/z"))));
-
-  expectFailure(tmp.path("x"), EEXIST);
-  EXPECT_EQ(calls.count("mkdir"), 1U);
-  EXPECT_EQ(tmp.entries(), lines("x"));
-  EXPECT_EQ(tmp.read("x"), "text");
-}
-
-TEST_F(MkDir, NamesTheLevelAsItWalkedThere) {
-  tmp.write("d/f", "text");
-
-  EXPECT_FALSE(fs::mkDir("./d//f/x/"));
-
-  expectFailure("d/f", EEXIST);
-}
-
-TEST_F(MkDir, PrintsTheNameOfALevelAsItIs) {
-  tmp.write("100%s%n", "text");
-
-  EXPECT_FALSE(fs::mkDir("100%s%n/x"));
-
-  expectFailure("100%s%n", EEXIST);
-}
-
-TEST_F(MkDir, TakesADanglingLinkForAnEntryInTheWay) {
-  tmp.link("dangling", "missing");
-
-  EXPECT_FALSE(fs::mkDir("dangling"));
-
-  expectFailure("dangling", EEXIST);
-  EXPECT_EQ(tmp.entries(), lines("dangling"));
-}
-
-TEST_F(MkDir, TakesALinkLoopForAnEntryInTheWay) {
-  tmp.link("loop", "loop");
-
-  EXPECT_FALSE(fs::mkDir("loop/x"));
-
-  expectFailure("loop", EEXIST);
-}
-
-TEST_F(MkDir, CannotEnterASocketThatItTakesForADirectory) {
-  ASSERT_EQ(::mknod("socket", S_IFSOCK | 0600, 0), 0);
-
-  EXPECT_FALSE(fs::mkDir("socket/x"));
-
-  expectFailure("socket/x", ENOTDIR);
-}
-
-TEST_F(MkDir, KeepsTheLevelsThatItMadeBeforeAFailure) {
-  const std::string tooLong = "a/b/" + std::string(300, 'n');
-  RecordedCalls calls;
-
-  EXPECT_FALSE(fs::mkDir(vxText(tooLong + "/d")));
-
-  expectFailure(tooLong, ENAMETOOLONG);
-  EXPECT_EQ(tmp.entries(), lines("a/", "a/b/"));
-  EXPECT_EQ(calls.all().back(), "mkdir " + tooLong + " 0777");
-}
-
-TEST_F(MkDir, TakesALevelThatAnotherProcessCreatesMeanwhileForAFailure) {
-  RecordedCalls calls;
-  calls.before("mkdir a 0777", [&] { tmp.mkdir("a"); });
+TEST_F(MkDir, FailsWhenAnotherProcessCreatesADirectory) {
+  Calls calls;
+  calls.onCall("mkdir a", [&] { tmp.mkdir("a"); });
 
   EXPECT_FALSE(fs::mkDir("a/b"));
 
-  expectFailure("a", EEXIST);
   EXPECT_EQ(calls.all(), lines("stat a/b", "stat a", "mkdir a 0777"));
+  expectFailure("a", EEXIST);
   EXPECT_EQ(tmp.entries(), lines("a/"));
 }
 
-TEST_F(MkDir, NeedsTheRightToWrite) {
+TEST_F(MkDir, NeedsPermissionToWrite) {
   tmp.mkdir("locked");
   ASSERT_EQ(::chmod("locked", 0555), 0);
 
@@ -443,11 +269,9 @@ TEST_F(MkDir, NeedsTheRightToWrite) {
 
     expectFailure("locked/x", EACCES);
   });
-
-  EXPECT_EQ(tmp.entries(), lines("locked/"));
 }
 
-TEST_F(MkDir, TriesToCreateALevelThatItMayNotSee) {
+TEST_F(MkDir, TriesToCreateADirectoryItMayNotSee) {
   tmp.mkdir("locked/d");
   ASSERT_EQ(::chmod("locked", 0600), 0);
 
@@ -458,7 +282,7 @@ TEST_F(MkDir, TriesToCreateALevelThatItMayNotSee) {
   });
 }
 
-TEST_F(MkDir, ReportsAFileSystemThatIsReadOnly) {
+TEST_F(MkDir, FailsOnAReadOnlyFileSystem) {
   if (!canMount()) {
     GTEST_SKIP() << kCannotMount;
   }
@@ -475,20 +299,7 @@ TEST_F(MkDir, ReportsAFileSystemThatIsReadOnly) {
   });
 }
 
-TEST_F(MkDir, ReportsWhateverTheSystemAnswers) {
-  for (const int code : {EROFS, ENOSPC, EMLINK, EDQUOT, EIO}) {
-    const LogCapture own;
-    RecordedCalls calls;
-    calls.fail("mkdir a 0777", code);
-
-    EXPECT_FALSE(fs::mkDir("a/b"));
-
-    EXPECT_EQ(own.all(), lines("error: Failed to create dir: a [err: " + errnoText(code) + "]."));
-    EXPECT_TRUE(capturedErrorIs(code, "mkDir"));
-  }
-}
-
-TEST_F(MkDir, FailsInACurrentDirectoryThatHasBeenRemoved) {
+TEST_F(MkDir, FailsInARemovedCurrentDirectory) {
   tmp.mkdir("d");
 
   runInChild([&] {
@@ -496,22 +307,388 @@ TEST_F(MkDir, FailsInACurrentDirectoryThatHasBeenRemoved) {
     ASSERT_EQ(::rmdir(tmp.path("d").c_str()), 0);
 
     EXPECT_FALSE(fs::mkDir("a/b"));
+    EXPECT_TRUE(capturedErrorIs(ENOENT, "mkDir"));
+    EXPECT_FALSE(fs::mkDir("./"));
 
-    expectFailure("a", ENOENT);
+    EXPECT_EQ(log.all(), lines("error: Failed to create dir: a [err: No such file or directory].",
+                               "error: Cannot split path for mkDir: .."));
   });
 }
 
-TEST_F(MkDir, CannotSplitTheRemovedCurrentDirectoryItself) {
+TEST_F(MkDir, ReportsEachFailingCall) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.mkdir("a");
+
+    const bool made = run.act([] { return fs::mkDir("a/b/c"); });
+
+    // A directory that cannot be examined counts as missing.
+    if (run.failed("stat a")) {
+      EXPECT_FALSE(made);
+      EXPECT_EQ(run.log.all(), lines("error: Failed to create dir: a [err: File exists]."));
+      EXPECT_TRUE(capturedErrorIs(EEXIST, "mkDir"));
+      EXPECT_EQ(run.tmp.entries(), lines("a/"));
+      return;
+    }
+    // Directories created before a failure remain.
+    if (run.failed("mkdir")) {
+      const bool isFirst = run.failed("mkdir a/b");
+      EXPECT_FALSE(made);
+      EXPECT_EQ(run.log.all(),
+                lines("error: Failed to create dir: " + std::string(isFirst ? "a/b" : "a/b/c") +
+                      " [err: " + run.errorText() + "]."));
+      EXPECT_TRUE(capturedErrorIs(run.error(), "mkDir"));
+      EXPECT_EQ(run.tmp.entries(), isFirst ? lines("a/") : lines("a/", "a/b/"));
+      return;
+    }
+    EXPECT_TRUE(made);
+    EXPECT_EQ(run.log.all(), lines());
+    EXPECT_TRUE(currentErrorIs(0, "mkDir", ""));
+    EXPECT_EQ(run.tmp.entries(), lines("a/", "a/b/", "a/b/c/"));
+  });
+}
+
+// ---------------------------------------------------------------------------------------------
+// rmDir
+
+class RmDir : public FsTest {
+ protected:
+  void expectFailure(const std::string& directory, int code) const {
+    EXPECT_EQ(log.all(), lines("error: Failed to remove dir: " + directory +
+                               " [err: " + errnoText(code) + "]."));
+    EXPECT_TRUE(capturedErrorIs(code, "rmDir"));
+  }
+};
+
+TEST_F(RmDir, RefusesTheEmptyPath) {
+  Calls calls;
+
+  EXPECT_FALSE(fs::rmDir(""));
+
+  EXPECT_EQ(calls.all(), lines());
+  expectSilence();
+}
+
+TEST_F(RmDir, RefusesAFile) {
+  createOneOfEachKind(tmp);
+  tmp.write("100%s%n", "");
+  const std::vector<std::string> entries = tmp.entries();
+
+  EXPECT_FALSE(fs::rmDir("./dir//x/../../file/"));
+  EXPECT_FALSE(fs::rmDir("link-to-file"));
+  EXPECT_FALSE(fs::rmDir("fifo"));
+  EXPECT_FALSE(fs::rmDir("100%s%n"));
+
+  EXPECT_EQ(log.all(), lines("error: rmDir called for file: file.",          //
+                             "error: rmDir called for file: link-to-file.",  //
+                             "error: rmDir called for file: fifo.",          //
+                             "error: rmDir called for file: 100%s%n."));
+  EXPECT_TRUE(sentinel.isUntouched());
+  EXPECT_EQ(tmp.entries(), entries);
+}
+
+TEST_F(RmDir, SucceedsWhereNoDirectoryIsFound) {
+  createOneOfEachKind(tmp);
+  Calls calls;
+
+  for (const std::string& path : {std::string("missing"), std::string("file/x"),
+                                  std::string("dangling"), std::string("loop"), kTooLong}) {
+    EXPECT_TRUE(fs::rmDir(vxText(path))) << path;
+  }
+
+  EXPECT_EQ(calls.count("rmdir"), 0U);
+  expectSilence();
+}
+
+TEST_F(RmDir, SucceedsInADirectoryItMayNotSearch) {
+  tmp.mkdir("locked/d");
+  ASSERT_EQ(::chmod("locked", 0600), 0);
+
+  runAsUnprivileged([&] {
+    EXPECT_TRUE(fs::rmDir("locked/d"));
+
+    expectSilence();
+  });
+
+  ASSERT_EQ(::chmod("locked", 0755), 0);
+  EXPECT_EQ(tmp.entries(), lines("locked/", "locked/d/"));
+}
+
+TEST_F(RmDir, RemovesTheCanonicalPath) {
+  tmp.mkdir("a/b");
+  Calls calls;
+
+  EXPECT_TRUE(fs::rmDir("x/.././a//b/"));
+
+  EXPECT_EQ(calls.all(), lines("stat a/b", "stat a/b", "realpath a/b", "rmdir " + tmp.path("a/b")));
+  EXPECT_EQ(log.all(), lines());
+  EXPECT_EQ(tmp.entries(), lines("a/"));
+}
+
+TEST_F(RmDir, ReplacesTheCurrentErrorOnSuccess) {
+  tmp.mkdir("d");
+  errno = EIO;
+
+  EXPECT_TRUE(fs::rmDir("d"));
+
+  EXPECT_TRUE(currentErrorIs(0, "rmDir", ""));
+}
+
+TEST_F(RmDir, ClearsTheErrorRightBeforeTheRemoval) {
+  tmp.mkdir("d");
+  Calls calls;
+  calls.onCall("stat", [&] { EXPECT_TRUE(sentinel.isUntouched()); });
+  calls.onCall("rmdir", [] {
+    EXPECT_EQ(errno, 0);
+    EXPECT_TRUE(currentErrorIs(0, "", ""));
+  });
+
+  EXPECT_TRUE(fs::rmDir("d"));
+
+  EXPECT_EQ(calls.count("rmdir"), 1U);
+}
+
+TEST_F(RmDir, KeepsADirectoryThatIsNotEmpty) {
+  tmp.write("with-file/f", "text");
+  tmp.write("with-hidden-file/.f", "");
+  tmp.mkdir("with-directory/d");
+  const std::vector<std::string> entries = tmp.entries();
+
+  for (const std::string& path :
+       {std::string("with-file"), std::string("with-hidden-file"), std::string("with-directory")}) {
+    const LogCapture own;
+
+    EXPECT_FALSE(fs::rmDir(vxText(path)));
+
+    EXPECT_EQ(own.all(), lines("error: Failed to remove dir: " + tmp.path(path) +
+                               " [err: Directory not empty]."));
+    EXPECT_TRUE(capturedErrorIs(ENOTEMPTY, "rmDir"));
+  }
+  EXPECT_EQ(tmp.entries(), entries);
+}
+
+TEST_F(RmDir, RemovesTheTargetOfALink) {
+  tmp.mkdir("d");
+  tmp.link("link", "d");
+
+  EXPECT_TRUE(fs::rmDir("link"));
+
+  EXPECT_EQ(tmp.entries(), lines("link"));
+}
+
+TEST_F(RmDir, NamesTheTargetThatALinkHasAfterTheFailure) {
+  tmp.mkdir("d");
+  tmp.mkdir("e");
+  tmp.link("link", "d");
+  Calls calls;
+  calls.onCall("rmdir", [&]() -> std::optional<int> {
+    std::filesystem::remove("link");
+    tmp.link("link", "e");
+    return EBUSY;
+  });
+
+  EXPECT_FALSE(fs::rmDir("link"));
+
+  expectFailure(tmp.path("e"), EBUSY);
+}
+
+TEST_F(RmDir, ReportsTheErrorOfTheRemovalAlone) {
+  tmp.mkdir("d");
+  tmp.link("link", "d");
+  Calls calls;
+  calls.onCall("rmdir", [&]() -> std::optional<int> {
+    std::filesystem::remove("d");  // the canonical path in the message cannot be found any more
+    return EBUSY;
+  });
+
+  EXPECT_FALSE(fs::rmDir("link"));
+
+  expectFailure(tmp.path("link"), EBUSY);
+}
+
+TEST_F(RmDir, RemovesTheCurrentDirectory) {
   tmp.mkdir("d");
 
   runInChild([&] {
     const ScopedCurrentDir inside("d");
-    ASSERT_EQ(::rmdir(tmp.path("d").c_str()), 0);
-    const LogCapture own;
 
-    EXPECT_FALSE(fs::mkDir("./"));
+    EXPECT_TRUE(fs::rmDir("."));
+    EXPECT_TRUE(currentErrorIs(0, "rmDir", ""));
 
-    EXPECT_EQ(own.all(), lines("error: Cannot split path for mkDir: .."));
+    Calls calls;
+    EXPECT_TRUE(fs::rmDir("."));
+    EXPECT_EQ(calls.count("rmdir"), 0U);
+  });
+
+  EXPECT_EQ(tmp.entries(), lines());
+}
+
+TEST_F(RmDir, FailsForTheRoot) {
+  EXPECT_FALSE(fs::rmDir("/"));
+
+  expectFailure("/", EBUSY);
+}
+
+TEST_F(RmDir, FailsForAMountPoint) {
+  if (!canMount()) {
+    GTEST_SKIP() << kCannotMount;
+  }
+  tmp.mkdir("mounted");
+
+  runWithOwnMounts([&] {
+    mountMemory("mounted", "size=64k");
+
+    EXPECT_FALSE(fs::rmDir("mounted"));
+
+    expectFailure(tmp.path("mounted"), EBUSY);
+  });
+}
+
+TEST_F(RmDir, FailsOnAReadOnlyFileSystem) {
+  if (!canMount()) {
+    GTEST_SKIP() << kCannotMount;
+  }
+  tmp.mkdir("mounted");
+
+  runWithOwnMounts([&] {
+    mountMemory("mounted", "size=64k");
+    tmp.mkdir("mounted/d");
+    makeReadOnly("mounted");
+
+    EXPECT_FALSE(fs::rmDir("mounted/d"));
+
+    expectFailure(tmp.path("mounted/d"), EROFS);
+  });
+}
+
+TEST_F(RmDir, NeedsPermissionToWrite) {
+  tmp.mkdir("locked/d");
+  ASSERT_EQ(::chmod("locked", 0555), 0);
+
+  runAsUnprivileged([&] {
+    EXPECT_FALSE(fs::rmDir("locked/d"));
+
+    expectFailure(tmp.path("locked/d"), EACCES);
+  });
+
+  EXPECT_EQ(tmp.entries(), lines("locked/", "locked/d/"));
+}
+
+TEST_F(RmDir, CannotRemoveASocketItTakesForADirectory) {
+  createOneOfEachKind(tmp);
+
+  EXPECT_FALSE(fs::rmDir("socket"));
+
+  expectFailure(tmp.path("socket"), ENOTDIR);
+  EXPECT_TRUE(tmp.exists("socket"));
+}
+
+TEST_F(RmDir, LeavesTheCallersPathAlone) {
+  tmp.mkdir("d");
+  const String path = ".//d/";
+
+  EXPECT_TRUE(fs::rmDir(path));
+
+  EXPECT_EQ(path, ".//d/");
+}
+
+TEST_F(RmDir, ReportsEachFailingCall) {
+  forEachFailure([](FailureRun& run) {
+    const std::string directory = run.tmp.mkdir("d");
+
+    const bool removed = run.act([] { return fs::rmDir("d"); });
+
+    if (run.failed("rmdir")) {
+      EXPECT_FALSE(removed);
+      EXPECT_EQ(run.log.all(), lines("error: Failed to remove dir: " + directory +
+                                     " [err: " + run.errorText() + "]."));
+      EXPECT_TRUE(capturedErrorIs(run.error(), "rmDir"));
+      EXPECT_EQ(run.tmp.entries(), lines("d/"));
+      return;
+    }
+    EXPECT_TRUE(removed);
+    // A directory that cannot be examined counts as missing; the first stat call looks for a file.
+    if (run.failed("stat d", 2)) {
+      run.expectSilence();
+      EXPECT_EQ(run.tmp.entries(), lines("d/"));
+      return;
+    }
+    EXPECT_EQ(run.log.all(), lines());
+    EXPECT_TRUE(currentErrorIs(0, "rmDir", ""));
+    EXPECT_EQ(run.tmp.entries(), lines());
+  });
+}
+
+// ---------------------------------------------------------------------------------------------
+// rmFile, which never reports anything
+
+class RmFile : public SilentFsTest {};
+
+TEST_F(RmFile, RemovesWhatIsNoDirectory) {
+  createOneOfEachKind(tmp);
+
+  EXPECT_TRUE(fs::rmFile("link-to-file"));
+  EXPECT_TRUE(tmp.exists("file"));
+  EXPECT_TRUE(fs::rmFile("file"));
+  EXPECT_TRUE(fs::rmFile("fifo"));
+
+  EXPECT_EQ(tmp.entries(), lines("dangling", "dir/", "link-to-dir", "loop", "socket"));
+}
+
+TEST_F(RmFile, SucceedsWhereNoFileIsFound) {
+  createOneOfEachKind(tmp);
+  const std::vector<std::string> entries = tmp.entries();
+  Calls calls;
+
+  for (const char* const path :
+       {"", "./missing/", "dir", "link-to-dir", "socket", "dangling", "loop"}) {
+    EXPECT_TRUE(fs::rmFile(path)) << path;
+  }
+
+  EXPECT_EQ(calls.count("remove"), 0U);
+  EXPECT_EQ(calls.all().front(), "stat missing");  // nothing is asked about the empty path
+  EXPECT_EQ(tmp.entries(), entries);
+}
+
+TEST_F(RmFile, ChecksTheNormalFormAndRemovesThePathAsGiven) {
+  tmp.write("d/f", "text");
+  Calls calls;
+
+  EXPECT_TRUE(fs::rmFile("./d//f"));
+
+  EXPECT_EQ(calls.all(), lines("stat d/f", "remove ./d//f"));
+}
+
+TEST_F(RmFile, FailsWhereOnlyTheNormalFormNamesTheFile) {
+  tmp.write("f", "text");
+
+  EXPECT_FALSE(fs::rmFile("missing/../f"));
+  EXPECT_FALSE(fs::rmFile("f/"));
+
+  EXPECT_EQ(tmp.read("f"), "text");
+}
+
+TEST_F(RmFile, NeedsPermissionToWrite) {
+  tmp.write("locked/f", "text");
+  ASSERT_EQ(::chmod("locked", 0555), 0);
+
+  runAsUnprivileged([&] {
+    EXPECT_FALSE(fs::rmFile("locked/f"));
+
+    expectSilence();
+  });
+
+  EXPECT_EQ(tmp.read("locked/f"), "text");
+}
+
+TEST_F(RmFile, FailsWhenTheRemovalFails) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.write("f", "text");
+
+    const bool removed = run.act([] { return fs::rmFile("f"); });
+
+    EXPECT_EQ(removed, !run.failed("remove"));
+    EXPECT_EQ(run.tmp.exists("f"), run.failedAny());
+    run.expectSilence();
   });
 }
 

@@ -474,7 +474,7 @@ class MoveFileKilled : public MoveFile {
       });
       (void)fs::moveFile("s", "d.txt");
     });
-    EXPECT_TRUE(end.wasKilled);
+    EXPECT_TRUE(end.wasKilled());
     EXPECT_EQ(end.signal, SIGKILL);
   }
 };

@@ -24,7 +24,7 @@ void runUntilCall(std::size_t number, Function function) {
     const CallWatch watch({.call = number, .kills = true});
     function();
   });
-  ASSERT_TRUE(end.wasKilled) << "it makes fewer calls";
+  ASSERT_TRUE(end.wasKilled()) << "it makes fewer calls";
   ASSERT_EQ(end.signal, SIGKILL);
 }
 

@@ -2,12 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <system_error>
 
+#include <fcntl.h>
 #include <grp.h>
+#include <pty.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,6 +21,7 @@ namespace vx::test {
 namespace {
 
 constexpr unsigned kTimeLimitSeconds = 60;
+constexpr int kCannotRun = 127;
 constexpr unsigned kNobody = 65534;
 
 /// What another user may do with a test's files does not depend on who runs the tests.
@@ -51,14 +57,10 @@ ChildEnd waitFor(pid_t child) {
       throw std::system_error(errno, std::generic_category(), "waitpid");
     }
   }
-  ChildEnd end;
   if (WIFSIGNALED(status)) {
-    end.wasKilled = true;
-    end.signal = WTERMSIG(status);
-  } else {
-    end.exitCode = WEXITSTATUS(status);
+    return {.exitCode = -1, .signal = WTERMSIG(status)};
   }
-  return end;
+  return {.exitCode = WEXITSTATUS(status)};
 }
 
 void dropRoot() {
@@ -70,14 +72,41 @@ void dropRoot() {
   ASSERT_EQ(::setresuid(kNobody, kNobody, kNobody), 0);
 }
 
-}  // namespace
-
-ChildEnd endOfChild(const std::function<void()>& body) {
+pid_t forkChild() {
   std::fflush(nullptr);  // what is still buffered would come out twice
   const pid_t child = ::fork();
   if (child == -1) {
     throw std::system_error(errno, std::generic_category(), "fork");
   }
+  return child;
+}
+
+[[noreturn]] void become(std::vector<std::string> command) {
+  std::vector<char*> words;
+  for (std::string& word : command) {
+    words.push_back(word.data());
+  }
+  words.push_back(nullptr);
+  ::alarm(kTimeLimitSeconds);
+  ::execvp(words[0], words.data());
+  ::_exit(kCannotRun);
+}
+
+std::string readAll(int descriptor) {
+  std::string text;
+  std::array<char, 4096> chunk{};
+  ssize_t count = 0;
+  // A terminal whose other side has gone gives an error in place of the end.
+  while ((count = ::read(descriptor, chunk.data(), chunk.size())) > 0) {
+    text.append(chunk.data(), static_cast<std::size_t>(count));
+  }
+  return text;
+}
+
+}  // namespace
+
+ChildEnd endOfChild(const std::function<void()>& body) {
+  const pid_t child = forkChild();
   if (child == 0) {
     runAndExit(body);
   }
@@ -86,8 +115,9 @@ ChildEnd endOfChild(const std::function<void()>& body) {
 
 void runInChild(const std::function<void()>& body) {
   const ChildEnd end = endOfChild(body);
-  EXPECT_FALSE(end.wasKilled) << "the child was killed by signal " << end.signal;
-  EXPECT_EQ(end.exitCode, 0) << "assertions have failed in the child";
+  EXPECT_EQ(end.exitCode, 0) << (end.wasKilled() ? "the child was killed by signal " +
+                                                       std::to_string(end.signal)
+                                                 : "assertions have failed in the child");
 }
 
 void runAsUnprivileged(const std::function<void()>& body) {
@@ -98,6 +128,44 @@ void runAsUnprivileged(const std::function<void()>& body) {
     }
     body();
   });
+}
+
+ChildEnd runProgram(const std::vector<std::string>& command) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::tmpfile(), &std::fclose);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> err(std::tmpfile(), &std::fclose);
+  if (out == nullptr || err == nullptr) {
+    throw std::system_error(errno, std::generic_category(), "tmpfile");
+  }
+  const pid_t child = forkChild();
+  if (child == 0) {
+    ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+    ::dup2(::fileno(out.get()), STDOUT_FILENO);
+    ::dup2(::fileno(err.get()), STDERR_FILENO);
+    become(command);
+  }
+  ChildEnd end = waitFor(child);
+  std::rewind(out.get());
+  std::rewind(err.get());
+  end.out = readAll(::fileno(out.get()));
+  end.err = readAll(::fileno(err.get()));
+  return end;
+}
+
+ChildEnd runOnTerminal(const std::vector<std::string>& command) {
+  std::fflush(nullptr);
+  int terminal = -1;
+  const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == -1) {
+    throw std::system_error(errno, std::generic_category(), "forkpty");
+  }
+  if (child == 0) {
+    become(command);
+  }
+  const std::string shown = readAll(terminal);
+  ChildEnd end = waitFor(child);
+  ::close(terminal);
+  end.out = shown;
+  return end;
 }
 
 }  // namespace vx::test

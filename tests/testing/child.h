@@ -1,22 +1,28 @@
-// Tests that would spoil the process they run in: in a forked child.
+// Child processes: functions that would spoil the test's own process, and other programs.
 //
-//   runAsUnprivileged([&] { EXPECT_FALSE(vx::fs::mkDir(tmp.path("locked/x"))); });
+//   runAsUnprivileged([&] { EXPECT_FALSE(vx::fs::mkDir("locked/x")); });
+//   EXPECT_EQ(runProgram({"unzip", "-t", "a.zip"}).exitCode, 0);
 
 #pragma once
 
 #include <functional>
+#include <string>
+#include <vector>
 
 namespace vx::test {
 
-/// How a child ended: `exitCode` when it did so itself, else the signal that killed it.
+/// How a child ended.
 struct ChildEnd {
-  bool wasKilled = false;
-  int exitCode = 0;
-  int signal = 0;
+  int exitCode = 0;   ///< -1 when a signal ended it; 127 when the program cannot be run
+  int signal = 0;     ///< SIGALRM when it took longer than 60 seconds
+  std::string out{};  ///< what a program has written to standard output
+  std::string err{};  ///< and to standard error
+
+  [[nodiscard]] bool wasKilled() const noexcept { return signal != 0; }
 };
 
 /// Runs `body` in a forked child. The child exits with 0, or with 1 when an assertion of `body` has
-/// failed, which it prints. It is killed by SIGALRM when it takes longer than 60 seconds.
+/// failed, which it prints.
 [[nodiscard]] ChildEnd endOfChild(const std::function<void()>& body);
 
 /// As `endOfChild`; fails the running test unless the child exits with 0.
@@ -26,5 +32,12 @@ void runInChild(const std::function<void()>& body);
 /// child gives up root for good and becomes a user who owns nothing. The umask of a program that
 /// calls this is 022 from the beginning.
 void runAsUnprivileged(const std::function<void()>& body);
+
+/// Runs another program, its first word looked up in PATH, in the current directory. Its input is
+/// empty, and neither output is a terminal.
+[[nodiscard]] ChildEnd runProgram(const std::vector<std::string>& command);
+
+/// As `runProgram`, with input and both outputs on a terminal of its own; `out` is what it shows.
+[[nodiscard]] ChildEnd runOnTerminal(const std::vector<std::string>& command);
 
 }  // namespace vx::test

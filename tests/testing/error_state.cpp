@@ -35,12 +35,15 @@ testing::AssertionResult capturedErrorIs(int code, const std::string& context) {
   return currentErrorIs(code, context, code == 0 ? std::string() : errnoText(code));
 }
 
-ErrorStateSentinel::ErrorStateSentinel() {
+ErrorStateSentinel::ErrorStateSentinel()
+    : codeBefore_(os::currentErrorCode()),
+      contextBefore_(os::currentErrorContext()),
+      messageBefore_(os::currentErrorMessage()) {
   os::setCurrentError(kSentinelCode, kSentinelContext, kSentinelMessage);
 }
 
 ErrorStateSentinel::~ErrorStateSentinel() {
-  os::clearCurrentError();
+  os::setCurrentError(codeBefore_, contextBefore_, messageBefore_);
 }
 
 testing::AssertionResult ErrorStateSentinel::isUntouched() const {

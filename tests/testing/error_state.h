@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "core/vx_string.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -24,7 +26,7 @@ namespace vx::test {
 ///   EXPECT_FALSE(vx::fs::rmFile("missing"));
 ///   EXPECT_TRUE(sentinel.isUntouched());
 ///
-/// Clears the current error at the end.
+/// Restores the current error at the end.
 class ErrorStateSentinel {
  public:
   ErrorStateSentinel();
@@ -33,6 +35,11 @@ class ErrorStateSentinel {
   ~ErrorStateSentinel();
 
   [[nodiscard]] testing::AssertionResult isUntouched() const;
+
+ private:
+  long long codeBefore_;
+  String contextBefore_;
+  String messageBefore_;
 };
 
 }  // namespace vx::test

@@ -1,5 +1,7 @@
 #include "tests/testing/temp_dir.h"
 
+#include "tests/testing/unobserved.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <fstream>
@@ -14,6 +16,7 @@ namespace fs = std::filesystem;
 namespace {
 
 std::string createDirectory() {
+  const Unobserved unobserved;
   std::string name = (fs::temp_directory_path() / "vx_test_XXXXXX").string();
   if (::mkdtemp(name.data()) == nullptr) {
     throw std::system_error(errno, std::generic_category(), "mkdtemp " + name);
@@ -22,17 +25,31 @@ std::string createDirectory() {
   return fs::canonical(name).string();
 }
 
-void makeRemovable(const fs::path& directory) {
+/// Moves the content of each directory in `root` up into `root` and removes what is left, until
+/// nothing is. Needs neither rights on the entries nor a descriptor for every level.
+void flattenAndRemove(const fs::path& root) {
   std::error_code ignored;
-  fs::permissions(directory, fs::perms::owner_all, fs::perm_options::add, ignored);
-  for (const fs::directory_entry& entry : fs::directory_iterator(directory, ignored)) {
-    if (fs::is_directory(entry.symlink_status(ignored))) {
-      makeRemovable(entry.path());
+  int moved = 0;
+  for (bool isProgressing = true; isProgressing;) {
+    isProgressing = false;
+    const std::vector<fs::path> entries(fs::directory_iterator(root, ignored), {});
+    for (const fs::path& entry : entries) {
+      if (fs::is_directory(fs::symlink_status(entry, ignored))) {
+        fs::permissions(entry, fs::perms::owner_all, ignored);
+        const std::vector<fs::path> children(fs::directory_iterator(entry, ignored), {});
+        for (const fs::path& child : children) {
+          fs::permissions(child, fs::perms::owner_all,
+                          fs::perm_options::add | fs::perm_options::nofollow, ignored);
+          fs::rename(child, root / ("moved-" + std::to_string(++moved)), ignored);
+        }
+      }
+      isProgressing = fs::remove(entry, ignored) || isProgressing;
     }
   }
+  fs::remove(root, ignored);
 }
 
-void createLevelsAbove(const std::string& path) {
+void createParents(const std::string& path) {
   fs::create_directories(fs::path(path).parent_path());
 }
 
@@ -41,11 +58,11 @@ void createLevelsAbove(const std::string& path) {
 TempDir::TempDir() : path_(createDirectory()) {}
 
 TempDir::~TempDir() {
+  const Unobserved unobserved;
   std::error_code failed;
   fs::remove_all(path_, failed);
   if (failed) {
-    makeRemovable(path_);
-    fs::remove_all(path_, failed);
+    flattenAndRemove(path_);
   }
 }
 
@@ -54,14 +71,16 @@ std::string TempDir::path(std::string_view relative) const {
 }
 
 std::string TempDir::mkdir(std::string_view relative) const {
+  const Unobserved unobserved;
   std::string full = path(relative);
   fs::create_directories(full);
   return full;
 }
 
 std::string TempDir::write(std::string_view relative, std::string_view content) const {
+  const Unobserved unobserved;
   std::string full = path(relative);
-  createLevelsAbove(full);
+  createParents(full);
   std::ofstream file(full, std::ios::binary | std::ios::trunc);
   file.write(content.data(), static_cast<std::streamsize>(content.size()));
   file.close();
@@ -72,13 +91,15 @@ std::string TempDir::write(std::string_view relative, std::string_view content) 
 }
 
 std::string TempDir::link(std::string_view relative, std::string_view target) const {
+  const Unobserved unobserved;
   std::string full = path(relative);
-  createLevelsAbove(full);
+  createParents(full);
   fs::create_symlink(target, full);
   return full;
 }
 
 std::string TempDir::read(std::string_view relative) const {
+  const Unobserved unobserved;
   const std::string full = path(relative);
   std::ifstream file(full, std::ios::binary);
   if (!file) {
@@ -88,10 +109,12 @@ std::string TempDir::read(std::string_view relative) const {
 }
 
 bool TempDir::exists(std::string_view relative) const {
+  const Unobserved unobserved;
   return fs::exists(fs::symlink_status(path(relative)));
 }
 
 std::vector<std::string> TempDir::entries() const {
+  const Unobserved unobserved;
   std::vector<std::string> names;
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(path_)) {
     std::string name = entry.path().string().substr(path_.size() + 1);

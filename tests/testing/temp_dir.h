@@ -15,9 +15,9 @@
 namespace vx::test {
 
 /// Its path is canonical, since the system's temporary directory may be reached through a link.
-/// Everybody may enter and list it, so that a child without rights can work on what a test that
-/// runs as root has prepared. It goes with everything in it, unreadable directories included, when
-/// the object does. A step that fails throws, which fails the test.
+/// Everybody may enter and list it, so that an unprivileged child can work on what a test that runs
+/// as root has prepared. The destructor removes it with everything in it: unreadable directories,
+/// and trees deeper than the number of descriptors. A step that fails throws, which fails the test.
 class TempDir {
  public:
   TempDir();
@@ -31,14 +31,14 @@ class TempDir {
   /// The full path of `relative`, as written, whether or not anything is there.
   [[nodiscard]] std::string path(std::string_view relative) const;
 
-  /// Creates the directory and every missing level above it; returns its full path.
+  /// Creates the directory and every missing parent directory; returns its full path.
   std::string mkdir(std::string_view relative) const;
 
-  /// Creates or replaces the file with `content`, NUL included, and the missing levels above it;
+  /// Creates or replaces the file with `content`, NUL included, and the missing parent directories;
   /// returns its full path.
   std::string write(std::string_view relative, std::string_view content) const;
 
-  /// Creates the symbolic link, which need not lead anywhere, and the missing levels above it;
+  /// Creates the symbolic link, which need not lead anywhere, and the missing parent directories;
   /// returns its full path.
   std::string link(std::string_view relative, std::string_view target) const;
 
@@ -48,8 +48,8 @@ class TempDir {
   /// Whether anything is there, a dangling link included.
   [[nodiscard]] bool exists(std::string_view relative) const;
 
-  /// What lies in the whole tree, relative to it and sorted; directories end in "/", and links are
-  /// not followed.
+  /// The entries of the whole tree, relative to it and sorted; directories end in "/", and links
+  /// are not followed.
   [[nodiscard]] std::vector<std::string> entries() const;
 
  private:

@@ -1,0 +1,521 @@
+// The helpers of the tests.
+
+#include "core/vx_error.h"
+#include "core/vx_log.h"
+#include "fs/vx_fs.h"
+#include "tests/testing/calls.h"
+#include "tests/testing/child.h"
+#include "tests/testing/error_state.h"
+#include "tests/testing/failures.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/sandbox.h"
+#include "tests/testing/scoped_cwd.h"
+#include "tests/testing/scoped_env.h"
+#include "tests/testing/scoped_umask.h"
+#include "tests/testing/temp_dir.h"
+
+#include <gtest/gtest-spi.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <dirent.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using vx::test::Calls;
+using vx::test::ChildEnd;
+using vx::test::currentErrorIs;
+using vx::test::endOfChild;
+using vx::test::ErrorStateSentinel;
+using vx::test::FailureRun;
+using vx::test::forEachFailure;
+using vx::test::forEachLastingFailure;
+using vx::test::lines;
+using vx::test::LogCapture;
+using vx::test::runAsUnprivileged;
+using vx::test::runInChild;
+using vx::test::runOnTerminal;
+using vx::test::runProgram;
+using vx::test::Sandbox;
+using vx::test::ScopedCurrentDir;
+using vx::test::ScopedEnv;
+using vx::test::ScopedUmask;
+using vx::test::TempDir;
+
+TEST(TempDir, IsFreshEmptyAndCanonical) {
+  const TempDir first;
+  const TempDir second;
+
+  EXPECT_NE(first.path(), second.path());
+  EXPECT_EQ(fs::canonical(first.path()).string(), first.path());
+  EXPECT_EQ(first.path("x/y"), first.path() + "/x/y");
+  EXPECT_EQ(first.entries(), lines());
+}
+
+TEST(TempDir, IsCanonicalBehindALink) {
+  const TempDir tmp;
+  tmp.mkdir("real");
+  const ScopedEnv behindALink("TMPDIR", tmp.link("link", "real"));
+
+  const TempDir inside;
+
+  EXPECT_TRUE(inside.path().starts_with(tmp.path("real/")));
+}
+
+TEST(TempDir, ListsWhatIsPutIntoIt) {
+  const TempDir tmp;
+
+  EXPECT_EQ(tmp.write("a/b.txt", std::string("x\0y", 3)), tmp.path("a/b.txt"));
+  EXPECT_EQ(tmp.mkdir("c/d"), tmp.path("c/d"));
+  EXPECT_EQ(tmp.link("c/link", "../a"), tmp.path("c/link"));
+
+  EXPECT_EQ(tmp.entries(), lines("a/", "a/b.txt", "c/", "c/d/", "c/link"));
+  EXPECT_EQ(tmp.read("a/b.txt"), std::string("x\0y", 3));
+  EXPECT_TRUE(tmp.exists("c/link"));
+  EXPECT_FALSE(tmp.exists("missing"));
+  EXPECT_THROW(static_cast<void>(tmp.read("missing")), std::runtime_error);
+}
+
+TEST(TempDir, GoesWithEverythingInIt) {
+  std::string path;
+  {
+    const TempDir tmp;
+    path = tmp.path();
+    tmp.write("a/b/c.txt", "text");
+    tmp.link("up", "..");
+    tmp.link("dangling", "missing");
+  }
+  EXPECT_FALSE(fs::exists(path));
+  EXPECT_TRUE(fs::exists(fs::path(path).parent_path()));
+}
+
+TEST(TempDir, GoesWithUnreadableDirectoriesInIt) {
+  const TempDir outer;
+  fs::permissions(outer.path(), fs::perms::all);
+
+  runAsUnprivileged([&] {
+    const ScopedEnv below("TMPDIR", outer.path());
+    {
+      const TempDir tmp;
+      tmp.write("locked/inner/file", "text");
+      fs::permissions(tmp.path("locked/inner"), fs::perms::none);
+      fs::permissions(tmp.path("locked"), fs::perms::none);
+    }
+    EXPECT_EQ(outer.entries(), lines());
+  });
+}
+
+TEST(TempDir, RemovesATreeDeeperThanItsDescriptors) {
+  const TempDir outer;
+
+  runInChild([&] {
+    const ScopedEnv below("TMPDIR", outer.path());
+    const rlimit few{.rlim_cur = 32, .rlim_max = 32};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+    const TempDir tmp;
+    const ScopedCurrentDir inside(tmp.path());
+    for (int level = 0; level < 200; ++level) {
+      ASSERT_EQ(::mkdir("d", 0755), 0);
+      ASSERT_EQ(::chdir("d"), 0);
+    }
+  });
+
+  EXPECT_EQ(outer.entries(), lines());
+}
+
+TEST(ScopedEnv, RestoresAVariable) {
+  const ScopedEnv outer("VX_TEST_VARIABLE", "outer");
+  {
+    const ScopedEnv inner("VX_TEST_VARIABLE", "inner");
+    EXPECT_STREQ(std::getenv("VX_TEST_VARIABLE"), "inner");
+  }
+  EXPECT_STREQ(std::getenv("VX_TEST_VARIABLE"), "outer");
+  {
+    const ScopedEnv inner("VX_TEST_VARIABLE", nullptr);
+    EXPECT_EQ(std::getenv("VX_TEST_VARIABLE"), nullptr);
+  }
+  EXPECT_STREQ(std::getenv("VX_TEST_VARIABLE"), "outer");
+}
+
+TEST(ScopedEnv, UnsetsAVariableThatWasNotSet) {
+  const ScopedEnv outer("VX_TEST_VARIABLE", nullptr);
+  { const ScopedEnv inner("VX_TEST_VARIABLE", "inner"); }
+
+  EXPECT_EQ(std::getenv("VX_TEST_VARIABLE"), nullptr);
+}
+
+TEST(ScopedCurrentDir, RestoresTheCurrentDirectory) {
+  const TempDir tmp;
+  const fs::path before = fs::current_path();
+  {
+    const ScopedCurrentDir inside(tmp.path());
+    EXPECT_EQ(fs::current_path().string(), tmp.path());
+    fs::remove(tmp.path());
+  }
+  EXPECT_EQ(fs::current_path(), before);
+}
+
+TEST(ScopedCurrentDir, RefusesADirectoryThatIsMissing) {
+  const fs::path before = fs::current_path();
+
+  EXPECT_THROW(ScopedCurrentDir("/no such entry"), std::system_error);
+
+  EXPECT_EQ(fs::current_path(), before);
+}
+
+TEST(LogCapture, KeepsTheLinesByLevelAndInOrder) {
+  const LogCapture log;
+
+  vx::logError("first");
+  vx::logWarning("second");
+  vx::logError("third");
+
+  EXPECT_EQ(log.errors(), lines("first", "third"));
+  EXPECT_EQ(log.warnings(), lines("second"));
+  EXPECT_EQ(log.all(), lines("error: first", "warning: second", "error: third"));
+}
+
+TEST(LogCapture, GivesTheLogBackToTheOneBefore) {
+  const LogCapture outer;
+  {
+    const LogCapture inner;
+    vx::logError("inner");
+    EXPECT_EQ(inner.all(), lines("error: inner"));
+  }
+  vx::logError("outer");
+
+  EXPECT_EQ(outer.all(), lines("error: outer"));
+}
+
+TEST(ErrorStateSentinel, SeesEveryChange) {
+  const ErrorStateSentinel sentinel;
+  EXPECT_TRUE(sentinel.isUntouched());
+  const long long code = vx::os::currentErrorCode();
+  const vx::String context = vx::os::currentErrorContext();
+  const vx::String message = vx::os::currentErrorMessage();
+
+  vx::os::setCurrentError(code + 1, context, message);
+  EXPECT_FALSE(sentinel.isUntouched());
+  vx::os::setCurrentError(code, context + "x", message);
+  EXPECT_FALSE(sentinel.isUntouched());
+  vx::os::setCurrentError(code, context, message + "x");
+  EXPECT_FALSE(sentinel.isUntouched());
+  vx::os::clearCurrentError();
+  EXPECT_FALSE(sentinel.isUntouched());
+  vx::os::setCurrentError(code, context, message);
+  EXPECT_TRUE(sentinel.isUntouched());
+}
+
+TEST(ErrorStateSentinel, RestoresTheErrorBefore) {
+  { const ErrorStateSentinel sentinel; }
+  EXPECT_TRUE(currentErrorIs(0, "", ""));
+
+  const ErrorStateSentinel outer;
+  { const ErrorStateSentinel inner; }
+  EXPECT_TRUE(outer.isUntouched());
+}
+
+TEST(ScopedUmask, RestoresTheMask) {
+  const ScopedUmask outer(022);
+  { const ScopedUmask inner(077); }
+
+  EXPECT_EQ(::umask(022), 022U);
+}
+
+TEST(Child, EndsWellWhenItsAssertionsHold) {
+  const ChildEnd end = endOfChild([] { EXPECT_TRUE(true); });
+
+  EXPECT_FALSE(end.wasKilled());
+  EXPECT_EQ(end.exitCode, 0);
+}
+
+TEST(Child, EndsBadlyWhenAnAssertionFailsInIt) {
+  EXPECT_EQ(endOfChild([] { ADD_FAILURE() << "on purpose, in a child"; }).exitCode, 1);
+  EXPECT_EQ(endOfChild([] { FAIL() << "on purpose, in a child"; }).exitCode, 1);
+  EXPECT_EQ(endOfChild([] { throw std::runtime_error("on purpose"); }).exitCode, 1);
+}
+
+TEST(Child, TellsWhatEndedIt) {
+  const ChildEnd killed = endOfChild([] { ::raise(SIGKILL); });
+  const ChildEnd left = endOfChild([] { ::_exit(3); });
+
+  EXPECT_TRUE(killed.wasKilled());
+  EXPECT_EQ(killed.signal, SIGKILL);
+  EXPECT_FALSE(left.wasKilled());
+  EXPECT_EQ(left.exitCode, 3);
+}
+
+TEST(Child, FailsTheTestWithABadEnd) {
+  EXPECT_NONFATAL_FAILURE(runInChild([] { ::_exit(1); }), "assertions have failed in the child");
+  EXPECT_NONFATAL_FAILURE(runInChild([] { ::raise(SIGKILL); }), "killed by signal 9");
+  EXPECT_NONFATAL_FAILURE(runAsUnprivileged([] { ::_exit(1); }), "assertions have failed");
+}
+
+TEST(Child, LeavesTheParentAsItIs) {
+  const fs::path before = fs::current_path();
+  int value = 1;
+
+  runInChild([&] {
+    value = 2;
+    ASSERT_EQ(::chdir("/"), 0);
+  });
+
+  EXPECT_EQ(value, 1);
+  EXPECT_EQ(fs::current_path(), before);
+}
+
+TEST(Child, HasNoRightToOverridePermissionsWhenItIsUnprivileged) {
+  const TempDir tmp;
+  tmp.write("locked/file", "text");
+  fs::permissions(tmp.path("locked"), fs::perms::none);
+
+  runAsUnprivileged([&] {
+    EXPECT_NE(::geteuid(), 0U);
+    EXPECT_EQ(::access(tmp.path("locked").c_str(), F_OK), 0);
+    EXPECT_EQ(::access(tmp.path("locked/file").c_str(), F_OK), -1);
+    EXPECT_EQ(::setuid(0), -1);
+  });
+}
+
+TEST(RunProgram, KeepsWhatTheProgramWrites) {
+  const ChildEnd end = runProgram({"sh", "-c", "cat; echo out; echo err >&2; exit 3"});
+
+  EXPECT_EQ(end.exitCode, 3);
+  EXPECT_EQ(end.out, "out\n");
+  EXPECT_EQ(end.err, "err\n");
+}
+
+TEST(RunProgram, TellsWhatEndedTheProgram) {
+  EXPECT_EQ(runProgram({"sh", "-c", "kill -9 $$"}).signal, SIGKILL);
+  EXPECT_EQ(runProgram({"no such program"}).exitCode, 127);
+}
+
+TEST(RunOnTerminal, GivesTheProgramATerminal) {
+  const ChildEnd end =
+      runOnTerminal({"sh", "-c", "test -t 0 && test -t 1 && test -t 2 && echo yes"});
+
+  EXPECT_EQ(end.exitCode, 0);
+  EXPECT_EQ(end.out, "yes\r\n");
+}
+
+// ---------------------------------------------------------------------------------------------
+// The engine. `fs::mkDir` and the like stand for any code under test.
+
+TEST(Calls, AreRecordedWithTheirArguments) {
+  const Sandbox box;
+  Calls calls;
+
+  ::mkdir("a", 0750);
+  ::rename("a", "b");
+  std::remove("b");
+
+  EXPECT_EQ(calls.all(), lines("mkdir a 0750", "rename a b", "remove b"));
+  EXPECT_EQ(calls.all("rename"), lines("rename a b"));
+  EXPECT_EQ(calls.count("mkdir"), 1U);
+}
+
+TEST(Calls, IncludeThoseOfFileStreams) {
+  const Sandbox box;
+  Calls calls;
+
+  std::ofstream("f") << "text";
+
+  EXPECT_EQ(calls.all(), lines("fopen f w", "fclose"));
+  EXPECT_EQ(calls.count("write") + calls.count("writev"), 1U);
+}
+
+TEST(Calls, LeaveOutThoseOfHelpersAndActions) {
+  const Sandbox box;
+  Calls calls;
+  calls.onCall("mkdir a", [&] { box.tmp.mkdir("b"); });
+
+  ::mkdir("a", 0777);
+
+  EXPECT_EQ(box.tmp.entries(), lines("a/", "b/"));
+  EXPECT_EQ(calls.all(), lines("mkdir a 0777"));
+}
+
+TEST(Calls, AreSelectedUpToTheEndOfAWord) {
+  const Sandbox box;
+  Calls calls;
+  calls.fail("mkdir a", EACCES);
+
+  EXPECT_EQ(::mkdir("a", 0777), -1);
+  EXPECT_EQ(errno, EACCES);
+  EXPECT_EQ(::mkdir("ab", 0777), 0);
+  EXPECT_EQ(box.tmp.entries(), lines("ab/"));
+}
+
+TEST(Calls, FailTheThirdTime) {
+  const Sandbox box;
+  box.tmp.write("f", "");
+  Calls calls;
+  calls.failNth("readdir", 3, EIO);
+  DIR* const directory = ::opendir(".");
+
+  EXPECT_NE(::readdir(directory), nullptr);
+  EXPECT_NE(::readdir(directory), nullptr);
+  EXPECT_EQ(::readdir(directory), nullptr);
+  EXPECT_EQ(errno, EIO);
+  ::closedir(directory);
+}
+
+TEST(Calls, AreAnsweredInPlaceOfBeingMade) {
+  const Sandbox box;
+  Calls calls;
+  calls.succeed("mkdir");
+  calls.answer("stat d", S_IFDIR);
+  calls.answer("readlink", "target");
+  calls.onCall("rmdir", []() -> std::optional<int> { return ENOSPC; });
+
+  struct stat status {};
+  std::array<char, 100> target{};
+  EXPECT_EQ(::mkdir("a", 0777), 0);
+  EXPECT_EQ(::stat("d", &status), 0);
+  EXPECT_TRUE(S_ISDIR(status.st_mode));
+  EXPECT_EQ(::readlink("link", target.data(), target.size()), 6);
+  EXPECT_STREQ(target.data(), "target");
+  EXPECT_EQ(::rmdir("a"), -1);
+  EXPECT_EQ(errno, ENOSPC);
+  EXPECT_EQ(box.tmp.entries(), lines());
+}
+
+TEST(Calls, OfMinizHideTheCallsTheyMake) {
+  const Sandbox box;
+  box.tmp.write("a.zip", "no archive");
+  Calls calls;
+
+  EXPECT_TRUE(vx::fs::readZip("a.zip", "out", {}).empty());
+
+  EXPECT_EQ(calls.all("mz_zip_reader_init_file").size(), 1U);
+  EXPECT_EQ(calls.all("fopen").size(), 1U);
+  const std::vector<std::string> all = calls.all();
+  EXPECT_EQ(std::count(all.begin(), all.end(), "fopen " + box.tmp.path("a.zip") + " rb"), 0);
+}
+
+TEST(Calls, OfDialogsAreCancelledOrAnswered) {
+  Calls calls;
+  EXPECT_EQ(vx::fs::browseFile("Pick", "/", "Images", {"*.png"}), "");
+
+  calls.answer("tinyfd_openFileDialog", "/a.png");
+  EXPECT_EQ(vx::fs::browseFile("Pick", "/", "", {}), "/a.png");
+
+  EXPECT_EQ(calls.all("tinyfd_openFileDialog").front(),
+            "tinyfd_openFileDialog <Pick> </> 1 <*.png> <Images (*.png)> 0");
+}
+
+TEST(Calls, KillTheProcess) {
+  const Sandbox box;
+
+  const ChildEnd end = endOfChild([] {
+    Calls calls;
+    calls.kill("mkdir", 2);
+    ::mkdir("a", 0777);
+    ::mkdir("b", 0777);
+  });
+
+  EXPECT_EQ(end.signal, SIGKILL);
+  EXPECT_EQ(box.tmp.entries(), lines("a/"));
+}
+
+TEST(ForEachFailure, FailsEachCallOnceWithEachError) {
+  std::map<std::string, std::set<int>> failed;
+
+  forEachFailure([&](FailureRun& run) {
+    run.act([] { return vx::fs::mkDir("a"); });
+    failed[run.failedCall()].insert(run.error());
+  });
+
+  EXPECT_EQ(failed.size(), 3U);  // with "", the run without a failure
+  EXPECT_EQ(failed["stat a"].size(), 10U);
+  EXPECT_EQ(failed["mkdir a 0777"].size(), 10U);
+}
+
+TEST(ForEachFailure, TellsLikeCallsApart) {
+  std::set<int> numbers;
+
+  forEachFailure([&](FailureRun& run) {
+    run.act([] { return vx::fs::mkDir("a"); });
+    for (const int number : {1, 2, 3}) {
+      if (run.failed("stat a", number)) {
+        numbers.insert(number);
+      }
+    }
+  });
+
+  EXPECT_EQ(numbers, (std::set{1, 2}));
+}
+
+TEST(ForEachFailure, LeavesOutCallsThatTheBodyAnswers) {
+  forEachFailure([&](FailureRun& run) {
+    run.calls.fail("mkdir", EACCES);
+
+    EXPECT_FALSE(run.act([] { return vx::fs::mkDir("a"); }));
+
+    EXPECT_FALSE(run.failed("mkdir"));
+  });
+}
+
+TEST(ForEachFailure, AttributesACallWithinMinizToThatCall) {
+  std::set<std::string> failed;
+
+  forEachFailure([&](FailureRun& run) {
+    run.tmp.write("a.zip", "no archive");
+    run.act([] { return vx::fs::readZip("a.zip", "out", {}); });
+    if (run.failedCall().starts_with("fopen")) {
+      EXPECT_TRUE(run.failed("mz_zip_reader_init_file"));
+      EXPECT_FALSE(run.failed("fopen"));
+      failed.insert("fopen");
+    }
+  });
+
+  EXPECT_EQ(failed.size(), 1U);
+}
+
+TEST(ForEachFailure, FindsALeak) {
+  static std::vector<int> descriptors;
+  static std::unique_ptr<int> block;
+
+  EXPECT_NONFATAL_FAILURE(forEachFailure([](FailureRun& run) {
+                            descriptors.push_back(run.act([] { return ::dup(0); }));
+                          }),
+                          "a descriptor is left open");
+  EXPECT_NONFATAL_FAILURE(
+      forEachFailure([](FailureRun& run) { run.act([] { block = std::make_unique<int>(0); }); }),
+      "blocks of memory are left behind");
+  for (const int descriptor : descriptors) {
+    ::close(descriptor);
+  }
+}
+
+TEST(ForEachLastingFailure, FailsAllLaterCallsToo) {
+  forEachLastingFailure([](FailureRun& run) {
+    const bool made = run.act([] { return ::mkdir("a", 0777) == 0 || ::mkdir("b", 0777) == 0; });
+
+    EXPECT_EQ(made, !run.failedAny() || run.failed("mkdir b"));
+  });
+}
+
+}  // namespace
