@@ -1,4 +1,4 @@
-// The process environment.
+// The environment of the process.
 
 #pragma once
 
@@ -6,10 +6,11 @@
 
 namespace vx::os {
 
-/// The value of the environment variable `name` (getenv), the empty string when it is not set.
+/// Returns the value of the environment variable `name` (getenv), or the empty string if it is not
+/// set.
 ///
-/// Neither logs nor records an error. Safe from any thread as long as no thread changes the
-/// environment meanwhile.
+/// Does not log or record an error. May be called from any thread while no other thread changes the
+/// environment (setenv, putenv, unsetenv).
 [[nodiscard]] String getEnv(String name);
 
 }  // namespace vx::os

@@ -14,7 +14,8 @@ struct ErrorRecord {
   String message;
 };
 
-/// False while the record of this thread lives, and still there when it has gone.
+/// Whether the record of this thread has been destroyed. Has no destructor itself, so that it can
+/// be read to the end of the thread.
 thread_local bool recordIsGone = false;
 
 struct RecordOfThread {
@@ -29,13 +30,13 @@ ErrorRecord& current() {
   if (!recordIsGone) {
     return recordOfThread.record;
   }
-  // Never destroyed, so that what is destroyed later, such as a static object, has one to the end.
+  // Never destroyed, since destructors that run later, such as those of static objects, use it.
   thread_local ErrorRecord& lastRecord = *new ErrorRecord;
   return lastRecord;
 }
 
-// The two forms of strerror_r, told apart by what they return: one a status, with the text in the
-// buffer, the other the text itself.
+// strerror_r has two forms: one returns a status and puts the text into the buffer, the other
+// returns the text.
 [[maybe_unused]] const char* resultText(int status, const char* buffer) {
   return status == 0 ? buffer : "";
 }

@@ -1,9 +1,11 @@
-// The current error: the record of the last failure that was set or captured on this thread.
+// The current error: a record of the last failure that was set or captured on this thread.
 //
-// It holds a code, a context (the operation that failed) and a message. It persists until it is
-// replaced or cleared; reading it changes nothing. Each thread has its own, as with `errno`, which
-// ends with it: destructors that run later, as those of static objects do, find no error at first.
-// Nothing here fails or logs.
+// It holds a code, a context (the operation that failed) and a message. It remains until it is
+// replaced or cleared; reading does not change it. Each thread has its own record, which is
+// destroyed with the thread's other thread-local objects. Destructors that run after that, such as
+// those of static objects, find no error at first and may set one.
+//
+// No function here fails or logs.
 
 #pragma once
 
@@ -11,26 +13,29 @@
 
 namespace vx::os {
 
-/// Replaces the current error. Code 0 stands for an error without a code of the system.
+/// Replaces the current error. Code 0 means that there is no system error code.
 void setCurrentError(long long code, String context, String message);
 
-/// Records the system's last error, `errno` as the call just made has left it, with the system's
-/// text for it as the message (strerror_r).
+/// Replaces the current error by the system's last error: `errno` as the code, `operation` as the
+/// context, and the system's text for the code as the message (strerror_r).
 ///
-/// `errno` 0 records code 0 and no message, which is what a call that did not fail leaves after
-/// `clearCurrentError`. The argument must be a finished `String`: making one may change `errno`.
+///   captureCurrentError(operation)  => with errno EEXIST: EEXIST, operation, "File exists"
+///                                      with errno 0: 0, operation, ""
+///
+/// A call that succeeds does not set `errno`, so call `clearCurrentError` before it. Construct the
+/// argument before the system call as well, since constructing it may change `errno`.
 void captureCurrentError(String operation);
 
-/// Resets the record to no error, code 0 and empty texts, and `errno` to 0.
+/// Resets the current error to no error (code 0, empty texts) and `errno` to 0.
 void clearCurrentError();
 
-/// The code of the current error, 0 where there is none.
+/// Returns the code of the current error, 0 if there is none.
 [[nodiscard]] long long currentErrorCode() noexcept;
 
-/// The operation that failed, empty where there is no error.
+/// Returns the operation that failed, empty if there is no error.
 [[nodiscard]] String currentErrorContext() noexcept;
 
-/// The message of the current error, empty where there is none.
+/// Returns the message of the current error, empty if there is none.
 [[nodiscard]] String currentErrorMessage() noexcept;
 
 }  // namespace vx::os

@@ -1,4 +1,4 @@
-// Concern: what the environment answers for a variable in each of its states.
+// The values that getEnv returns.
 
 #include "core/vx_env.h"
 
@@ -13,7 +13,6 @@
 
 namespace {
 
-using vx::String;
 using vx::os::getEnv;
 using vx::test::ErrorStateSentinel;
 using vx::test::lines;
@@ -21,54 +20,29 @@ using vx::test::LogCapture;
 using vx::test::ScopedEnv;
 using vx::test::text;
 
-constexpr const char* kVariable = "VX_TEST_VARIABLE";
+TEST(GetEnv, ReturnsEveryByteOfTheValue) {
+  for (const std::string& value :
+       {std::string("/home/somebody"), std::string(" a=b;$HOME\n\t\xC3\xA4\xFF "),
+        std::string(100'000, 'x'), std::string()}) {
+    const ScopedEnv variable("VX_TEST_VARIABLE", value);
 
-TEST(GetEnv, GivesTheValueOfAVariable) {
-  const ScopedEnv variable(kVariable, "/home/somebody");
-
-  EXPECT_EQ(getEnv(kVariable), "/home/somebody");
+    EXPECT_EQ(text(getEnv("VX_TEST_VARIABLE")), value);
+  }
 }
 
-TEST(GetEnv, GivesTheEmptyStringForAVariableThatIsNotSet) {
-  const ScopedEnv variable(kVariable, nullptr);
+TEST(GetEnv, ReturnsTheEmptyStringIfTheVariableIsNotSet) {
+  const ScopedEnv variable("VX_TEST_VARIABLE", nullptr);
+  const LogCapture log;
+  const ErrorStateSentinel sentinel;
 
-  const String value = getEnv(kVariable);
+  EXPECT_EQ(getEnv("VX_TEST_VARIABLE"), "");
 
-  EXPECT_TRUE(value.isEmpty());
-  EXPECT_STREQ(value.buf(), "");
+  EXPECT_EQ(log.all(), lines());
+  EXPECT_TRUE(sentinel.isUntouched());
 }
 
-TEST(GetEnv, GivesTheEmptyStringForAVariableThatIsSetToNothing) {
-  const ScopedEnv variable(kVariable, "");
-
-  EXPECT_TRUE(getEnv(kVariable).isEmpty());
-}
-
-TEST(GetEnv, GivesEveryByteOfAValue) {
-  const std::string odd = " a=b;$HOME\n\t\xC3\xA4\xFF ";
-  const ScopedEnv variable(kVariable, odd);
-
-  EXPECT_EQ(text(getEnv(kVariable)), odd);
-}
-
-TEST(GetEnv, GivesLongValuesWhole) {
-  const std::string longValue(100'000, 'x');
-  const ScopedEnv variable(kVariable, longValue);
-
-  EXPECT_EQ(text(getEnv(kVariable)), longValue);
-}
-
-TEST(GetEnv, AsksEachTimeAnew) {
-  const ScopedEnv first(kVariable, "first");
-  const String before = getEnv(kVariable);
-  const ScopedEnv second(kVariable, "second");
-
-  EXPECT_EQ(getEnv(kVariable), "second");
-  EXPECT_EQ(before, "first");
-}
-
-TEST(GetEnv, TakesTheWholeNameForTheName) {
-  const ScopedEnv variable(kVariable, "value");
+TEST(GetEnv, ReturnsTheEmptyStringForAnotherName) {
+  const ScopedEnv variable("VX_TEST_VARIABLE", "value");
 
   EXPECT_EQ(getEnv("VX_TEST_VARIABL"), "");
   EXPECT_EQ(getEnv("VX_TEST_VARIABLE_"), "");
@@ -77,15 +51,13 @@ TEST(GetEnv, TakesTheWholeNameForTheName) {
   EXPECT_EQ(getEnv(""), "");
 }
 
-TEST(GetEnv, NeitherLogsNorTouchesTheErrorState) {
-  const ScopedEnv variable(kVariable, nullptr);
-  const LogCapture log;
-  const ErrorStateSentinel sentinel;
+TEST(GetEnv, ReadsTheEnvironmentAtEachCall) {
+  const ScopedEnv first("VX_TEST_VARIABLE", "first");
+  const vx::String before = getEnv("VX_TEST_VARIABLE");
+  const ScopedEnv second("VX_TEST_VARIABLE", "second");
 
-  EXPECT_EQ(getEnv(kVariable), "");
-
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_TRUE(sentinel.isUntouched());
+  EXPECT_EQ(getEnv("VX_TEST_VARIABLE"), "second");
+  EXPECT_EQ(before, "first");
 }
 
 }  // namespace
