@@ -1,50 +1,161 @@
 #include "core/vx_log.h"
 
-#include "core/internal/vx_string_builder.h"
+#include "core/vx_error.h"
 
 #include <array>
+#include <atomic>
+#include <cerrno>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <string_view>
 #include <utility>
+
+#include <cxxabi.h>
+#include <pthread.h>
 
 namespace vx {
 namespace {
 
+// ---- The sink ----------------------------------------------------------------------------------
+
+/// How many times this thread has locked the sink's mutex: more than 0 inside a sink.
+thread_local int locksOfThread = 0;
+
+/// A mutex that its thread may lock again, as a sink does that sets another sink, and that a child
+/// of `fork` may unlock, as it may not unlock a std::recursive_mutex.
+class SinkMutex {
+ public:
+  void lock() {
+    if (locksOfThread == 0) {
+      mutex_.lock();
+    }
+    ++locksOfThread;
+  }
+
+  void unlock() noexcept {
+    if (--locksOfThread == 0) {
+      mutex_.unlock();
+    }
+  }
+
+ private:
+  std::mutex mutex_;
+};
+
 struct SinkSlot {
-  std::recursive_mutex mutex;  // a sink may log, or set another sink
+  SinkMutex mutex;
   std::shared_ptr<const LogSink> sink;
 };
 
+/// Lets a thread that logs pass the slot by without a lock while there is no sink.
+constinit std::atomic<bool> isSinkSet = false;
+
+SinkSlot& sinkSlot();
+
+void lockForFork() {
+  sinkSlot().mutex.lock();
+}
+
+void unlockAfterFork() {
+  sinkSlot().mutex.unlock();
+}
+
+SinkSlot& createSlot() {
+  // Registered with the first sink rather than at load time: locks that a sink takes are usually
+  // older, and `fork` has to take them after this one. The handlers may not outlive this code:
+  // glibc removes those of a library that is unloaded, musl unloads none, and macOS none that has
+  // thread-local variables.
+  static_cast<void>(::pthread_atfork(lockForFork, unlockAfterFork, unlockAfterFork));
+  return *new SinkSlot;
+}
+
 SinkSlot& sinkSlot() {
-  // Never destroyed, so that the destructors of static objects may still log.
-  static SinkSlot& slot = *new SinkSlot;
+  // Never destroyed, since the destructors of static objects may log.
+  static SinkSlot& slot = createSlot();
   return slot;
 }
 
-void writeToStandardError(LogLevel level, std::string_view line) {
-  const std::string_view prefix = level == LogLevel::Error ? "error: " : "warning: ";
-  StringBuilder whole(prefix.size() + line.size() + 1);
-  whole.append(prefix);
-  whole.append(line);
-  whole.append('\n');
-  // One call, so that neither another thread nor another process gets between its bytes.
-  std::fwrite(whole.view().data(), 1, whole.view().size(), stderr);
+/// Restores the current error and `errno` at the end of a scope.
+class ErrorStateGuard {
+ public:
+  ErrorStateGuard() = default;
+  ErrorStateGuard(const ErrorStateGuard&) = delete;
+  ErrorStateGuard& operator=(const ErrorStateGuard&) = delete;
+  ~ErrorStateGuard() {
+    os::setCurrentError(code_, std::move(context_), std::move(message_));
+    errno = errno_;
+  }
+
+ private:
+  int errno_ = errno;
+  long long code_ = os::currentErrorCode();
+  String context_ = os::currentErrorContext();
+  String message_ = os::currentErrorMessage();
+};
+
+void callSink(const LogSink& sink, LogLevel level, String line) {
+  try {
+    sink(level, std::move(line));
+#ifdef __GLIBCXX__
+  } catch (const abi::__forced_unwind&) {
+    throw;  // the thread is being cancelled; with other libraries `...` does not match this
+#endif
+  } catch (...) {
+    return;  // the operation that logs goes on as if the line had been taken
+  }
 }
 
-void write(LogLevel level, String line) {
+/// Whether there was a sink to take the line.
+bool writeToSink(LogLevel level, String line) {
   SinkSlot& slot = sinkSlot();
-  const std::lock_guard<std::recursive_mutex> lock(slot.mutex);
-  // A copy keeps the sink alive while it runs, should it set another.
-  if (const std::shared_ptr<const LogSink> sink = slot.sink) {
-    (*sink)(level, std::move(line));
-    return;
+  const std::lock_guard<SinkMutex> lock(slot.mutex);
+  const ErrorStateGuard guard;
+  // A copy keeps the sink alive while it runs, in case it sets another.
+  const std::shared_ptr<const LogSink> sink = slot.sink;
+  if (sink == nullptr) {
+    return false;
   }
-  writeToStandardError(level, line.view());
+  callSink(*sink, level, std::move(line));
+  return true;
 }
+
+// ---- Standard error ----------------------------------------------------------------------------
+
+void appendEscaped(std::string& to, char byte) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  const auto value = static_cast<unsigned char>(byte);
+  if (value >= 0x20 && value != 0x7f) {
+    to += byte;
+  } else if (byte == '\n') {
+    to += "\\n";
+  } else if (byte == '\r') {
+    to += "\\r";
+  } else if (byte == '\t') {
+    to += "\\t";
+  } else {
+    to += "\\x";
+    to += kDigits[value / 16];
+    to += kDigits[value % 16];
+  }
+}
+
+void writeToStandardError(LogLevel level, String line) {
+  std::string whole(levelName(level));
+  whole.reserve(whole.size() + line.length() + 3);
+  whole += ": ";
+  for (const char byte : line.view()) {
+    appendEscaped(whole, byte);
+  }
+  whole += '\n';
+  // One call, so that lines of threads and short lines of processes do not mix.
+  std::fwrite(whole.data(), 1, whole.size(), stderr);
+}
+
+// ---- Lines -------------------------------------------------------------------------------------
 
 [[gnu::format(printf, 1, 0)]] String formatted(const char* format, std::va_list arguments) {
   std::va_list again;
@@ -63,28 +174,50 @@ void write(LogLevel level, String line) {
   return line;
 }
 
+[[gnu::format(printf, 2, 0)]] void logLine(LogLevel level, const char* format,
+                                           std::va_list arguments) {
+  const int errnoBefore = errno;
+  const String line = formatted(format, arguments);
+  const bool mayUseSink = isSinkSet && locksOfThread == 0;
+  if (!mayUseSink || !writeToSink(level, line)) {
+    writeToStandardError(level, line);
+  }
+  errno = errnoBefore;
+}
+
 }  // namespace
+
+const char* levelName(LogLevel level) noexcept {
+  return level == LogLevel::Error ? "error" : "warning";
+}
 
 void logError(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  write(LogLevel::Error, formatted(format, arguments));
+  logLine(LogLevel::Error, format, arguments);
   va_end(arguments);
 }
 
 void logWarning(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  write(LogLevel::Warning, formatted(format, arguments));
+  logLine(LogLevel::Warning, format, arguments);
   va_end(arguments);
 }
 
 LogSink setLogSink(LogSink sink) {
-  SinkSlot& slot = sinkSlot();
-  auto incoming = sink ? std::make_shared<const LogSink>(std::move(sink)) : nullptr;
-  const std::lock_guard<std::recursive_mutex> lock(slot.mutex);
-  slot.sink.swap(incoming);
-  return incoming ? *incoming : LogSink();
+  auto exchanged = sink ? std::make_shared<const LogSink>(std::move(sink)) : nullptr;
+  {
+    SinkSlot& slot = sinkSlot();
+    const std::lock_guard<SinkMutex> lock(slot.mutex);
+    slot.sink.swap(exchanged);
+    isSinkSet = slot.sink != nullptr;
+  }
+  return exchanged ? *exchanged : LogSink();
+}
+
+LogSink standardErrorSink() {
+  return writeToStandardError;
 }
 
 }  // namespace vx

@@ -94,6 +94,8 @@ static_assert(is<String (*)(String)>(&vx::os::getEnv));
 static_assert(is<void (*)(const char*, ...)>(&vx::logError));
 static_assert(is<void (*)(const char*, ...)>(&vx::logWarning));
 static_assert(is<vx::LogSink (*)(vx::LogSink)>(&vx::setLogSink));
+static_assert(is<vx::LogSink (*)()>(&vx::standardErrorSink));
+static_assert(is<const char* (*)(vx::LogLevel) noexcept>(&vx::levelName));
 
 // ---- Files and directories ----------------------------------------------------------------------
 
