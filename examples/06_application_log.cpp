@@ -1,23 +1,21 @@
-// The log of an application: the library's lines go to a sink of its own, with a stamp.
+// The log of an application: it counts the library's errors, marks each line and forwards it.
 
 #include "core/vx_log.h"
 #include "core/vx_string.h"
 #include "fs/vx_fs.h"
 
-#include <iostream>
-
 int main() {
   int errors = 0;
-  const vx::LogSink before = vx::setLogSink([&errors](vx::LogLevel level, vx::String line) {
-    const bool isError = level == vx::LogLevel::Error;
-    errors += isError ? 1 : 0;
-    std::cout << "[app] " << (isError ? "E " : "W ") << line << '\n';
-  });
+  const vx::LogSink before = vx::setLogSink(
+      [&errors, forward = vx::standardErrorSink()](vx::LogLevel level, vx::String line) {
+        errors += level == vx::LogLevel::Error ? 1 : 0;
+        forward(level, vx::String("[app] ") + line);
+      });
 
-  // Fails, and says so through the sink.
+  // Fails and logs one error.
   const vx::StringVector files = vx::fs::readZip("no/such/archive.zip", "", nullptr);
 
-  // The sink refers to this function's variables, so it has to go before they do.
+  // The sink refers to a variable of this function, so it is removed before the function returns.
   vx::setLogSink(before);
   return files.empty() && errors == 1 ? 0 : 1;
 }

@@ -129,7 +129,8 @@ TEST_F(Example, AnApplicationTakesTheLinesOfTheLog) {
   const Outcome outcome = run("06_application_log");
 
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(outcome.output, "[app] E Cannot expand non-existent archive: no/such/archive.zip\n");
+  EXPECT_EQ(outcome.output,
+            "error: [app] Cannot expand non-existent archive: no/such/archive.zip\n");
 }
 
 TEST_F(Example, StandardPathsGoInAndOut) {
