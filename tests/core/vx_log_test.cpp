@@ -117,8 +117,7 @@ void forkWhileThreadsLog() {
     });
   }
   for (int i = 0; i < 200 && !testing::Test::HasFailure(); ++i) {
-    const ChildEnd end = endOfChild([] { logError("a line of the child"); });
-    EXPECT_FALSE(end.wasKilled) << "child " << i << " was killed by signal " << end.signal;
+    runInChild([] { logError("a line of the child"); });
   }
   isDone = true;
   for (std::thread& thread : threads) {
@@ -236,7 +235,6 @@ TEST(LogError, RaisesSigpipeWithoutAReader) {
     logError("lost");
   });
 
-  EXPECT_TRUE(end.wasKilled);
   EXPECT_EQ(end.signal, SIGPIPE);
 }
 
