@@ -1,4 +1,4 @@
-// An archive with a progress bar: the files named on the command line are packed and read back.
+// Packs the files named on the command line with a progress bar, and reads the archive back.
 //
 //   02_archive_with_progress scene.ksz room.ksx lamp.ksa res/wood.png
 
@@ -35,19 +35,19 @@ int main(int argc, char** argv) {
   const bool isWritten = vx::fs::writeKsz(
       archive, files, [](vx::fs::KszProgress report) { showBar(report.progress, report.file); });
   if (!isWritten) {
-    return 1;  // the log says why; no half archive stays
+    return 1;  // the reason has been logged
   }
-  showBar(1.0, "done");  // the last report is of the last file, not of the end
+  showBar(1.0, "done");  // there is no report of 1.0
   // [write]
 
   // [read]
-  // The scene lands beside the archive under the archive's name, pictures and the like in "res".
-  const bool isRead = vx::fs::readKsz(archive, nullptr);
+  // The scene is extracted next to the archive, under the archive's name; all else into "res".
+  const bool isRead = vx::fs::readKsz(archive);
   // [read]
 
   // [zip]
-  // Any zip archive, into any directory; each file extracted is listed.
-  for (const vx::String& path : vx::fs::readZip(archive, "unpacked", nullptr)) {
+  // Any zip archive can be extracted into any directory. The result lists the extracted files.
+  for (const vx::String& path : vx::fs::readZip(archive, "unpacked")) {
     std::cout << path << '\n';
   }
   // [zip]

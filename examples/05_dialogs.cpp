@@ -1,4 +1,5 @@
-// Dialogs: pick pictures, then a name to save to. Every call waits until the user has closed it.
+// Dialogs: pick pictures, then a name to save to. Each call blocks until the user closes the
+// dialog.
 
 #include "core/vx_path.h"
 #include "core/vx_string.h"
@@ -8,7 +9,8 @@
 #include <iostream>
 
 int main() {
-  const vx::String start = vx::Path::join(vx::fs::homeDir(), "");
+  const vx::String home = vx::fs::homeDir();
+  const vx::String start = home + "/";  // without the slash its parent directory opens
 
   const vx::StringVector pictures =
       vx::fs::browseFiles("Pick pictures", start, "Pictures", {"png", "jpg"});
@@ -19,10 +21,10 @@ int main() {
   std::cout << pictures.size() << " picked: " << pictures.join(", ") << '\n';
 
   const vx::String target =
-      vx::fs::saveFile("Save the scene", vx::Path::join(start, "scene.ksz"), "Scenes", {"ksz"});
+      vx::fs::saveFile("Save the scene", vx::Path::join(home, "scene.ksz"), "Scenes", {"ksz"});
   if (target.isEmpty()) {
     std::cout << "not saved\n";
     return 0;
   }
-  return vx::fs::writeKsz(target, pictures, nullptr) ? 0 : 1;
+  return vx::fs::writeKsz(target, pictures) ? 0 : 1;
 }

@@ -13,7 +13,7 @@ int main() {
       });
 
   // Fails and logs one error.
-  const vx::StringVector files = vx::fs::readZip("no/such/archive.zip", "", nullptr);
+  const vx::StringVector files = vx::fs::readZip("no/such/archive.zip", "");
 
   // The sink refers to a variable of this function, so it is removed before the function returns.
   vx::setLogSink(before);

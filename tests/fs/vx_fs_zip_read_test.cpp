@@ -410,6 +410,17 @@ TEST_F(ReadZip, ReplacesAFileThatIsThere) {
   EXPECT_EQ(tmp.read("out/a"), "text");
 }
 
+TEST_F(ReadZip, RewritesAFileInPlaceWithItsModeAndLinks) {
+  constexpr auto kForTheOwner = std::filesystem::perms{0600};
+  std::filesystem::permissions(tmp.write("out/a", "old"), kForTheOwner);
+  std::filesystem::create_hard_link(out("a"), tmp.path("other name"));
+
+  expand(ZipMaker().file("a", "new"));
+
+  EXPECT_EQ(std::filesystem::status(out("a")).permissions(), kForTheOwner);
+  EXPECT_EQ(tmp.read("other name"), "new");
+}
+
 TEST_F(ReadZip, ListsAPathAsOftenAsItIsWrittenAndKeepsTheLast) {
   EXPECT_EQ(expand(ZipMaker().file("a", "the first").file("b", "other").file("a", "last")),
             lines(out("a"), out("b"), out("a")));
