@@ -95,6 +95,7 @@ TEST_F(LockedDirectory, TakesNoCopy) {
 TEST_F(LockedDirectory, TakesNoArchiveAndKeepsTheOldOne) {
   setMode(tmp_.path("locked"), 0755);
   const std::string archive = tmp_.write("locked/pack.zip", "old");
+  setMode(archive, 0444);
   setMode(tmp_.path("locked"), 0555);
 
   runAsUnprivileged([&] {
