@@ -1,11 +1,11 @@
-# Which Debian packages each job needs, and how missing ones are installed. Read by `dev`.
+# The Debian packages that each job needs, and the installation of missing ones. Read by `dev`.
 
 # Debian packages by purpose.
 readonly build_packages=(cmake ninja-build g++)
 readonly example_packages=(libcli11-dev)
-readonly test_packages=(libgtest-dev libgmock-dev nlohmann-json3-dev libssl-dev unzip python3
-  pkg-config)
-readonly some_tests_packages=(locales zip xvfb xdotool zenity valgrind strace)
+readonly test_packages=(libgtest-dev libgmock-dev unzip python3 pkg-config)
+readonly some_tests_packages=(nlohmann-json3-dev libssl-dev locales zip xvfb xdotool zenity valgrind
+  strace)
 readonly bench_packages=(libbenchmark-dev libboost-filesystem-dev qtbase5-dev llvm-14-dev libabsl-dev
   libzip-dev libminizip-dev libarchive-dev pkg-config zip unzip libarchive-tools python3
   python3-matplotlib valgrind strace)
@@ -24,7 +24,7 @@ package_installed() {
     [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
 }
 
-# What a package is wanted for may also have come another way.
+# Says whether what the package provides is there, from the package or another source.
 is_available() {
   case $1 in
     ninja-build) command -v ninja >/dev/null ;;
@@ -71,7 +71,7 @@ may_install() {
 
 refresh_package_lists() {
   [[ -z ${package_lists_fresh:-} ]] || return 0
-  # A source that fails does not matter as long as the packages wanted are found in the others.
+  # A failing source does not matter as long as the others have the packages.
   quietly as_root apt-get -q update || true
   package_lists_fresh=yes
 }
@@ -83,16 +83,17 @@ missing_of() {
   done
 }
 
-# Installs those of the named packages that are missing, and nothing else.
+# Installs the named packages that are missing, and nothing else.
 need() {
   local missing
   mapfile -t missing < <(missing_of "$@")
   ((${#missing[@]})) || return 0
 
   is_debian_like ||
-    die "this system has no apt-get: install what Debian calls ${missing[*]}, then run this again."
+    die "this system has no apt-get: install the equivalents of Debian's ${missing[*]}," \
+      "then run this again."
   may_install ||
-    die "no right to install packages: run 'apt-get install ${missing[*]}' as root," \
+    die "only root may install packages: run 'apt-get install ${missing[*]}' as root," \
       "then run this again."
   say "installing ${missing[*]}"
   refresh_package_lists
@@ -102,7 +103,7 @@ need() {
       "(details: ${details_log#"$root"/}), then run this again."
 }
 
-# As `need`, for what can be done without: where nothing can be installed it goes on.
+# Like `need`, for optional packages: does nothing where packages cannot be installed.
 need_where_possible() {
   [[ -n $(missing_of "$@") ]] && is_debian_like && may_install || return 0
   need "$@"
@@ -113,5 +114,5 @@ need_cmake() {
   local version
   version=$(cmake --version | sed -n 's/^cmake version \([0-9]*\.[0-9]*\).*/\1/p')
   [[ $(printf '%s\n' 3.25 "$version" | sort -V | head -1) == 3.25 ]] ||
-    die "CMake 3.25 or newer is needed, this is $version: install it, then run this again."
+    die "CMake 3.25 or newer is needed, found $version: install it, then run this again."
 }

@@ -1,4 +1,4 @@
-# Messages, the log of commands that print too much, and the work folder. Read by `dev`.
+# Messages, the log of noisy commands, and the temporary work directory. Read by `dev`.
 
 say() { printf '== %s\n' "$*"; }
 
@@ -7,14 +7,14 @@ die() {
   exit 1
 }
 
-# Runs a command whose own output names package servers: it goes to a log, which stays in the tree.
+# Runs a command with its output, which names package servers, redirected to a log in the tree.
 quietly() {
   mkdir -p "$deps_dir"
   printf '\n$ %s\n' "$*" >>"$details_log"
   "$@" >>"$details_log" 2>&1
 }
 
-# Sets `work_dir` to a new directory that goes when this script ends, however it ends.
+# Sets `work_dir` to a new directory, which is removed when this script ends.
 make_work_dir() {
   remove_work_dir
   work_dir=$(mktemp -d "$1")

@@ -1,0 +1,26 @@
+# Configuring, building and testing a preset. Read by `dev`.
+
+jobs() { nproc 2>/dev/null || getconf _NPROCESSORS_ONLN; }
+
+configure_preset() {
+  local output
+  output=$(cmake --preset "$1" 2>&1) || {
+    printf '%s\n' "$output" >&2
+    die "CMake could not configure the preset '$1'."
+  }
+}
+
+# build_preset PRESET [BUILD-ARGS...]
+build_preset() {
+  configure_preset "$1"
+  cmake --build --preset "$1" -j "$(jobs)" "${@:2}"
+}
+
+# The command, if any, that starts ctest.
+test_prefix=()
+
+# test_preset PRESET [CTEST-ARGS...]
+test_preset() {
+  build_preset "$1"
+  "${test_prefix[@]}" ctest --preset "$1" -j "$(jobs)" "${@:2}"
+}

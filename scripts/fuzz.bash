@@ -1,0 +1,26 @@
+# `./dev fuzz`. Read by `dev`.
+
+run_fuzz() {
+  local name=${1:-} seconds=${2:-60}
+  [[ -f fuzz/$name.cpp ]] || die "there is no fuzzer '$name': choose one of $(fuzzer_names)."
+  need clang libclang-rt-dev
+  set_up
+  need_fuzzed_deps
+  build_preset fuzz --target "vx_fuzz_$name"
+  # New inputs are kept in build/, where the next run finds them, next to the inputs that failed.
+  local found=$root/build/fuzz/$name
+  mkdir -p "$found/corpus"
+  local options=(-max_total_time="$seconds" -max_len=4096 -timeout=60 -print_final_stats=1
+    -artifact_prefix="$found/")
+  [[ ! -f fuzz/$name.dict ]] || options+=(-dict="fuzz/$name.dict")
+  UBSAN_OPTIONS=print_stacktrace=1 \
+    "build/fuzz/fuzz/vx_fuzz_$name" "${options[@]}" "$found/corpus" "$root/fuzz/corpus/$name"
+}
+
+fuzzer_names() {
+  local source names=()
+  for source in fuzz/*.cpp; do
+    names+=("$(basename "$source" .cpp)")
+  done
+  printf '%s' "${names[*]}"
+}
