@@ -17,6 +17,9 @@
 #include <unistd.h>
 
 namespace vx {
+
+using internal::StringBuilder;
+
 namespace {
 
 using internal::EntryKind;

@@ -5,6 +5,9 @@
 //
 // Thread safety: handles to one implementation may be copied and destroyed on several threads at
 // once. One handle object, like any value, must not be changed by one thread while another uses it.
+//
+// Nothing here needs dynamic_cast or typeid, and neither works across libraries that hide their
+// symbols.
 
 #pragma once
 
@@ -120,6 +123,16 @@ class RefersTo {
   RefersTo(RefersTo&& other) noexcept
       : implementation_(std::exchange(other.implementation_, nullptr)) {}
 
+  virtual ~RefersTo() {
+    if (implementation_ != nullptr) {
+      implementation_->release();
+    }
+  }
+
+ protected:
+  // Assignment is for the handle types alone: through a reference to the base, a list could be
+  // assigned to a string.
+
   /// Retains the incoming implementation before the held one is released, so that a handle may be
   /// assigned to itself.
   RefersTo& operator=(const RefersTo& other) noexcept {
@@ -143,13 +156,6 @@ class RefersTo {
     return *this;
   }
 
-  virtual ~RefersTo() {
-    if (implementation_ != nullptr) {
-      implementation_->release();
-    }
-  }
-
- protected:
   /// The implementation, null where there is none.
   [[nodiscard]] Interface* implementation() const noexcept { return implementation_; }
 

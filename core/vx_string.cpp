@@ -10,6 +10,10 @@
 #include <ostream>
 
 namespace vx {
+
+using internal::copyBytes;
+using internal::StringBuilder;
+
 namespace {
 
 constexpr unsigned char lowered(char c) noexcept {
@@ -105,13 +109,6 @@ std::string_view trimmed(std::string_view piece) noexcept {
   return piece.substr(first, piece.find_last_not_of(kSpace) - first + 1);
 }
 
-String joined(std::string_view first, std::string_view second) {
-  StringBuilder builder(first.size() + second.size());
-  builder.append(first);
-  builder.append(second);
-  return builder.finish();
-}
-
 }  // namespace
 
 void String::Text::destroy() noexcept {
@@ -131,7 +128,7 @@ String::Text* String::copied(std::string_view text) {
   return copy;
 }
 
-String& String::operator=(const char* text) {
+String& String::operator=(const char* text) & {
   const std::string_view incoming = viewOf(text);
   if (incoming.empty()) {
     return *this = String();
@@ -156,6 +153,11 @@ String& String::operator<<(String text) {
   return *this;
 }
 
+String& String::operator+=(String text) & {
+  append(text.view());
+  return *this;
+}
+
 void String::append(std::string_view added) {
   if (added.empty()) {
     return;
@@ -174,7 +176,7 @@ void String::append(std::string_view added) {
   copyBytes(grown->bytes(), buf(), this->length());
   copyBytes(grown->bytes() + this->length(), added.data(), added.size());
   grown->setLength(length);
-  *this = String(grown);
+  *this = String(*grown);
 }
 
 bool String::startsWith(String prefix, bool ignoreCase) const noexcept {
@@ -240,8 +242,28 @@ bool String::operator==(String other) const noexcept {
   return view() == other.view();
 }
 
-bool String::operator<(String other) const noexcept {
-  return view() < other.view();
+bool String::operator==(std::string_view text) const noexcept {
+  return view() == text;
+}
+
+std::strong_ordering String::operator<=>(const char* text) const noexcept {
+  return *this <=> viewOf(text);
+}
+
+std::strong_ordering String::operator<=>(String other) const noexcept {
+  return *this <=> other.view();
+}
+
+std::strong_ordering String::operator<=>(std::string_view text) const noexcept {
+  // Not every standard library has <=> of views yet.
+  return view().compare(text) <=> 0;
+}
+
+String String::joined(std::string_view left, std::string_view right) {
+  StringBuilder builder(left.size() + right.size());
+  builder.append(left);
+  builder.append(right);
+  return builder.finish();
 }
 
 String String::operator+(const char* text) const {

@@ -19,17 +19,38 @@
 
 #include "core/vx_ref_counted.h"
 
+#include <compare>
+#include <concepts>
 #include <cstddef>
 #include <functional>
 #include <iosfwd>
 #include <new>
+#include <string>
 #include <string_view>
+
+// Lets the compiler warn about a pointer into a temporary, where it can. Clang 14 looks only at the
+// latest declaration of a function, so definitions repeat it.
+#if __has_cpp_attribute(clang::lifetimebound)
+#define VX_LIFETIMEBOUND [[clang::lifetimebound]]
+#else
+#define VX_LIFETIMEBOUND
+#endif
 
 namespace vx {
 
 class StringVector;
 
+#pragma GCC visibility push(hidden)
+namespace internal {
+class StringBuilder;
+}
+#pragma GCC visibility pop
+
 /// A text: see the head of this file.
+///
+/// Operands may be a `String`, a NUL-terminated text, or, in comparisons, a `std::string_view` or
+/// `std::string`. A null pointer stands for the empty text. The deleted templates refuse numbers,
+/// because a literal 0 would convert to a null pointer; `nullptr` is accepted.
 class String final : public RefersTo<IRefCounted> {
  public:
   /// The empty string.
@@ -39,7 +60,14 @@ class String final : public RefersTo<IRefCounted> {
   /// pointer gives the empty string.
   String(const char* text, std::size_t length = 0);
 
-  /// The bytes of `text`, NUL included.
+  /// Not a length: `String("abc", true)` would take one byte.
+  template <std::same_as<bool> Flag>
+  String(const char* text, Flag flag) = delete;
+
+  template <std::integral Number>
+  String(Number number) = delete;
+
+  /// The bytes of `text`, NUL included. A `std::string` converts to the view.
   explicit String(std::string_view text);
 
   /// Shares the bytes of `other`.
@@ -47,14 +75,19 @@ class String final : public RefersTo<IRefCounted> {
   /// Takes the bytes of `other` over and leaves it empty.
   String(String&& other) noexcept = default;
   /// Shares the bytes of `other` in place of its own.
-  String& operator=(const String& other) noexcept { return *this = String(other); }
+  String& operator=(const String& other) & noexcept { return *this = String(other); }
   /// Takes the bytes of `other` over in place of its own.
-  String& operator=(String&& other) noexcept = default;
+  String& operator=(String&& other) & noexcept = default;
   ~String() override { release<RefCounted>(); }
 
   /// Replaces the content by the NUL-terminated `text`, which may lie in this string's own buffer.
   /// A null pointer makes the string empty.
-  String& operator=(const char* text);
+  ///
+  /// Assignment requires an lvalue: `names[0] = "x"` would change a copy of the element.
+  String& operator=(const char* text) &;
+
+  template <std::integral Number>
+  String& operator=(Number number) = delete;
 
   /// Appends in place; the text may lie in this string's own buffer. A null pointer adds nothing.
   String& operator<<(const char* text);
@@ -62,14 +95,33 @@ class String final : public RefersTo<IRefCounted> {
   /// Appends in place.
   String& operator<<(String text);
 
+  template <std::integral Number>
+  String& operator<<(Number number) = delete;
+
+  /// As `<<`, on an lvalue.
+  String& operator+=(const char* text) & { return *this << text; }
+
+  /// As `<<`, on an lvalue.
+  String& operator+=(String text) &;
+
+  template <std::integral Number>
+  String& operator+=(Number number) = delete;
+
   /// The NUL-terminated bytes, never null; valid while this string lives and is not changed.
-  [[nodiscard]] const char* buf() const noexcept;
+  [[nodiscard]] const char* buf() const noexcept VX_LIFETIMEBOUND;
 
   /// The number of bytes.
   [[nodiscard]] std::size_t length() const noexcept;
 
   /// The bytes, valid as long as `buf()`.
-  [[nodiscard]] std::string_view view() const noexcept;
+  [[nodiscard]] std::string_view view() const noexcept VX_LIFETIMEBOUND;
+
+  /// As `view()`. Explicit, because `==` and `+` with the standard's types would be ambiguous
+  /// otherwise.
+  [[nodiscard]] explicit operator std::string_view() const noexcept VX_LIFETIMEBOUND;
+
+  /// A copy of the bytes.
+  [[nodiscard]] explicit operator std::string() const { return std::string(view()); }
 
   /// Whether there are no bytes.
   [[nodiscard]] bool isEmpty() const noexcept { return length() == 0; }
@@ -77,8 +129,14 @@ class String final : public RefersTo<IRefCounted> {
   /// Whether the text begins with `prefix` (the empty one always).
   [[nodiscard]] bool startsWith(String prefix, bool ignoreCase) const noexcept;
 
+  template <class Text>
+  bool startsWith(String prefix, Text* notAFlag) const = delete;
+
   /// Whether the text ends with `suffix` (the empty one always).
   [[nodiscard]] bool endsWith(String suffix, bool ignoreCase) const noexcept;
+
+  template <class Text>
+  bool endsWith(String suffix, Text* notAFlag) const = delete;
 
   /// Three-way comparison of the bytes, unsigned, with A to Z taken as a to z: negative, 0 or
   /// positive as this text comes before, equals, or comes after `other`.
@@ -116,8 +174,23 @@ class String final : public RefersTo<IRefCounted> {
   /// Exact equality of the bytes.
   [[nodiscard]] bool operator==(String other) const noexcept;
 
+  /// Exact equality of the bytes.
+  [[nodiscard]] bool operator==(std::string_view text) const noexcept;
+
+  template <std::integral Number>
+  bool operator==(Number number) const = delete;
+
+  /// Byte order, unsigned. A null pointer compares as the empty string.
+  [[nodiscard]] std::strong_ordering operator<=>(const char* text) const noexcept;
+
   /// Byte order, unsigned.
-  [[nodiscard]] bool operator<(String other) const noexcept;
+  [[nodiscard]] std::strong_ordering operator<=>(String other) const noexcept;
+
+  /// Byte order, unsigned.
+  [[nodiscard]] std::strong_ordering operator<=>(std::string_view text) const noexcept;
+
+  template <std::integral Number>
+  std::strong_ordering operator<=>(Number number) const = delete;
 
   /// Concatenation into a new string. A null pointer adds nothing.
   [[nodiscard]] String operator+(const char* text) const;
@@ -125,17 +198,33 @@ class String final : public RefersTo<IRefCounted> {
   /// Concatenation into a new string.
   [[nodiscard]] String operator+(String text) const;
 
+  template <std::integral Number>
+  String operator+(Number number) const = delete;
+
+  /// Concatenation into a new string. A null pointer adds nothing.
+  [[nodiscard]] friend String operator+(const char* left, String right) {
+    return joined(viewOf(left), right.view());
+  }
+
+  template <std::integral Number>
+  friend String operator+(Number left, String right) = delete;
+
   /// Writes the bytes, formatted as the stream formats text.
   friend std::ostream& operator<<(std::ostream& stream, String text);
 
+  /// The text for {fmt}. It takes a reference, because the view must outlive the call.
+  [[nodiscard]] friend std::string_view format_as(const String& text VX_LIFETIMEBOUND) noexcept {
+    return text.view();
+  }
+
  private:
-  friend class StringBuilder;
+  friend class internal::StringBuilder;
 
   /// The head of a block; the bytes and their terminating NUL follow it.
   struct Text;
 
-  /// Takes over the one reference to `text`, which may be null.
-  explicit String(Text* text) noexcept;
+  /// Takes over the one reference to `text`.
+  explicit String(Text& text) noexcept;
 
   [[nodiscard]] static std::string_view viewOf(const char* text) noexcept {
     return text == nullptr ? std::string_view() : std::string_view(text);
@@ -143,6 +232,8 @@ class String final : public RefersTo<IRefCounted> {
 
   /// A block with the bytes of `text`, null for none.
   [[nodiscard]] static Text* copied(std::string_view text);
+
+  [[nodiscard]] static String joined(std::string_view left, std::string_view right);
 
   [[nodiscard]] Text* text() const noexcept;
   void append(std::string_view added);
@@ -177,12 +268,12 @@ inline String::Text* String::text() const noexcept {
   return static_cast<Text*>(implementation());
 }
 
-inline String::String(Text* text) noexcept : RefersTo(text) {}
+inline String::String(Text& text) noexcept : RefersTo(&text) {}
 
 inline String::String(const char* text, std::size_t length)
     : String(length == 0 || text == nullptr ? viewOf(text) : std::string_view(text, length)) {}
 
-inline const char* String::buf() const noexcept {
+inline const char* String::buf() const noexcept VX_LIFETIMEBOUND {
   Text* const held = text();
   return held == nullptr ? "" : held->bytes();
 }
@@ -192,8 +283,12 @@ inline std::size_t String::length() const noexcept {
   return held == nullptr ? 0 : held->length;
 }
 
-inline std::string_view String::view() const noexcept {
+inline std::string_view String::view() const noexcept VX_LIFETIMEBOUND {
   return {buf(), length()};
+}
+
+inline String::operator std::string_view() const noexcept VX_LIFETIMEBOUND {
+  return view();
 }
 
 }  // namespace vx

@@ -2,6 +2,8 @@
 
 #include "core/internal/vx_string_builder.h"
 
+#include <algorithm>
+#include <compare>
 #include <memory>
 #include <new>
 #include <string_view>
@@ -69,13 +71,25 @@ String StringVector::join(String separator) const {
   for (const String* element = first; element != last; ++element) {
     length += element->length();
   }
-  StringBuilder builder(length);
+  internal::StringBuilder builder(length);
   builder.append(first->view());
   for (const String* element = first + 1; element != last; ++element) {
     builder.append(between);
     builder.append(element->view());
   }
   return builder.finish();
+}
+
+bool StringVector::operator==(StringVector other) const noexcept {
+  return std::equal(begin(), end(), other.begin(), other.end());
+}
+
+std::strong_ordering StringVector::operator<=>(StringVector other) const noexcept {
+  const auto [mine, its] = std::mismatch(begin(), end(), other.begin(), other.end());
+  if (mine == end() || its == other.end()) {
+    return size() <=> other.size();
+  }
+  return *mine <=> *its;
 }
 
 }  // namespace vx

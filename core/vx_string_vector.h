@@ -13,43 +13,76 @@
 #include "core/vx_ref_counted.h"
 #include "core/vx_string.h"
 
+#include <compare>
+#include <concepts>
 #include <cstddef>
 #include <initializer_list>
+#include <ranges>
+#include <type_traits>
+#include <utility>
 
 namespace vx {
 
 /// A list of texts: see the head of this file.
+///
+/// It is a container of the standard's kind whose elements are read-only: copies of a list share
+/// them.
 class StringVector final : public RefersTo<IRefCounted> {
  public:
+  using value_type = String;
+  using size_type = std::size_t;
+  using difference_type = std::ptrdiff_t;
+  using reference = const String&;
+  using const_reference = const String&;
+  using pointer = const String*;
+  using const_pointer = const String*;
+  using iterator = const String*;
+  using const_iterator = const String*;
+
   /// The empty list, which takes no memory.
   StringVector() noexcept = default;
 
   /// The given elements, in order.
   StringVector(std::initializer_list<String> elements);
 
+  /// The elements of `range`, in order: anything that a `String` can be made from, such as
+  /// `std::string` or `const char*`.
+  template <std::ranges::input_range Range>
+  requires(
+      !std::same_as<std::remove_cvref_t<Range>, StringVector> &&
+      std::constructible_from<
+          String, std::ranges::range_reference_t<Range>>) explicit StringVector(Range&& range) {
+    for (auto&& element : range) {
+      push_back(String(std::forward<decltype(element)>(element)));
+    }
+  }
+
   /// Shares the elements of `other`.
   StringVector(const StringVector& other) noexcept : RefersTo(other.retained<RefCounted>()) {}
   /// Takes the elements of `other` over and leaves it empty.
   StringVector(StringVector&& other) noexcept = default;
   /// Shares the elements of `other` in place of its own.
-  StringVector& operator=(const StringVector& other) noexcept {
+  StringVector& operator=(const StringVector& other) & noexcept {
     return *this = StringVector(other);
   }
   /// Takes the elements of `other` over in place of its own.
-  StringVector& operator=(StringVector&& other) noexcept = default;
+  StringVector& operator=(StringVector&& other) & noexcept = default;
   ~StringVector() override { release<RefCounted>(); }
 
   /// Appends `element`; iterators become invalid.
   void push_back(String element);
 
   /// The elements in the order of their insertion, valid until the list is changed or destroyed.
-  [[nodiscard]] const String* begin() const noexcept;
+  [[nodiscard]] const String* begin() const noexcept VX_LIFETIMEBOUND;
 
   /// The end of the elements.
-  [[nodiscard]] const String* end() const noexcept { return begin() + size(); }
+  [[nodiscard]] const String* end() const noexcept VX_LIFETIMEBOUND { return begin() + size(); }
 
   /// The first element; the empty string where there is none.
   [[nodiscard]] String front() const noexcept { return (*this)[0]; }
+
+  /// The last element; the empty string where there is none.
+  [[nodiscard]] String back() const noexcept { return (*this)[size() - 1]; }
 
   /// Element `index`, counting from 0; the empty string past the end.
   [[nodiscard]] String operator[](std::size_t index) const noexcept;
@@ -62,6 +95,12 @@ class StringVector final : public RefersTo<IRefCounted> {
 
   /// The elements in order, `separator` between each two; the empty string for no elements.
   [[nodiscard]] String join(String separator) const;
+
+  /// Whether both lists have equal elements in the same order.
+  [[nodiscard]] bool operator==(StringVector other) const noexcept;
+
+  /// Lexicographical order of the elements.
+  [[nodiscard]] std::strong_ordering operator<=>(StringVector other) const noexcept;
 
  private:
   /// The head of a block; the elements follow it.
@@ -92,7 +131,7 @@ inline StringVector::Items* StringVector::items() const noexcept {
   return static_cast<Items*>(implementation());
 }
 
-inline const String* StringVector::begin() const noexcept {
+inline const String* StringVector::begin() const noexcept VX_LIFETIMEBOUND {
   Items* const held = items();
   return held == nullptr ? nullptr : held->elements();
 }

@@ -10,7 +10,8 @@
 #include <string_view>
 #include <utility>
 
-namespace vx {
+#pragma GCC visibility push(hidden)
+namespace vx::internal {
 
 /// Copies the first and the last `kSize` of `length` bytes, which is all of them while these
 /// overlap or touch.
@@ -45,10 +46,12 @@ inline void copyBytes(char* to, const char* from, std::size_t length) noexcept {
 class StringBuilder {
  public:
   /// Room for `capacity` bytes, all in one block; none for 0.
-  explicit StringBuilder(std::size_t capacity)
-      : string_(capacity == 0 ? nullptr : String::Text::create(capacity)),
-        bytes_(capacity == 0 ? nullptr : string_.text()->bytes()),
-        capacity_(capacity) {}
+  explicit StringBuilder(std::size_t capacity) : capacity_(capacity) {
+    if (capacity != 0) {
+      string_ = String(*String::Text::create(capacity));
+      bytes_ = string_.text()->bytes();
+    }
+  }
 
   StringBuilder(const StringBuilder&) = delete;
   StringBuilder& operator=(const StringBuilder&) = delete;
@@ -83,9 +86,10 @@ class StringBuilder {
 
  private:
   String string_;
-  char* bytes_;
+  char* bytes_ = nullptr;
   std::size_t length_ = 0;
   [[maybe_unused]] std::size_t capacity_;  // for the assertions
 };
 
-}  // namespace vx
+}  // namespace vx::internal
+#pragma GCC visibility pop

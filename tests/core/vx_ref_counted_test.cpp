@@ -40,16 +40,24 @@ static_assert(!std::is_copy_assignable_v<RefCounted>);
 
 template <class Handle>
 constexpr bool isHandle =
-    std::has_virtual_destructor_v<Handle>&& std::is_nothrow_destructible_v<Handle>&&
-        std::is_nothrow_default_constructible_v<Handle>&& std::is_nothrow_copy_constructible_v<
-            Handle>&& std::is_nothrow_copy_assignable_v<Handle>&&
-            std::is_nothrow_move_constructible_v<Handle>&&
-                std::is_nothrow_move_assignable_v<Handle>&& std::is_nothrow_swappable_v<Handle> &&
+    std::has_virtual_destructor_v<Handle>&& std::is_nothrow_default_constructible_v<Handle>&&
+        std::is_nothrow_copy_constructible_v<Handle>&&
+            std::is_nothrow_move_constructible_v<Handle> &&
     sizeof(Handle) == 2 * sizeof(void*);
 
 static_assert(isHandle<RefersTo<IRefCounted>>);
 static_assert(isHandle<vx::String>);
 static_assert(isHandle<vx::StringVector>);
+
+template <class Handle>
+constexpr bool isAssigned =
+    std::is_nothrow_copy_assignable_v<Handle>&& std::is_nothrow_move_assignable_v<Handle>;
+
+static_assert(isAssigned<vx::String>);
+static_assert(isAssigned<vx::StringVector>);
+// Through its base, a string could be assigned a list.
+static_assert(!std::is_copy_assignable_v<RefersTo<IRefCounted>>);
+static_assert(!std::is_move_assignable_v<RefersTo<IRefCounted>>);
 
 // A pointer to the derived converts only where the base is public.
 static_assert(std::is_convertible_v<vx::String*, RefersTo<IRefCounted>*>);

@@ -14,6 +14,8 @@
 #include <array>
 #include <cctype>
 #include <clocale>
+#include <compare>
+#include <concepts>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -45,13 +47,97 @@ using vx::test::texts;
 
 static_assert(std::is_convertible_v<const char*, String>);
 static_assert(std::is_convertible_v<char*, String>);
+static_assert(std::is_convertible_v<std::nullptr_t, String>);
 static_assert(std::is_constructible_v<String, const char*, std::size_t>);
+static_assert(!std::is_convertible_v<String, const char*>);
+static_assert(!std::is_convertible_v<String, bool>);
+
+// Conversions between a string and the standard's types are explicit: an implicit one would make
+// comparisons and concatenations with them ambiguous.
 static_assert(std::is_constructible_v<String, std::string_view>);
+static_assert(std::is_constructible_v<String, std::string>);
+static_assert(std::is_constructible_v<std::string_view, String>);
+static_assert(std::is_constructible_v<std::string, String>);
 static_assert(!std::is_convertible_v<std::string_view, String>);
 static_assert(!std::is_convertible_v<std::string, String>);
-static_assert(!std::is_convertible_v<String, const char*>);
 static_assert(!std::is_convertible_v<String, std::string_view>);
-static_assert(!std::is_convertible_v<String, bool>);
+static_assert(!std::is_convertible_v<String, std::string>);
+
+// A literal 0 is no text, `true` is no length, and a text is no flag.
+template <class Text>
+concept TakesZero = requires {
+  Text(0);
+}
+|| requires(Text s) {
+  s = 0;
+}
+|| requires(Text s) {
+  s << 0;
+}
+|| requires(Text s) {
+  s += 0;
+}
+|| requires(Text s) {
+  s + 0;
+}
+|| requires(Text s) {
+  0 + s;
+}
+|| requires(Text s) {
+  s == 0;
+}
+|| requires(Text s) {
+  0 == s;
+}
+|| requires(Text s) {
+  s < 0;
+}
+|| requires {
+  vx::StringVector{Text("x"), 0};
+};
+template <class Text>
+concept TakesABoolAsLength = requires {
+  Text("abc", true);
+};
+template <class Text>
+concept TakesATextAsFlag = requires(Text s) {
+  s.startsWith("a", "b");
+}
+|| requires(Text s) {
+  s.endsWith("a", "b");
+};
+static_assert(!TakesZero<String>);
+static_assert(!TakesABoolAsLength<String>);
+static_assert(!TakesATextAsFlag<String>);
+
+// `nullptr` is the empty text, and a literal 0 a length.
+template <class Text>
+concept TakesNull = requires(Text s) {
+  Text(nullptr);
+  Text(nullptr, 3);
+  Text("", 0);
+  s = nullptr;
+  s << nullptr;
+  s += nullptr;
+  s + nullptr;
+  nullptr + s;
+  s == nullptr;
+  s < nullptr;
+};
+static_assert(TakesNull<String>);
+
+// Only a variable is assigned to: what returns a string returns a copy.
+template <class Target>
+concept TakesAppended = requires(Target&& target) {
+  std::forward<Target>(target) += "a";
+};
+static_assert(std::is_assignable_v<String&, const char*> && TakesAppended<String&>);
+static_assert(!std::is_assignable_v<String, const char*> && !TakesAppended<String>);
+static_assert(!std::is_assignable_v<String, const String&>);
+static_assert(!std::is_assignable_v<String, String>);
+
+static_assert(std::totally_ordered<String>);
+static_assert(std::is_same_v<std::compare_three_way_result_t<String>, std::strong_ordering>);
 
 static_assert(std::is_nothrow_move_constructible_v<String>);
 static_assert(std::is_nothrow_move_assignable_v<String>);
@@ -357,6 +443,22 @@ TEST(String, AppendsInPlaceAndAnswersItself) {
   EXPECT_EQ(&afterText, &value);
   EXPECT_EQ(&afterString, &value);
   EXPECT_EQ(value, "/var/log");
+}
+
+TEST(String, AppendsByPlusAndEqualsSign) {
+  const char* const null = nullptr;
+  String value("a");
+  const String copy = value;
+
+  String& afterText = value += "b";
+  String& afterString = value += bytes("\0c"sv);
+  value += null;
+  value += value;
+
+  EXPECT_EQ(&afterText, &value);
+  EXPECT_EQ(&afterString, &value);
+  EXPECT_EQ(value.view(), "ab\0cab\0c"sv);
+  EXPECT_EQ(copy, "a");
 }
 
 TEST(String, AppendsInAChain) {
@@ -1026,6 +1128,16 @@ TEST(String, ConcatenatesIntoANewString) {
   EXPECT_EQ(right, "file");
 }
 
+TEST(String, ConcatenatesToTheRightOfAText) {
+  const char* const null = nullptr;
+  const String name("wood"sv);
+
+  EXPECT_EQ("lib" + name + ".png", "libwood.png");
+  EXPECT_EQ("" + name, "wood");
+  EXPECT_EQ(null + name, "wood");
+  EXPECT_EQ(("a" + bytes("\0b"sv)).view(), "a\0b"sv);
+}
+
 TEST(String, ConcatenatesNulBytesOfAString) {
   EXPECT_EQ((bytes("a\0"sv) + bytes("\0b"sv)).view(), "a\0\0b"sv);
   EXPECT_EQ((bytes("a\0"sv) + "b\0c").view(), "a\0b"sv);
@@ -1064,34 +1176,59 @@ TEST(String, EqualsByAllItsBytes) {
   }
 }
 
-TEST(String, EqualsATextFromBothSides) {
-  const String star("*");
+/// What every comparison of two values says.
+template <class Left, class Right>
+std::string comparisons(const Left& left, const Right& right) {
+  std::string result;
+  result += left == right ? "== " : "!= ";
+  result += left != right ? "!= " : "== ";
+  result += left < right ? "< " : ">= ";
+  result += left <= right ? "<= " : "> ";
+  result += left > right ? "> " : "<= ";
+  result += left >= right ? ">= " : "< ";
+  return result;
+}
+constexpr const char* kEqual = "== == >= <= <= >= ";
+constexpr const char* kLess = "!= != < <= <= < ";
+constexpr const char* kGreater = "!= != >= > > >= ";
 
-  EXPECT_TRUE(star == "*");
-  EXPECT_TRUE("*" == star);
-  EXPECT_FALSE(star != "*");
-  EXPECT_FALSE(star == "*.*");
-  EXPECT_TRUE(star != "");
-  EXPECT_TRUE("**" != star);
-  EXPECT_FALSE(String("a") == "A");
-  EXPECT_FALSE(bytes("a\0b"sv) == "a");
+TEST(String_Compare, TakesEveryKindOfTextOnBothSides) {
+  const String b("b");
+
+  EXPECT_EQ(comparisons(b, String("c")), kLess);
+  EXPECT_EQ(comparisons(b, "b"), kEqual);
+  EXPECT_EQ(comparisons("a", b), kLess);
+  EXPECT_EQ(comparisons(b, "a"sv), kGreater);
+  EXPECT_EQ(comparisons("b"sv, b), kEqual);
+  EXPECT_EQ(comparisons(b, std::string("bb")), kLess);
+  EXPECT_EQ(comparisons(std::string("c"), b), kGreater);
 }
 
-TEST(String, EqualsANullPointerWhenItIsEmpty) {
+TEST(String_Compare, StopsATextAtItsNulAndNoOther) {
+  const String whole("a\0b"sv);
+
+  EXPECT_EQ(comparisons(whole, "a\0b"), kGreater);
+  EXPECT_EQ(comparisons(whole, "a\0b"sv), kEqual);
+}
+
+TEST(String_Compare, TakesANullPointerForTheEmptyText) {
   const char* const null = nullptr;
 
-  EXPECT_TRUE(String() == null);
-  EXPECT_FALSE(String("a") == null);
+  EXPECT_EQ(comparisons(String(), null), kEqual);
+  EXPECT_EQ(comparisons(String("a"), null), kGreater);
 }
 
-TEST(String, OrdersByUnsignedBytes) {
+TEST(String_Compare, OrdersByUnsignedBytes) {
   const String ordered[] = {
       "",  bytes("\0"sv), "A", bytes("A\0"sv), "AB",   "B",        "Z",    "_",
       "a", "ab",          "b", "\x7F",         "\x80", "\xC3\xA4", "\xFF",
   };
   for (std::size_t left = 0; left < std::size(ordered); ++left) {
     for (std::size_t right = 0; right < std::size(ordered); ++right) {
-      EXPECT_EQ(ordered[left] < ordered[right], left < right) << left << " < " << right;
+      SCOPED_TRACE(testing::Message() << left << " and " << right);
+      const std::strong_ordering wanted = left <=> right;
+      EXPECT_EQ(ordered[left] <=> ordered[right], wanted);
+      EXPECT_EQ(ordered[left] <=> ordered[right].view(), wanted);
     }
   }
 }
@@ -1131,6 +1268,21 @@ TEST(String, IsFormattedByAStreamAsTextIs) {
          << String("c") << '|';
 
   EXPECT_EQ(stream.str(), "...ab|c...|");
+}
+
+TEST(String, ConvertsToAndFromTheStandardsTypes) {
+  const String value("a\0b"sv);
+
+  EXPECT_EQ(std::string(value), "a\0b"sv);
+  EXPECT_EQ(std::string_view(value), "a\0b"sv);
+  EXPECT_EQ(String(std::string("a\0b"sv)), value);
+}
+
+TEST(String, IsFormattedAsAView) {
+  const String value("a\0b"sv);
+
+  EXPECT_EQ(format_as(value), "a\0b"sv);
+  EXPECT_EQ(static_cast<const void*>(format_as(value).data()), value.buf());
 }
 
 // ---- Threads -----------------------------------------------------------------------------------

@@ -6,12 +6,17 @@
 #include "tests/testing/log_capture.h"
 #include "tests/testing/texts.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <compare>
+#include <concepts>
 #include <cstddef>
+#include <iterator>
 #include <limits>
 #include <memory>
+#include <ranges>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -21,6 +26,8 @@
 
 namespace {
 
+using testing::ElementsAre;
+using testing::IsEmpty;
 using vx::String;
 using vx::StringVector;
 using vx::test::lines;
@@ -33,6 +40,34 @@ static_assert(std::is_same_v<std::decay_t<decltype(*std::declval<Iterator>())>, 
 static_assert(std::forward_iterator<Iterator>);
 static_assert(std::is_same_v<decltype(std::declval<const StringVector&>().front()), String>);
 static_assert(std::is_same_v<decltype(std::declval<const StringVector&>()[0]), String>);
+
+static_assert(std::ranges::contiguous_range<const StringVector>);
+static_assert(std::is_same_v<std::ranges::range_value_t<StringVector>, StringVector::value_type>);
+static_assert(std::totally_ordered<StringVector>);
+
+// Elements are read, not changed: an element that was returned by value is a copy.
+template <class List>
+concept HasElementsToAssign = requires(List list) {
+  list[0] = "x";
+}
+|| requires(List list) {
+  list.front() = "x";
+}
+|| requires(List list) {
+  list.back() += "x";
+}
+|| requires(List list) {
+  *list.begin() = "x";
+};
+static_assert(!HasElementsToAssign<StringVector>);
+
+// A text is no range of texts, and a string no list.
+static_assert(!std::is_constructible_v<StringVector, const char*>);
+static_assert(!std::is_constructible_v<StringVector, std::string>);
+static_assert(!std::is_constructible_v<StringVector, String>);
+static_assert(!std::is_constructible_v<StringVector, std::vector<int>>);
+static_assert(!std::is_convertible_v<std::vector<String>, StringVector>);
+static_assert(!std::is_assignable_v<StringVector, StringVector>);
 
 StringVector numbered(std::size_t count) {
   StringVector names;
@@ -133,6 +168,64 @@ TEST(StringVector, GivesTheEmptyStringAtTheFrontOfNothing) {
 
   EXPECT_TRUE(front.isEmpty());
   EXPECT_STREQ(front.buf(), "");
+}
+
+TEST(StringVector_Back, IsTheLastElement) {
+  EXPECT_EQ(StringVector({"a", "b"}).back(), "b");
+  EXPECT_EQ(StringVector().back(), String());
+}
+
+TEST(StringVector_Range, TakesWhateverStringsAreMadeFrom) {
+  const std::vector<std::string> texts = {"a", "b"};
+  const std::vector<String> strings = {"a", "b"};
+  const char* const literals[] = {"a", "b"};
+
+  EXPECT_THAT(StringVector(texts), ElementsAre("a", "b"));
+  EXPECT_THAT(StringVector{strings}, ElementsAre("a", "b"));
+  EXPECT_THAT(StringVector(literals), ElementsAre("a", "b"));
+  EXPECT_THAT(StringVector(std::vector<String>()), IsEmpty());
+}
+
+TEST(StringVector_Range, TakesTheStringsOfASortedCopy) {
+  const StringVector names = {"b", "c", "a"};
+  std::vector<String> sorted(names.begin(), names.end());
+  std::sort(sorted.begin(), sorted.end());
+
+  EXPECT_THAT(StringVector(sorted), ElementsAre("a", "b", "c"));
+  EXPECT_THAT(names, ElementsAre("b", "c", "a"));
+}
+
+TEST(StringVector, GrowsThroughABackInserter) {
+  const StringVector source = {"wood.png", "look.ksa"};
+  StringVector target = {"scene.ksx"};
+
+  std::copy(source.begin(), source.end(), std::back_inserter(target));
+
+  EXPECT_THAT(target, ElementsAre("scene.ksx", "wood.png", "look.ksa"));
+}
+
+TEST(StringVector, IsSearchedByTheAlgorithmsOfTheLanguage) {
+  const StringVector names = {"wood.png", "look.ksa"};
+
+  EXPECT_EQ(std::find(names.begin(), names.end(), "look.ksa"), names.begin() + 1);
+#ifdef __cpp_lib_ranges
+  EXPECT_EQ(std::ranges::find(names, "look.ksa"), names.begin() + 1);
+  EXPECT_EQ(std::ranges::count_if(names, &String::isEmpty), 0);
+  EXPECT_EQ(std::ranges::max(names), "wood.png");
+#endif
+}
+
+TEST(StringVector_Compare, OrdersByTheFirstDifference) {
+  const StringVector ordered[] = {
+      {}, {""}, {"", "a"}, {"a"}, {"a", ""}, {"a", "b"}, {"b"}, {"\x80"}, {"\xFF"},
+  };
+  for (std::size_t left = 0; left < std::size(ordered); ++left) {
+    for (std::size_t right = 0; right < std::size(ordered); ++right) {
+      SCOPED_TRACE(testing::Message() << left << " and " << right);
+      EXPECT_EQ(ordered[left] <=> ordered[right], left <=> right);
+      EXPECT_EQ(ordered[left] == ordered[right], left == right);
+    }
+  }
 }
 
 TEST(StringVector, IteratesForwardsInOrder) {

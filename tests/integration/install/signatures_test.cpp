@@ -34,7 +34,7 @@ consteval bool is(Function /*function*/) {
 
 // ---- Strings and lists --------------------------------------------------------------------------
 
-static_assert(is<String& (String::*)(const char*)>(&String::operator=));
+static_assert(is<String& (String::*)(const char*)&>(&String::operator=));
 static_assert(is<String& (String::*)(const char*)>(&String::operator<<));
 static_assert(is<String& (String::*)(String)>(&String::operator<<));
 static_assert(is<const char* (String::*)() const>(&String::buf));
@@ -47,7 +47,6 @@ static_assert(is<String (String::*)(char, char, bool, bool) const>(&String::repl
 static_assert(is<String (String::*)(char, bool) const>(&String::fromLast));
 static_assert(is<bool (String::*)(const char*) const>(&String::operator==));
 static_assert(is<bool (String::*)(String) const>(&String::operator==));
-static_assert(is<bool (String::*)(String) const>(&String::operator<));
 static_assert(is<String (String::*)(const char*) const>(&String::operator+));
 static_assert(is<String (String::*)(String) const>(&String::operator+));
 

@@ -1,0 +1,27 @@
+// Makes std::format accept strings, with the format specifications of text:
+//
+//   std::format("{:>10}", vx::String("wood"))
+//
+// It is a separate header because <format> takes long to compile. It declares nothing where the
+// standard library has no std::format.
+
+#pragma once
+
+#include "core/vx_string.h"
+
+#include <version>
+
+#ifdef __cpp_lib_format
+
+#include <format>
+#include <string_view>
+
+template <>
+struct std::formatter<vx::String> : std::formatter<std::string_view> {
+  template <class Context>
+  auto format(const vx::String& text, Context& context) const {
+    return std::formatter<std::string_view>::format(text.view(), context);
+  }
+};
+
+#endif
