@@ -156,7 +156,8 @@ bool mkDir(String path) {
   }
   for (const String& level : levels) {
     walked << level;
-    if (!Path::isDir(walked, /*normalizeFirst=*/true) && !createLevel(walked)) {
+    // As walked, since normalising each level would cost the square of the depth.
+    if (!Path::isDir(walked, /*normalizeFirst=*/false) && !createLevel(walked)) {
       return false;
     }
     walked << "/";
