@@ -284,7 +284,7 @@ TEST(KszPack, TakesAnUpperCaseExtension) {
   EXPECT_EQ(run(tmp, {"pack", "ONE.KSZ", "one.png"}).status, 0);
 }
 
-TEST(KszPack, WritesNoReportIntoTheArchive) {
+TEST(KszPack, WritesNoReportIntoItsArchive) {
   const TempDir tmp;
   tmp.write("a.png", "");
   run(tmp, {"pack", "good.ksz", "a.png"});
@@ -498,6 +498,19 @@ TEST(KszUnpack, ExtractsTheGoodFilesOfADamagedArchive) {
             "error: Failed to extract file " + tmp.path("res/one.png") + " from archive.\n");
   EXPECT_EQ(outcome.out, tmp.path() + ":\n  res/two.png\n");
   EXPECT_FALSE(tmp.exists("res/one.png"));
+}
+
+TEST(KszUnpack, LeavesNothingWhenTheDiskIsFull) {
+  const TempDir tmp;
+  tmp.write("a.png", std::string(100, 'x'));
+  run(tmp, {"pack", "a.ksz", "a.png"});
+  const FileSizeLimit limit(90);
+
+  const Outcome outcome = run(tmp, {"unpack", "a.ksz"});
+
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(tmp.entries(), lines("a.ksz", "a.png"));
 }
 
 TEST(KszUnpack, LeavesNoFileWhenInterrupted) {

@@ -79,9 +79,10 @@ Outcome runOnTerminal(const TempDir& tmp, const std::vector<std::string>& argume
 pid_t start(const TempDir& tmp, const std::vector<std::string>& arguments, int output) {
   const pid_t child = fork();
   if (child == 0) {
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-      output == -1 ? close(stream) : dup2(output, stream);
-    }
+    const int all = output == -1 ? open("/dev/null", O_RDWR | O_CLOEXEC) : output;
+    dup2(all, STDIN_FILENO);
+    dup2(all, STDOUT_FILENO);
+    output == -1 ? close(STDERR_FILENO) : dup2(all, STDERR_FILENO);
     // Ignored where the tests run in the background.
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGQUIT, SIG_DFL);

@@ -25,7 +25,8 @@ Outcome run(const TempDir& tmp, const std::vector<std::string>& arguments);
 Outcome runOnTerminal(const TempDir& tmp, const std::vector<std::string>& arguments,
                       unsigned short columns = 80);
 
-/// Starts the program with its output on `output`, or closed when that is -1.
+/// Starts the program with its standard streams on `output`. With -1 its standard error is closed,
+/// and the others are on /dev/null.
 pid_t start(const TempDir& tmp, const std::vector<std::string>& arguments, int output);
 
 /// Waits for the end of a child. @return as the status of an `Outcome`.

@@ -94,6 +94,17 @@ void keepOnly(vx::StringVector files, const std::string& directory) {
   }
 }
 
+void removeEmptyDirectories(const std::string& directory) {
+  std::vector<stdfs::path> names = contents(directory);
+  std::reverse(names.begin(), names.end());
+  for (const stdfs::path& name : names) {
+    std::error_code error;
+    if (isDirectory(directory / name)) {
+      stdfs::remove(directory / name, error);  // fails where there is content
+    }
+  }
+}
+
 int extract(const std::string& archive, const std::string& staging) {
   const Messages messages(text(staging), text(stdfs::path(archive).parent_path()));
   const vx::StringVector files = vx::fs::readZip(bringArchive(archive, staging), "", {});
@@ -101,24 +112,31 @@ int extract(const std::string& archive, const std::string& staging) {
   if (files.empty() && messages.none()) {
     return fail("no file in the archive", text(archive));
   }
-  return messages.none() ? EXIT_SUCCESS : kExitFailure;
+  if (messages.none()) {
+    return EXIT_SUCCESS;
+  }
+  removeEmptyDirectories(staging);
+  return kExitFailure;
 }
 
-/// Whether everything in `staging` can be moved to `directory`. Writes to standard error what is in
-/// the way.
-bool canPlace(const std::string& staging, const stdfs::path& directory, bool force) {
-  for (const stdfs::path& name : contents(staging)) {
-    const vx::String target = text(directory / name);
-    if (!isDirectory(staging / name)) {
-      if (!canOverwrite(target, force)) {
-        return false;
-      }
-    } else if (isTaken(target) && !vx::fs::isDir(target)) {
-      complain("in the way of a directory in the archive", target);
-      return false;
-    }
+/// Whether the file or directory `from` can be moved to `target`. Writes to standard error what is
+/// in the way.
+bool canPlace(const stdfs::path& from, vx::String target, bool force) {
+  if (!isDirectory(from)) {
+    return canOverwrite(target, force);
+  }
+  if (isTaken(target) && !vx::fs::isDir(target)) {
+    complain("in the way of a directory in the archive", target);
+    return false;
   }
   return true;
+}
+
+/// As `canPlace`, for everything in `staging`, up to the first obstacle.
+bool canPlaceAll(const std::string& staging, const stdfs::path& directory, bool force) {
+  return std::ranges::all_of(contents(staging), [&](const stdfs::path& name) {
+    return canPlace(staging / name, text(directory / name), force);
+  });
 }
 
 struct Placed {
@@ -156,7 +174,7 @@ Placed extractTo(const stdfs::path& directory, const std::string& archive, bool 
     complain("stopped, nothing was unpacked", text(archive));
     signals.endBy(end.signal);
   }
-  if (!canPlace(staging.path(), directory, force)) {
+  if (!canPlaceAll(staging.path(), directory, force)) {
     return {.status = kExitFailure, .files = {}};
   }
   Placed placed = place(staging.path(), directory);
