@@ -115,13 +115,13 @@ bool exists(String path) {
 
 namespace {
 
-/// The name under which an operation enters the error state. Made before the system call, since
-/// making it may change `errno`.
+/// Returns the context of an operation in the current error. Called before the system call, because
+/// it may change `errno`.
 String operationTag(const char* operation) {
   return String(operation).fromLast(':', /*keepSeparator=*/false);
 }
 
-/// Creates one level, and logs the failure to do so.
+/// Creates one directory and logs a failure.
 bool createLevel(String level) {
   constexpr mode_t kMode = 0777;
   const String tag = operationTag("mkDir");
@@ -202,7 +202,7 @@ bool rmFile(String path) {
 
 namespace {
 
-/// Replaces the content of `dst` by that of `src`, as far as both can be opened, read and written.
+/// Overwrites `dst` with the content of `src`, as far as both can be opened, read and written.
 void copyContent(String src, String dst) {
   // The streams would move 8 KiB at a time. One byte more than a block, since they read one less
   // than the room they are given.
@@ -317,8 +317,8 @@ void setExePathError(const char* message) {
   os::setCurrentError(0, "vx::Path::exePath()", message);
 }
 
-/// The directory of the bundle at `relative`, as seen from the executable's directory; that
-/// directory itself outside a bundle.
+/// Returns the directory at `relative` to the executable's directory if that is in a bundle,
+/// otherwise the executable's directory.
 String bundleDir(const char* relative) {
   const String directory = exeDir();
   if (!directory.endsWith("/MacOS", /*ignoreCase=*/false)) {
@@ -439,8 +439,8 @@ bool findOrCreate(String path, bool create) {
   return Path::isDir(path, /*normalizeFirst=*/true) || (create && mkDir(path));
 }
 
-/// Sets `out` to a subdirectory of the user directory, and finds or creates it. The failure to do
-/// so is logged by `logFailure`, a failure of the user directory has been already.
+/// Sets `out` to a subdirectory of the user directory, and finds or creates it. `logFailure` logs a
+/// failure; `getKavraUserDir` has already logged its own.
 template <class LogFailure>
 bool getUserSubdir(String& out, bool create, const char* name, LogFailure logFailure) {
   if (!getKavraUserDir(out, create)) {
@@ -533,7 +533,7 @@ namespace {
 
 using FileStatus = struct stat;
 
-/// The status of what `path` names, links followed.
+/// Returns the status of what `path` names, following links.
 std::optional<FileStatus> statusOf(String path) {
   FileStatus status;
   if (::stat(path.buf(), &status) != 0) {
@@ -550,10 +550,10 @@ struct EndArchive {
   void operator()(mz_zip_archive* zip) const noexcept { mz_zip_end(zip); }
 };
 
-/// Ends an archive when an exception passes.
+/// Ends the archive if it has not been released, so when an exception passes.
 using OpenArchive = std::unique_ptr<mz_zip_archive, EndArchive>;
 
-/// The name of an entry as it stands in the archive, up to its first NUL.
+/// Returns the name of an entry in the archive, up to its first NUL.
 std::optional<String> entryName(mz_zip_archive& zip, mz_uint index) {
   const mz_uint size = mz_zip_reader_get_filename(&zip, index, nullptr, 0);
   const auto buffer = std::make_unique<char[]>(std::size_t{size} + 1);
@@ -573,7 +573,7 @@ bool leadsOut(String name) {
   return normal == ".." || normal.startsWith("../", /*ignoreCase=*/false);
 }
 
-/// One archive being expanded.
+/// Extracts the entries of one archive.
 class ZipExpansion {
  public:
   ZipExpansion(mz_zip_archive& zip, String archive, String outDir)
@@ -590,7 +590,7 @@ class ZipExpansion {
       return;
     }
     String destination = Path::join(outDir_, *name);
-    // A scene lies beside its archive and bears its name, whatever it is called inside.
+    // A scene is extracted next to its archive and gets the archive's name.
     const bool isScene = destination.endsWith(".ksx", /*ignoreCase=*/true);
     if (isScene) {
       destination = Path::changeExt(archive_, ".ksx");
@@ -626,9 +626,9 @@ class ZipExpansion {
     extracted_.push_back(destination);
   }
 
-  /// Whether nothing is at `destination`, or a regular file that is known not to be the archive.
-  /// Extraction truncates the destination first: the archive would destroy what is read from it,
-  /// and a FIFO would block.
+  /// Returns whether `destination` is missing, or a regular file that is known not to be the
+  /// archive. Extraction opens and truncates the destination first: the archive would be lost, and
+  /// a FIFO would block.
   [[nodiscard]] bool mayOverwrite(String destination) const {
     const std::optional<FileStatus> status = statusOf(destination);
     if (!status) {
@@ -644,13 +644,13 @@ class ZipExpansion {
   StringVector extracted_;
 };
 
-/// The directory that an archive is expanded into when the caller names none.
+/// Returns the directory to extract an archive into when the caller gives none.
 String dirOfArchive(const Path& given, String canonical) {
   String directory = given.dir();
   return directory.isEmpty() ? Path::dir(std::move(canonical), /*isDir=*/false) : directory;
 }
 
-/// The name under which a file enters an archive.
+/// Returns the name that a file gets in an archive.
 String entryNameFor(String fileName) {
   if (fileName.endsWith(".ksa", /*ignoreCase=*/false) ||
       fileName.endsWith(".ksx", /*ignoreCase=*/false)) {
@@ -659,7 +659,7 @@ String entryNameFor(String fileName) {
   return Path::join("res", fileName);
 }
 
-/// The canonical path of the first of `files` that is the file of this status.
+/// Returns the canonical path of the first of `files` that has this device and inode.
 std::optional<String> findFile(StringVector files, const FileStatus& wanted) {
   for (const String& file : files) {
     const Path source(file, /*normalizeFirst=*/true);
@@ -671,7 +671,8 @@ std::optional<String> findFile(StringVector files, const FileStatus& wanted) {
   return std::nullopt;
 }
 
-/// Reports a file that has been added. The archive is left open when the callback throws.
+/// Reports a file that has been added. Leaves the archive open if the callback throws, as
+/// documented.
 void report(OpenArchive& writer, const ZipCallback& callback, ZipProgress progress) {
   mz_zip_archive* const zip = writer.release();
   callback(std::move(progress));
@@ -822,7 +823,7 @@ bool writeKsz(String archive, StringVector files, KszCallback callback) {
 
 namespace {
 
-/// Sets `out` to the canonical path of `name` in `dir`. False when it is no file there.
+/// Sets `out` to the canonical path of the file `name` in `dir`. @return false when there is none.
 bool findIn(String dir, String name, String& out) {
   dir = Path::dir(dir, /*isDir=*/true);
   if (!Path::isDir(dir, /*normalizeFirst=*/true)) {
@@ -836,8 +837,8 @@ bool findIn(String dir, String name, String& out) {
   return true;
 }
 
-/// Looks for the name `stem` with the extension `ext`, first in the reference's own directory, then
-/// in a search directory. `out` is empty when it is in neither.
+/// Searches for the name `stem` with the extension `ext`, first in the reference's own directory,
+/// then in a search directory. `out` is empty when it is in neither.
 bool resolvePath(String refDir, String stem, String ext, String searchDir, String& out) {
   out = String();
   if (ext == "*") {
@@ -857,8 +858,8 @@ String resolveWildcard(String path, StringVector searchDirs, StringVector extens
   String found;
   for (const String& searchDir : searchDirs) {
     for (const String& extension : extensions) {
-      // The own directory is asked anew for every search directory: the order of the candidates is
-      // what callers rely on.
+      // Callers rely on the order of the candidates, so the own directory is searched again for
+      // every search directory.
       if (resolvePath(dir, stem, extension, searchDir, found)) {
         return found;
       }
@@ -920,7 +921,7 @@ namespace {
 
 [[maybe_unused]] const int dialogTextIsUtf8 = tinyfd_winUtf8 = 1;
 
-/// An array of pointers, as the dialog library takes its patterns; null while it is empty.
+/// An array of pointers in the form that the dialog library expects; null while it is empty.
 class PatternArray {
  public:
   PatternArray() = default;
@@ -955,7 +956,7 @@ class PatternArray {
   std::size_t capacity_ = 0;
 };
 
-/// The pattern that a filter stands for: an extension, with or without its dot, or a pattern.
+/// Returns the pattern of a filter: an extension, with or without its dot, or a pattern.
 String patternFor(String filter) {
   if (filter.startsWith("*", /*ignoreCase=*/false)) {
     return filter;

@@ -309,9 +309,9 @@ struct ZipProgress {
   double progress = 0.0;  ///< the number of files before this one, divided by the number given
 };
 
-/// Receives a report on the calling thread; may be empty. If it throws, the exception leaves
-/// `writeZip`, the archive's memory and descriptor are leaked, and a previous archive is lost: an
-/// empty or partial file remains in its place.
+/// Receives a report on the calling thread. None is given by default. If it throws, the exception
+/// leaves `writeZip`, the archive's memory and descriptor are leaked, and a previous archive is
+/// lost: an empty or partial file remains in its place.
 using ZipCallback = std::function<void(ZipProgress)>;
 
 /// Extracts `archive` into `outDir`, which is created if it is missing.
