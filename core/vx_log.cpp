@@ -102,7 +102,7 @@ void callSink(const LogSink& sink, LogLevel level, String line) {
     sink(level, std::move(line));
 #ifdef __GLIBCXX__
   } catch (const abi::__forced_unwind&) {
-    throw;  // the thread is being cancelled; with other libraries `...` does not match this
+    throw;  // the thread is being cancelled
 #endif
   } catch (...) {
     return;  // the operation that logs goes on as if the line had been taken
