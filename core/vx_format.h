@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include "core/vx_path.h"
 #include "core/vx_string.h"
 
 #include <version>
@@ -21,6 +22,14 @@ struct std::formatter<vx::String> : std::formatter<std::string_view> {
   template <class Context>
   auto format(const vx::String& text, Context& context) const {
     return std::formatter<std::string_view>::format(text.view(), context);
+  }
+};
+
+template <>
+struct std::formatter<vx::Path> : std::formatter<std::string_view> {
+  template <class Context>
+  auto format(const vx::Path& path, Context& context) const {
+    return std::formatter<std::string_view>::format(format_as(path), context);
   }
 };
 

@@ -48,6 +48,9 @@
 #include "core/vx_string.h"
 #include "core/vx_string_vector.h"
 
+#include <iosfwd>
+#include <string_view>
+
 // The tool does not see that the template moves.
 #include <utility>  // IWYU pragma: keep
 
@@ -156,6 +159,19 @@ class Path {
   template <class... Parts>
   [[nodiscard]] static String join(Parts... parts) {
     return join(StringVector{String(std::move(parts))...});
+  }
+
+  /// Whether both have the same text: Path("a//b", false) differs from Path("a/b", false).
+  [[nodiscard]] bool operator==(const Path& other) const noexcept = default;
+
+  /// Writes the text, formatted as the stream formats text.
+  friend std::ostream& operator<<(std::ostream& stream, const Path& path) {
+    return stream << path.path_;
+  }
+
+  /// The text for {fmt}.
+  [[nodiscard]] friend std::string_view format_as(const Path& path VX_LIFETIMEBOUND) noexcept {
+    return path.path_.view();
   }
 
  private:

@@ -16,7 +16,7 @@ vx::String toVx(const std::filesystem::path& path) {
 }
 
 std::filesystem::path toStd(vx::String path) {
-  return std::string(path.view());
+  return std::string(path);
 }
 
 }  // namespace

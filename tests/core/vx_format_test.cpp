@@ -2,6 +2,7 @@
 
 #include "core/vx_format.h"
 
+#include "core/vx_path.h"
 #include "core/vx_string.h"
 
 #include <gtest/gtest.h>
@@ -18,6 +19,7 @@ TEST(Format, FollowsTheSpecificationsOfText) {
   EXPECT_EQ(std::format("{}", wood), "wood");
   EXPECT_EQ(std::format("{:>6}|{:.2}", wood, wood), "  wood|wo");
   EXPECT_EQ(std::format("<{}>", vx::String()), "<>");
+  EXPECT_EQ(std::format("{:>6}", vx::Path("a/b", false)), "   a/b");
 }
 
 #else

@@ -13,6 +13,8 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <iomanip>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -675,6 +677,21 @@ void askEverything(const String& written, bool flag) {
   static_cast<void>(Path::isFile(written, flag));
   static_cast<void>(Path::changeExt(written, ".x"));
   static_cast<void>(Path::join(written, "x"));
+}
+
+TEST(Path_Equality, ComparesTheTextAsTaken) {
+  EXPECT_EQ(Path("a//b", true), Path("a/b", false));
+  EXPECT_NE(Path("a//b", false), Path("a/b", false));
+  EXPECT_NE(Path("a/B", false), Path("a/b", false));
+}
+
+TEST(Path_Print, WritesTheTextAsTaken) {
+  std::ostringstream stream;
+
+  stream << Path("a//b", false) << std::setw(4) << Path("./c", true);
+
+  EXPECT_EQ(stream.str(), "a//b   c");
+  EXPECT_EQ(format_as(Path("a//b", false)), "a//b");
 }
 
 TEST(Path, NeitherLogsNorTouchesTheErrorState) {
