@@ -41,13 +41,9 @@ bool waitUntil(const std::function<bool()>& isReached) {
 }
 
 bool anyEntry(const TempDir& tmp, const std::function<bool(const std::string&)>& matches) {
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(
-           tmp.path(), std::filesystem::directory_options::skip_permission_denied)) {
-    if (matches(entry.path())) {
-      return true;
-    }
-  }
-  return false;
+  return std::any_of(std::filesystem::recursive_directory_iterator(tmp.path()),
+                     std::filesystem::recursive_directory_iterator(),
+                     [&](const auto& entry) { return matches(entry.path()); });
 }
 
 /// No file that the process and its children write gets larger than `bytes`, as on a full disk.
