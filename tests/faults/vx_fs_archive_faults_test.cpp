@@ -404,7 +404,9 @@ TEST(FailingCalls, WriteZip) {
                 .disk = sourcesAnd("{res/wood.png: 20000}")}},
               {"realpath look.ksx", kAllWritten},
               {"mz_zip_writer_add_file look.ksx", lookFails},
+#ifndef VX_PINNED_MINIZ
               {"fseeko64#1 within mz_zip_writer_add_file look.ksx", lookIsEmpty},
+#endif
               {"fread#1 within mz_zip_writer_add_file look.ksx", lookIsEmpty},
               {"stat wood.png#2",
                {.result = "true" + kFirstReport,
@@ -412,8 +414,12 @@ TEST(FailingCalls, WriteZip) {
                 .disk = sourcesAnd("{look.ksx: scene}")}},
               {"realpath wood.png", kAllWritten},
               {"mz_zip_writer_add_file res/wood.png", woodFails},
+#ifdef VX_PINNED_MINIZ
+              {"fread#2 within mz_zip_writer_add_file res/wood.png", woodIsEmpty},
+#else
               {"fseeko64#3 within mz_zip_writer_add_file res/wood.png", woodIsEmpty},
               {"fread#3 within mz_zip_writer_add_file res/wood.png", woodIsEmpty},
+#endif
               {"mz_zip_writer_finalize_archive", finalizeFails},
               {"mz_zip_end", notWritten(kBothReports, "error: Failed to close archive: pack.zip")},
           },
@@ -463,7 +469,9 @@ TEST(FailingCalls, WriteZipThatCannotAdd) {
                 .disk = clean.disk}},
               {"realpath look.ksx", clean},
               {"mz_zip_writer_add_file look.ksx", lookFails},
+#ifndef VX_PINNED_MINIZ
               {"fseeko64#1 within mz_zip_writer_add_file look.ksx", clean},
+#endif
               {"fread#1 within mz_zip_writer_add_file look.ksx", clean},
               {"stat wood.png",
                {.result = "true" + kFirstReport,
@@ -588,7 +596,9 @@ TEST(FailingCalls, WriteKsz) {
                 .disk = {"look.ksx: scene", "pack.ksz: {}"}}},
               {"realpath look.ksx", clean},
               {"mz_zip_writer_add_file look.ksx", lookFails},
+#ifndef VX_PINNED_MINIZ
               {"fseeko64#1 within mz_zip_writer_add_file look.ksx", lookIsEmpty},
+#endif
               {"fread#1 within mz_zip_writer_add_file look.ksx", lookIsEmpty},
               {"mz_zip_writer_finalize_archive", finalizeFails},
               {"mz_zip_end", fails("error: Failed to close archive: pack.ksz")},
