@@ -4,7 +4,9 @@ jobs() { nproc 2>/dev/null || getconf _NPROCESSORS_ONLN; }
 
 configure_preset() {
   local output
-  output=$(cmake --preset "$1" 2>&1) || {
+  need_deps_of_preset "$1"
+  # The dependencies are looked up again, as other copies may have been built since.
+  output=$(cmake --preset "$1" -U miniz_DIR -U tinyfiledialogs_DIR 2>&1) || {
     printf '%s\n' "$output" >&2
     die "CMake could not configure the preset '$1'."
   }

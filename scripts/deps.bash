@@ -107,6 +107,8 @@ build_pinned_deps() {
     quietly cmake --install "$work/build" ||
     die "miniz and tinyfiledialogs could not be built (details: ${details_log#"$root"/})."
   deps_fingerprint "$@" >"$work/stamp"
+  (cd -- "$prefix" && sed "s|^$prefix/||" "$work/build/install_manifest.txt" |
+    xargs -d '\n' sha256sum) >>"$work/stamp"
   mv "$work/stamp" "$prefix/stamp"
 }
 
@@ -114,7 +116,9 @@ build_pinned_deps() {
 pinned_deps_stand() {
   local stamp=$1/stamp
   shift
-  [[ -f $stamp && $(<"$stamp") == "$(deps_fingerprint "$@")" ]]
+  [[ -f $stamp && $(head -n 1 "$stamp") == "$(deps_fingerprint "$@")" ]] || return
+  # The rest of the stamp: the checksums of what was installed.
+  (cd -- "${stamp%/*}" && tail -n +2 stamp | sha256sum --check --status --strict 2>/dev/null)
 }
 
 # True when both are there already, from a package manager or under the caller's CMAKE_PREFIX_PATH.
@@ -146,13 +150,30 @@ need_deps() {
   build_pinned_deps "$work_dir" "$deps_dir"
 }
 
-# The pinned copies once more, for the fuzzers to look into; packages are taken as they are.
-need_fuzzed_deps() {
-  local options=(-DCMAKE_C_COMPILER=clang "-DCMAKE_C_FLAGS=-g -fsanitize=fuzzer-no-link,address")
-  pinned_deps_stand "$deps_dir/fuzz" "${options[@]}" && return
+# need_instrumented_deps NAME C-FLAGS [CMAKE-OPTIONS]
+#
+# Builds the pinned copies once more, under .deps/NAME, with a sanitizer. Where a package manager
+# provides them, its copies are linked as they are.
+need_instrumented_deps() {
+  local prefix=$deps_dir/$1 options=("-DCMAKE_C_FLAGS=-g -fno-omit-frame-pointer $2" "${@:3}")
+  pinned_deps_stand "$prefix" "${options[@]}" && return
   pinned_deps_stand "$deps_dir" || return 0
   make_work_dir "$deps_dir/work.XXXXXX"
-  build_pinned_deps "$work_dir" "$deps_dir/fuzz" "${options[@]}"
+  need_archives "$work_dir"
+  build_pinned_deps "$work_dir" "$prefix" "${options[@]}"
+}
+
+# The copies that a preset links in place of those in .deps.
+need_deps_of_preset() {
+  local undefined="undefined -fno-sanitize-recover=all"
+  case $1 in
+    asan) need_instrumented_deps asan "-fsanitize=address,$undefined" ;;
+    tsan) need_instrumented_deps tsan "-fsanitize=thread" ;;
+    fuzz)
+      need_instrumented_deps fuzz "-fsanitize=fuzzer-no-link,address,$undefined" \
+        -DCMAKE_C_COMPILER=clang
+      ;;
+  esac
 }
 
 # The pinned copies for another system, which packages have not got.

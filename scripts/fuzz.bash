@@ -5,7 +5,6 @@ run_fuzz() {
   [[ -f fuzz/$name.cpp ]] || die "there is no fuzzer '$name': choose one of $(fuzzer_names)."
   need clang libclang-rt-dev
   set_up
-  need_fuzzed_deps
   build_preset fuzz --target "vx_fuzz_$name"
   # New inputs are kept in build/, where the next run finds them, next to the inputs that failed.
   local found=$root/build/fuzz/$name
