@@ -910,10 +910,11 @@ String resolvePath(String path, StringVector searchDirs, StringVector extensions
 
 }  // namespace vx::fs
 
-// The dialog library defines this switch only where the system's own text is not UTF-8. A weak
-// definition gives way to the library's and stands in where it has none.
+// The dialog library defines this switch only where the system's own text is not UTF-8. The weak
+// definition is used where the library has none. It is exported from a shared library, so that an
+// application with its own copy of the dialog library shares one switch with ours.
 extern "C" {
-[[gnu::weak]] int tinyfd_winUtf8 = 0;
+[[gnu::weak, gnu::visibility("default")]] int tinyfd_winUtf8 = 0;
 }
 
 namespace vx::fs {
