@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Changes the library in small ways, one at a time, and reports the changes that no test notices.
 
-A change that cannot be noticed is explained in explained.txt, beside this script. Results are kept
-in the work folder: a run that was ended goes on where it stood, and --again tries the survivors
-once more, for instance after a test has been added."""
+A change that cannot be noticed is explained in explained.txt, next to this script. Results are kept
+in the work folder: --resume continues a run that was interrupted, and --again tries the survivors
+again, for instance after a test has been added."""
 
 import argparse
 import collections
@@ -28,7 +28,9 @@ def parse_arguments():
     parser.add_argument("--sample", type=int, help="only so many mutants, drawn at random")
     parser.add_argument("--seed", type=int, default=1, help="of the draw")
     parser.add_argument("--limit", type=int, default=5, help="processor seconds for a program")
-    parser.add_argument("--again", action="store_true", help="try the survivors once more")
+    parser.add_argument("--programs", default="", help="only the test programs that match this regex")
+    parser.add_argument("--resume", action="store_true", help="try only what has no result yet")
+    parser.add_argument("--again", action="store_true", help="try the survivors again")
     parser.add_argument(
         "--sanitizer",
         choices=list(trial.FLAGS),
@@ -43,7 +45,7 @@ def parse_arguments():
 
 def all_mutants(arguments):
     found = []
-    for pattern in ("core/*.cpp", "core/*.h", "fs/*.cpp", "fs/*.h"):
+    for pattern in ("core/**/*.cpp", "core/**/*.h", "fs/**/*.cpp", "fs/**/*.h"):
         for path in sorted(ROOT.glob(pattern)):
             name = str(path.relative_to(ROOT))
             if not arguments.filter or any(part in name for part in arguments.filter):
@@ -151,7 +153,9 @@ class Run:
         sanitizer = self.arguments.sanitizer
         suffix = "" if sanitizer == "none" else f"-{sanitizer}"
         return [
-            trial.Tree(ROOT, self.arguments.work / f"{number}{suffix}", sanitizer)
+            trial.Tree(
+                ROOT, self.arguments.work / f"{number}{suffix}", sanitizer, self.arguments.programs
+            )
             for number in range(self.arguments.jobs)
         ]
 
@@ -241,6 +245,14 @@ def report(found, results, explained):
     return unexplained == 0 and not counts["not tried"]
 
 
+def is_wanted(arguments, mutant, entry, explained):
+    if not entry:
+        return True
+    if arguments.again:
+        return entry["status"] == "survived" and mutant.key not in explained
+    return not arguments.resume
+
+
 def main():
     arguments = parse_arguments()
     found = list(numbered(all_mutants(arguments)))
@@ -255,8 +267,7 @@ def main():
         pending = [
             (mutant, times)
             for mutant, times in found
-            if not (entry := results.known.get((*mutant.key, times)))
-            or (arguments.again and entry["status"] == "survived" and mutant.key not in explained)
+            if is_wanted(arguments, mutant, results.known.get((*mutant.key, times)), explained)
         ]
         pending.sort(key=lambda entry: entry[0].key in explained)
         if pending:

@@ -5,6 +5,7 @@ import dataclasses
 import hashlib
 import json
 import os
+import re
 import resource
 import shutil
 import signal
@@ -13,12 +14,27 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 BUILD_JOBS = 2
-LEFT_OUT = ("vx_test_executable_helper", "vx_test_fs_dialogs_display")  # no test; very slow
+# Names of programs that are no test (a helper) or very slow (a virtual display).
+LEFT_OUT = re.compile("_helper$|_display")
+# The programs that can notice a change in a header of core/.
+CORE_PROGRAM = re.compile("_core|_string|_path|_threads")
 MEMORY_LIMIT = 4 << 30
 # The limit of a program is one of processor time. Waiting, it has so many times as long, since a
 # busy system makes it wait.
 WAITING_FACTOR = 6
-COPIED = ("CMakeLists.txt", "CMakePresets.json", "cmake", "core", "fs", "tests", "fuzz", "examples")
+COPIED = (
+    "CMakeLists.txt",
+    "CMakePresets.json",
+    "bench",
+    "cmake",
+    "core",
+    "examples",
+    "fs",
+    "fuzz",
+    "scripts",
+    "tests",
+    "tools",
+)
 # Without optimisation and warnings the build is fastest; a mutant may well leave something unused.
 FLAGS = {
     "none": "-O0 -w",
@@ -86,9 +102,10 @@ def shield_command(sanitizer):
 class Tree:
     """A copy of the tree with a build folder, and the programs that it builds."""
 
-    def __init__(self, root, place, sanitizer):
+    def __init__(self, root, place, sanitizer, wanted=""):
         self.root = Path(root)
         self.sanitizer = sanitizer
+        self.wanted = re.compile(wanted)
         self.place = Path(place).resolve()
         self.source = self.place / "tree"
         self.build = self.place / "build"
@@ -126,13 +143,17 @@ class Tree:
             f"-DCMAKE_CXX_FLAGS={FLAGS[self.sanitizer]}",
             f"-DCMAKE_PREFIX_PATH={self.root / '.deps'}",
             "-DVX_BUILD_BENCHMARKS=OFF",
-            f"-DCMAKE_PROJECT_INCLUDE={self.source / 'tests' / 'mutate' / 'trees.cmake'}",
+            f"-DCMAKE_PROJECT_INCLUDE={self.source / 'scripts' / 'mutate' / 'trees.cmake'}",
             f"-DVX_COUNT_LINES={count_lines}",
         ]
         if shutil.which("ld.gold") and self.sanitizer == "none":
             options.append("-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold")
         self.run_or_fail(["cmake", "-S", str(self.source), "-B", str(self.build), *options])
-        self.run_or_fail(["cmake", "--build", str(self.build), f"-j{BUILD_JOBS}"])
+        targets = [path.name for path in self.executables("vx_test_") + self.executables("vx_replay_")]
+        if not targets:
+            raise Failed("there is no such test program")
+        command = ["cmake", "--build", str(self.build), f"-j{BUILD_JOBS}", "--target", *targets]
+        self.run_or_fail(command)
 
     @staticmethod
     def run_or_fail(command):
@@ -151,10 +172,9 @@ class Tree:
         self.build_as_it_is(count_lines=True)
         programs = [
             Program(path.name, [str(path)])
-            for path in self.executables("tests/**/vx_test_*")
-            if path.name not in LEFT_OUT
+            for path in self.executables("vx_test_")
         ]
-        for path in self.executables("fuzz/vx_replay_*"):
+        for path in self.executables("vx_replay_"):
             corpus = self.source / "fuzz" / "corpus" / path.name.removeprefix("vx_replay_")
             programs.append(Program(path.name, [str(path), str(corpus)]))
         self.programs = [program for program in programs if self.measure(program)]
@@ -173,11 +193,17 @@ class Tree:
             for program in other.programs
         ]
 
-    def executables(self, pattern):
+    def executables(self, prefix):
+        """The programs that the build makes whose names begin so, unless they are not wanted."""
+        command = ["ninja", "-C", str(self.build), "-t", "targets", "all"]
+        listing = subprocess.run(command, capture_output=True, text=True, check=True).stdout
+        paths = re.findall(r"^(\S+): CXX_EXECUTABLE_LINKER", listing, re.M)
         return [
-            path
-            for path in sorted(self.build.glob(pattern))
-            if path.is_file() and not path.suffix and os.access(path, os.X_OK)
+            self.build / path
+            for path in sorted(paths)
+            if Path(path).name.startswith(prefix)
+            and not LEFT_OUT.search(path)
+            and self.wanted.search(Path(path).name)
         ]
 
     def measure(self, program):
@@ -234,7 +260,8 @@ class Tree:
         """False where the program is known not to run the line."""
         if mutant.file.startswith("core/") and mutant.file.endswith(".h"):
             # All programs would have to be built anew, nearly all for nothing.
-            return not {"core", "string", "path", "threads"}.isdisjoint(program.name.split("_"))
+            core = [other.name for other in self.programs if CORE_PROGRAM.search(other.name)]
+            return program.name in core or not core
         number = str(mutant.line)
         runs = {
             other.name: other.lines.get(mutant.file, {}).get(number, False)
