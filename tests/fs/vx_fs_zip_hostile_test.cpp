@@ -99,7 +99,7 @@ class HostileZip : public testing::Test {
     });
     EXPECT_EQ(tmp.read("in/pack.zip"), bytes);
     expectNothingOutside();
-    std::filesystem::remove_all(tmp.path("in"));
+    tmp.removeDir("in");
   }
 
   [[nodiscard]] std::string out() const { return tmp.path("in/out"); }

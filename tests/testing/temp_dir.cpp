@@ -49,6 +49,15 @@ void flattenAndRemove(const fs::path& root) {
   fs::remove(root, ignored);
 }
 
+void removeTree(const fs::path& root) {
+  const Unobserved unobserved;
+  std::error_code failed;
+  fs::remove_all(root, failed);
+  if (failed) {
+    flattenAndRemove(root);
+  }
+}
+
 void createParents(const std::string& path) {
   fs::create_directories(fs::path(path).parent_path());
 }
@@ -58,12 +67,7 @@ void createParents(const std::string& path) {
 TempDir::TempDir() : path_(createDirectory()) {}
 
 TempDir::~TempDir() {
-  const Unobserved unobserved;
-  std::error_code failed;
-  fs::remove_all(path_, failed);
-  if (failed) {
-    flattenAndRemove(path_);
-  }
+  removeTree(path_);
 }
 
 std::string TempDir::path(std::string_view relative) const {
@@ -96,6 +100,10 @@ std::string TempDir::link(std::string_view relative, std::string_view target) co
   createParents(full);
   fs::create_symlink(target, full);
   return full;
+}
+
+void TempDir::removeDir(std::string_view relative) const {
+  removeTree(path(relative));
 }
 
 std::string TempDir::read(std::string_view relative) const {
