@@ -14,8 +14,8 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 BUILD_JOBS = 2
-# Names of programs that are no test (a helper) or very slow (a virtual display).
-LEFT_OUT = re.compile("_helper$|_display")
+# Names of programs that are very slow (a virtual display).
+LEFT_OUT = re.compile("_display")
 # The programs that can notice a change in a header of core/.
 CORE_PROGRAM = re.compile("_core|_string|_path|_threads")
 MEMORY_LIMIT = 4 << 30

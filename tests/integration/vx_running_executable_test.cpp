@@ -1,5 +1,5 @@
 // Concern: where a real process lies, as the system itself tells it. A helper program is copied to
-// the place, run, and asked; VX_EXECUTABLE_HELPER names it.
+// the place, run, and asked; VX_RUNNING_EXECUTABLE names it.
 
 #include "core/vx_string.h"
 #include "fs/vx_fs.h"
@@ -159,7 +159,7 @@ Report run(const std::string& program, const std::vector<std::string>& steps = {
 std::string install(const TempDir& tmp, std::string_view relative) {
   std::string program = tmp.path(relative);
   std::filesystem::create_directories(std::filesystem::path(program).parent_path());
-  std::filesystem::copy_file(VX_EXECUTABLE_HELPER, program);
+  std::filesystem::copy_file(VX_RUNNING_EXECUTABLE, program);
   return program;
 }
 

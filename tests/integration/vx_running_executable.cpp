@@ -1,6 +1,6 @@
 // The executable whose location is asked: it does the given steps, then says where it is.
 //
-//   vx_test_executable_helper [remove PATH | rename FROM TO | copy FROM TO | chdir PATH]...
+//   vx_running_executable [remove PATH | rename FROM TO | copy FROM TO | chdir PATH]...
 //
 // It writes the four locations, then code, context and message of the current error as `exePath`
 // has left it, then what was logged, each ended by a NUL.
