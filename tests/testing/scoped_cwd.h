@@ -2,6 +2,9 @@
 
 #pragma once
 
+#include "tests/testing/temp_dir.h"
+
+#include <filesystem>
 #include <string>
 
 namespace vx::test {
@@ -17,6 +20,16 @@ class ScopedCurrentDir {
 
  private:
   int before_;
+};
+
+/// Makes a directory the current one that has been removed.
+class RemovedCurrentDir {
+ public:
+  RemovedCurrentDir() { std::filesystem::remove(tmp_.path("removed")); }
+
+ private:
+  TempDir tmp_;
+  ScopedCurrentDir inside_{tmp_.mkdir("removed")};
 };
 
 }  // namespace vx::test
