@@ -1,173 +1,70 @@
-// Concern: where a real process lies, as the system itself tells it. A helper program is copied to
-// the place, run, and asked; VX_RUNNING_EXECUTABLE names it.
+// exePath, exeDir, appDir and resDir of a real process: the program VX_RUNNING_EXECUTABLE is copied
+// to the place and run.
 
 #include "core/vx_string.h"
 #include "fs/vx_fs.h"
 #include "tests/testing/changed_root.h"
-#include "tests/testing/error_state.h"
-#include "tests/testing/log_capture.h"
-#include "tests/testing/temp_dir.h"
-#include "tests/testing/texts.h"
+#include "tests/testing/child.h"
+#include "tests/testing/sandbox.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cerrno>
 #include <cstddef>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
-#include <string_view>
-#include <system_error>
-#include <utility>
 #include <vector>
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+namespace vx::test {
 namespace {
 
-using vx::test::canChangeRoot;
-using vx::test::currentErrorIs;
-using vx::test::ErrorStateSentinel;
-using vx::test::kCannotChangeRoot;
-using vx::test::lines;
-using vx::test::LogCapture;
-using vx::test::runInRoot;
-using vx::test::TempDir;
-using vx::test::text;
-
-// ---- Running the helper ----------------------------------------------------------------------
-
-/// What the helper says of itself. The error is that which the helper has set before, when nothing
-/// has replaced it.
-struct Report {
-  std::string exePath;
-  std::string exeDir;
-  std::string appDir;
-  std::string resDir;
-  std::string error;  // "code context: message"
-  std::string logged;
-};
-
-constexpr const char* kErrorBefore = "1 before: the error before";
+constexpr const char* kUntouched = "1 before: the error before";
 constexpr const char* kEmptyPath = "0 vx::Path::exePath(): Returning empty path";
 constexpr const char* kNonExistentPath = "0 vx::Path::exePath(): Returning non-existent path";
 
-void throwUnless(bool succeeded, const char* what) {
-  if (!succeeded) {
-    throw std::system_error(errno, std::generic_category(), what);
-  }
-}
+class RunningExecutable : public testing::Test, protected Sandbox {
+ protected:
+  struct Report {
+    std::string exePath;
+    std::string exeDir;
+    std::string appDir;
+    std::string resDir;
+    std::string error;  // that `exePath` leaves
+    std::string logged;
+  };
 
-/// A descriptor for the length of a scope.
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) { throwUnless(number != -1, "open"); }
-  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(number_, other.number_);
-    return *this;
+  /// Puts the program at `relative`; returns its path.
+  [[nodiscard]] std::string install(const std::string& relative) const {
+    const std::string program = tmp.path(relative);
+    std::filesystem::create_directories(std::filesystem::path(program).parent_path());
+    std::filesystem::copy_file(VX_RUNNING_EXECUTABLE, program);
+    return program;
   }
-  ~Descriptor() { close(); }
 
-  void close() {
-    if (number_ != -1) {
-      ::close(std::exchange(number_, -1));
+  /// Runs it in the current directory, with the steps that it does before it reports.
+  static Report run(const std::string& program, const std::vector<std::string>& steps = {}) {
+    std::vector<std::string> command = {program};
+    command.insert(command.end(), steps.begin(), steps.end());
+    const ChildEnd end = runProgram(command);
+    EXPECT_EQ(end.exitCode, 0) << end.err;
+
+    std::vector<std::string> fields(1);
+    for (const char byte : end.out) {
+      if (byte == '\0') {
+        fields.emplace_back();
+      } else {
+        fields.back() += byte;
+      }
     }
+    fields.resize(6);
+    return {fields[0], fields[1], fields[2], fields[3], fields[4], fields[5]};
   }
-
-  [[nodiscard]] int number() const { return number_; }
-
- private:
-  int number_;
 };
 
-Descriptor openDirectory(const std::string& path, int from = AT_FDCWD) {
-  return Descriptor(::openat(from, path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-}
-
-std::vector<std::string> fieldsOf(std::string_view output) {
-  std::vector<std::string> fields;
-  while (!output.empty()) {
-    const std::size_t end = output.find('\0');
-    fields.emplace_back(output.substr(0, end));
-    output.remove_prefix(end == std::string_view::npos ? output.size() : end + 1);
-  }
-  return fields;
-}
-
-[[noreturn]] void becomeProgram(const std::string& program, const std::vector<std::string>& steps,
-                                int directory, int output) {
-  std::string name = "not the name of the program";  // nobody is to rely on it
-  std::vector<std::string> words = steps;
-  std::vector<char*> arguments = {name.data()};
-  for (std::string& word : words) {
-    arguments.push_back(word.data());
-  }
-  arguments.push_back(nullptr);
-  if (::dup2(output, STDOUT_FILENO) != -1 && ::fchdir(directory) == 0) {
-    ::execv(program.c_str(), arguments.data());
-  }
-  ::_exit(127);
-}
-
-std::string outputOf(const std::string& program, const std::vector<std::string>& steps,
-                     int directory) {
-  std::array<int, 2> ends{};
-  throwUnless(::pipe2(ends.data(), O_CLOEXEC) == 0, "pipe");
-  const Descriptor reading(ends[0]);
-  Descriptor writing(ends[1]);
-  const pid_t child = ::fork();
-  throwUnless(child != -1, "fork");
-  if (child == 0) {
-    becomeProgram(program, steps, directory, writing.number());
-  }
-  writing.close();
-
-  std::string output;
-  std::array<char, 4096> piece{};
-  for (ssize_t got = 1; got > 0;) {
-    got = ::read(reading.number(), piece.data(), piece.size());
-    output.append(piece.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
-  }
-  int status = 0;
-  throwUnless(::waitpid(child, &status, 0) == child, "waitpid");
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the helper has failed";
-  return output;
-}
-
-/// Runs the helper at `program`, seen from `directory`, with the steps that it is to do first.
-Report runFrom(const Descriptor& directory, const std::string& program,
-               const std::vector<std::string>& steps = {}) {
-  const std::vector<std::string> fields = fieldsOf(outputOf(program, steps, directory.number()));
-  if (fields.size() != 8) {
-    throw std::runtime_error("the helper does not report");
-  }
-  return {
-      fields[0], fields[1], fields[2], fields[3], fields[4] + ' ' + fields[5] + ": " + fields[6],
-      fields[7]};
-}
-
-Report run(const std::string& program, const std::vector<std::string>& steps = {}) {
-  return runFrom(openDirectory("/"), program, steps);
-}
-
-/// Puts a copy of the helper at `relative`; returns its path.
-std::string install(const TempDir& tmp, std::string_view relative) {
-  std::string program = tmp.path(relative);
-  std::filesystem::create_directories(std::filesystem::path(program).parent_path());
-  std::filesystem::copy_file(VX_RUNNING_EXECUTABLE, program);
-  return program;
-}
-
-// ---- A process that runs where it was started --------------------------------------------------
-
-TEST(RunningExecutable, KnowsItsPath) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "bin/tool");
+TEST_F(RunningExecutable, KnowsItsPath) {
+  const std::string program = install("bin/tool");
 
   const Report report = run(program);
 
@@ -175,110 +72,85 @@ TEST(RunningExecutable, KnowsItsPath) {
   EXPECT_EQ(report.exeDir, tmp.path("bin"));
   EXPECT_EQ(report.appDir, tmp.path("bin"));
   EXPECT_EQ(report.resDir, tmp.path("bin"));
-  EXPECT_EQ(report.error, kErrorBefore);
+  EXPECT_EQ(report.error, kUntouched);
   EXPECT_EQ(report.logged, "");
 }
 
-TEST(RunningExecutable, KnowsItsPathWhenStartedByARelativeOne) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "bin/tool");
+TEST_F(RunningExecutable, MayChangeTheCurrentDirectory) {
+  const std::string program = install("bin/tool");
 
-  const Report report = runFrom(openDirectory(tmp.path("bin")), "../bin/./tool");
-
-  EXPECT_EQ(report.exePath, program);
-  EXPECT_EQ(report.error, kErrorBefore);
-}
-
-TEST(RunningExecutable, KnowsItsPathFromAnotherCurrentDirectory) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "bin/tool");
-
-  const Report report = runFrom(openDirectory(tmp.path("bin")), "./tool", {"chdir", "/"});
+  const Report report = run("bin/../bin/./tool", {"chdir", "/"});
 
   EXPECT_EQ(report.exePath, program);
-  EXPECT_EQ(report.error, kErrorBefore);
+  EXPECT_EQ(report.error, kUntouched);
 }
 
-TEST(RunningExecutable, LiesWhereALinkToItLeads) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "opt/tool-1.0/bin/tool");
+TEST_F(RunningExecutable, IsWhereALinkToItLeads) {
+  const std::string program = install("opt/tool-1.0/bin/tool");
   tmp.link("opt/tool", "tool-1.0");
-  const std::string link = tmp.link("bin/tool", "../opt/tool/bin/tool");
 
-  const Report report = run(link);
+  const Report report = run(tmp.link("bin/tool", "../opt/tool/bin/tool"));
 
   EXPECT_EQ(report.exePath, program);
   EXPECT_EQ(report.exeDir, tmp.path("opt/tool-1.0/bin"));
-  EXPECT_EQ(report.error, kErrorBefore);
+  EXPECT_EQ(report.error, kUntouched);
 }
 
-TEST(RunningExecutable, KnowsItsBundle) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "Some App.app/Contents/MacOS/tool");
-  const std::string resources = tmp.mkdir("Some App.app/Contents/Resources");
-
-  const Report report = run(program);
-
-  EXPECT_EQ(report.exePath, program);
-  EXPECT_EQ(report.exeDir, tmp.path("Some App.app/Contents/MacOS"));
-  EXPECT_EQ(report.appDir, tmp.path());
-  EXPECT_EQ(report.resDir, resources);
-  EXPECT_EQ(report.error, kErrorBefore);
-  EXPECT_EQ(report.logged, "");
-}
-
-TEST(RunningExecutable, KnowsItsBundleWhenStartedThroughALink) {
-  const TempDir tmp;
-  install(tmp, "Some App.app/Contents/MacOS/tool");
+TEST_F(RunningExecutable, KnowsItsBundle) {
+  const std::string program = install("Some App.app/Contents/MacOS/tool");
   const std::string resources = tmp.mkdir("Some App.app/Contents/Resources");
   const std::string link = tmp.link("bin/tool", "../Some App.app/Contents/MacOS/tool");
 
-  const Report report = run(link);
+  for (const std::string& start : {program, link}) {
+    const Report report = run(start);
 
-  EXPECT_EQ(report.appDir, tmp.path());
-  EXPECT_EQ(report.resDir, resources);
+    EXPECT_EQ(report.exePath, program);
+    EXPECT_EQ(report.exeDir, tmp.path("Some App.app/Contents/MacOS"));
+    EXPECT_EQ(report.appDir, tmp.path());
+    EXPECT_EQ(report.resDir, resources);
+    EXPECT_EQ(report.error, kUntouched);
+    EXPECT_EQ(report.logged, "");
+  }
 }
 
-TEST(RunningExecutable, IsInNoBundleThatOnlyLinksToIt) {
-  const TempDir tmp;
-  install(tmp, "bin/tool");
-  tmp.mkdir("Some App.app/Contents/Resources");
-  const std::string link = tmp.link("Some App.app/Contents/MacOS/tool", "../../../bin/tool");
+TEST_F(RunningExecutable, IsInNoBundleThatOnlyLinksToIt) {
+  const std::string program = install("bin/tool");
+  tmp.mkdir("A.app/Contents/Resources");
 
-  const Report report = run(link);
+  const Report report = run(tmp.link("A.app/Contents/MacOS/tool", "../../../bin/tool"));
 
+  EXPECT_EQ(report.exePath, program);
   EXPECT_EQ(report.appDir, tmp.path("bin"));
   EXPECT_EQ(report.resDir, tmp.path("bin"));
 }
 
-TEST(RunningExecutable, MayHaveAnyNameThatTheFileSystemTakes) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "d \n\xff/a \"tool\"\n.\xfe");
+TEST_F(RunningExecutable, MayHaveAnyName) {
+  for (const char* const name : {"d \n\xff/a \"tool\"\n.\xfe", "tool (deleted)"}) {
+    const std::string program = install(name);
 
-  const Report report = run(program);
+    const Report report = run(program);
 
-  EXPECT_EQ(report.exePath, program);
-  EXPECT_EQ(report.error, kErrorBefore);
+    EXPECT_EQ(report.exePath, program);
+    EXPECT_EQ(report.error, kUntouched);
+  }
 }
 
-// ---- Deleted, moved and replaced ---------------------------------------------------------------
+TEST_F(RunningExecutable, KeepsItsPathWhenItIsDeleted) {
+  for (const char* const name : {"bin/tool", "bin/tool (deleted)"}) {
+    const std::string program = install(name);
 
-TEST(RunningExecutable, KeepsItsPathWhenItIsDeleted) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "bin/tool");
+    const Report report = run(program, {"remove", program});
 
-  const Report report = run(program, {"remove", program});
-
-  EXPECT_EQ(report.exePath, program);
-  EXPECT_EQ(report.exeDir, tmp.path("bin"));
-  EXPECT_EQ(report.error, kNonExistentPath);
-  EXPECT_EQ(report.logged, "");
-  EXPECT_FALSE(tmp.exists("bin/tool"));
+    EXPECT_EQ(report.exePath, program);
+    EXPECT_EQ(report.exeDir, tmp.path("bin"));
+    EXPECT_EQ(report.error, kNonExistentPath);
+    EXPECT_EQ(report.logged, "");
+    EXPECT_FALSE(tmp.exists(name));
+  }
 }
 
-TEST(RunningExecutable, KeepsItsPathWhenItsDirectoryIsDeletedToo) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "opt/bin/tool");
+TEST_F(RunningExecutable, KeepsItsPathWhenItsDirectoryIsDeleted) {
+  const std::string program = install("opt/bin/tool");
 
   const Report report =
       run(program, {"remove", program, "remove", tmp.path("opt/bin"), "remove", tmp.path("opt")});
@@ -288,171 +160,90 @@ TEST(RunningExecutable, KeepsItsPathWhenItsDirectoryIsDeletedToo) {
   EXPECT_EQ(report.error, kNonExistentPath);
 }
 
-TEST(RunningExecutable, KeepsItsBundleWhenItIsDeleted) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "Some App.app/Contents/MacOS/tool");
+TEST_F(RunningExecutable, KeepsItsBundleWhenItIsDeleted) {
+  const std::string program = install("Some App.app/Contents/MacOS/tool");
   const std::string resources = tmp.mkdir("Some App.app/Contents/Resources");
 
   const Report report = run(program, {"remove", program});
 
-  EXPECT_EQ(report.exePath, program);
   EXPECT_EQ(report.appDir, tmp.path());
   EXPECT_EQ(report.resDir, resources);
   EXPECT_EQ(report.error, kNonExistentPath);
 }
 
-TEST(RunningExecutable, KeepsItsPathWhenItIsMovedByCopyingAndDeleting) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "tool");
+TEST_F(RunningExecutable, KeepsItsPathWhenACopyTakesItsPlace) {
+  const std::string program = install("tool");
 
-  const Report report = run(program, {"copy", program, tmp.path("elsewhere"), "remove", program});
+  const Report report = run(program, {"copy", program, tmp.path("tool (deleted)"),  //
+                                      "remove", program});
 
   EXPECT_EQ(report.exePath, program);
   EXPECT_EQ(report.error, kNonExistentPath);
 }
 
-TEST(RunningExecutable, HasItsNewPathWhenItIsRenamed) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "bin/tool");
+TEST_F(RunningExecutable, HasItsNewPathWhenItIsRenamed) {
+  const std::string program = install("bin/tool");
   tmp.mkdir("elsewhere");
 
   const Report report = run(program, {"rename", program, tmp.path("elsewhere/other")});
 
   EXPECT_EQ(report.exePath, tmp.path("elsewhere/other"));
   EXPECT_EQ(report.exeDir, tmp.path("elsewhere"));
-  EXPECT_EQ(report.error, kErrorBefore);
+  EXPECT_EQ(report.error, kUntouched);
 }
 
-TEST(RunningExecutable, HasItsNewPathWhenItsDirectoryIsRenamed) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "bin/tool");
+TEST_F(RunningExecutable, HasItsNewPathWhenItsDirectoryIsRenamed) {
+  const std::string program = install("bin/tool");
 
   const Report report = run(program, {"rename", tmp.path("bin"), tmp.path("elsewhere")});
 
   EXPECT_EQ(report.exePath, tmp.path("elsewhere/tool"));
-  EXPECT_EQ(report.error, kErrorBefore);
+  EXPECT_EQ(report.error, kUntouched);
 }
 
-TEST(RunningExecutable, HasThePathOfTheFileThatHasReplacedIt) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "tool");
+TEST_F(RunningExecutable, HasThePathOfTheFileThatReplacesIt) {
+  const std::string program = install("tool");
   const std::string update = tmp.write("tool.new", "the next version");
 
   const Report report = run(program, {"rename", update, program});
 
   EXPECT_EQ(report.exePath, program);
-  EXPECT_EQ(report.error, kErrorBefore);
+  EXPECT_EQ(report.error, kUntouched);
 }
 
-TEST(RunningExecutable, MayHaveANameThatEndsAsThoseOfDeletedFilesDo) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "tool (deleted)");
+TEST_F(RunningExecutable, KnowsAPathOfUpTo4095Bytes) {
+  const std::string program = install("tool");
+  for (const unsigned length : {255U, 256U, 257U, 1024U, 2048U, 4095U, 4096U, 6000U}) {
+    // The directory is entered level by level, as its path may be too long for one call.
+    const ScopedCurrentDir inside(tmp.path());
+    std::string path = tmp.path();
+    while (path.size() < length - 5) {
+      const std::size_t missing = length - 5 - path.size() - 1;
+      const std::string level(missing > 200 ? 100 : missing, 'd');
+      ::mkdir(level.c_str(), 0777);
+      ASSERT_EQ(::chdir(level.c_str()), 0);
+      path += '/' + level;
+    }
+    path += "/tool";
+    ASSERT_EQ(path.size(), length);
+    std::filesystem::create_hard_link(program, "tool");
 
-  const Report report = run(program);
+    const Report report = run("./tool");
 
-  EXPECT_EQ(report.exePath, program);
-  EXPECT_EQ(report.error, kErrorBefore);
-}
-
-TEST(RunningExecutable, KeepsANameThatEndsAsThoseOfDeletedFilesDoWhenItIsDeleted) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "tool (deleted)");
-
-  const Report report = run(program, {"remove", program});
-
-  EXPECT_EQ(report.exePath, program);
-  EXPECT_EQ(report.error, kNonExistentPath);
-}
-
-TEST(RunningExecutable, IsNotTakenForAnotherFileOfTheNameThatDeletedFilesHave) {
-  const TempDir tmp;
-  const std::string program = install(tmp, "tool");
-  tmp.write("tool (deleted)", "somebody else's");
-
-  const Report report = run(program, {"remove", program});
-
-  EXPECT_EQ(report.exePath, program);
-  EXPECT_EQ(report.error, kNonExistentPath);
-}
-
-// ---- Long paths ------------------------------------------------------------------------------
-
-/// A directory so deep that the path of an entry `name` in it is `length` bytes long.
-struct DeepDirectory {
-  std::string path;
-  Descriptor descriptor;
-};
-
-DeepDirectory makeDeepDirectory(const TempDir& tmp, std::string_view name, std::size_t length) {
-  constexpr std::size_t kLevel = 100;
-  DeepDirectory deep{tmp.path(), openDirectory(tmp.path())};
-  while (deep.path.size() + 1 + name.size() < length) {
-    const std::size_t missing = length - deep.path.size() - name.size() - 2;
-    const std::string level(missing > 2 * kLevel ? kLevel : missing, 'd');
-    throwUnless(::mkdirat(deep.descriptor.number(), level.c_str(), 0777) == 0, "mkdir");
-    deep.descriptor = openDirectory(level, deep.descriptor.number());
-    deep.path += '/' + level;
+    EXPECT_EQ(report.exePath, length <= 4095 ? path : "");
+    EXPECT_EQ(report.exeDir, length <= 4095 ? path.substr(0, length - 5) : "");
+    EXPECT_EQ(report.error, length <= 4095 ? kUntouched : kEmptyPath);
+    EXPECT_EQ(report.logged, "");
   }
-  return deep;
 }
 
-/// Runs a helper called "tool" that lies in the directory.
-Report runIn(const DeepDirectory& deep, const TempDir& tmp) {
-  const std::string program = install(tmp, "tool");
-  throwUnless(::linkat(AT_FDCWD, program.c_str(), deep.descriptor.number(), "tool", 0) == 0,
-              "link");
-  // The whole path may be longer than what the system takes in one piece.
-  return runFrom(deep.descriptor, "./tool");
-}
-
-class LongPath : public testing::TestWithParam<std::size_t> {};
-
-INSTANTIATE_TEST_SUITE_P(, LongPath,
-                         testing::Values(255, 256, 257, 511, 512, 513, 1023, 1024, 1025, 2048, 4094,
-                                         4095));
-
-TEST_P(LongPath, IsKnownInFull) {
-  const TempDir tmp;
-  const DeepDirectory deep = makeDeepDirectory(tmp, "tool", GetParam());
-
-  const Report report = runIn(deep, tmp);
-
-  EXPECT_EQ(report.exePath, deep.path + "/tool");
-  EXPECT_EQ(report.exePath.size(), GetParam());
-  EXPECT_EQ(report.error, kErrorBefore);
-}
-
-class OverlongPath : public testing::TestWithParam<std::size_t> {};
-
-INSTANTIATE_TEST_SUITE_P(, OverlongPath, testing::Values(4096, 6000));
-
-TEST_P(OverlongPath, IsNotToldByTheSystem) {
-  const TempDir tmp;
-  const DeepDirectory deep = makeDeepDirectory(tmp, "tool", GetParam());
-
-  const Report report = runIn(deep, tmp);
-
-  EXPECT_EQ(report.exePath, "");
-  EXPECT_EQ(report.exeDir, "");
-  EXPECT_EQ(report.appDir, "");
-  EXPECT_EQ(report.resDir, "");
-  EXPECT_EQ(report.error, kEmptyPath);
-  EXPECT_EQ(report.logged, "");
-}
-
-// ---- No way to ask ---------------------------------------------------------------------------
-
-TEST(RunningExecutable, HasNoPathWhereTheSystemsProcessDirectoryIsMissing) {
+TEST_F(RunningExecutable, HasNoPathWithoutTheProcessDirectory) {
   if (!canChangeRoot()) {
     GTEST_SKIP() << kCannotChangeRoot;
   }
-  const TempDir tmp;
 
-  runInRoot(tmp.path(), [] {
-    const ErrorStateSentinel sentinel;
-    const LogCapture log;
-
-    EXPECT_EQ(text(vx::fs::exePath()), "");
+  runInRoot(tmp.path(), [&] {
+    EXPECT_EQ(fs::exePath(), "");
 
     EXPECT_TRUE(currentErrorIs(0, "vx::Path::exePath()", "Returning empty path"));
     EXPECT_EQ(log.all(), lines());
@@ -460,3 +251,4 @@ TEST(RunningExecutable, HasNoPathWhereTheSystemsProcessDirectoryIsMissing) {
 }
 
 }  // namespace
+}  // namespace vx::test
