@@ -1,185 +1,105 @@
-// Concern: the platform operation of Linux against its contract, the answers of the kernel both
-// real and scripted.
+// The platform operation of Linux, with the kernel's answers real and made up.
 
+#include "core/vx_string.h"
 #include "fs/internal/vx_fs_platform.h"
-#include "tests/testing/error_state.h"
-#include "tests/testing/temp_dir.h"
+#include "fs/vx_fs.h"
+#include "tests/fs/fs_test.h"
+#include "tests/testing/calls.h"
+#include "tests/testing/failures.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include <unistd.h>
-
+namespace vx::test {
 namespace {
 
-using vx::fs::platform::executablePath;
-using vx::test::ErrorStateSentinel;
-using vx::test::TempDir;
+using fs::platform::executablePath;
 
-constexpr const char* kExecutableLink = "/proc/self/exe";
+std::string ownPath() {
+  return std::filesystem::read_symlink("/proc/self/exe").string();
+}
 
-/// What the kernel says of the executable, for the length of a scope.
-class ScriptedLink {
- public:
-  struct Call {
-    std::string path;
-    std::size_t room;
-  };
-
-  explicit ScriptedLink(std::optional<std::string> target) : target_(std::move(target)) {
-    active_ = this;
-  }
-  ScriptedLink(const ScriptedLink&) = delete;
-  ScriptedLink& operator=(const ScriptedLink&) = delete;
-  ~ScriptedLink() { active_ = nullptr; }
-
-  [[nodiscard]] static ScriptedLink* active() { return active_; }
-
-  ssize_t read(const char* path, char* buffer, std::size_t room) {
-    calls_.push_back({path, room});
-    if (!target_) {
-      errno = EACCES;
-      return -1;
-    }
-    // As the system does it: cut without a word, no NUL behind it.
-    const std::size_t length = std::min(target_->size(), room);
-    std::copy_n(target_->data(), length, buffer);
-    return static_cast<ssize_t>(length);
-  }
-
-  [[nodiscard]] const std::vector<Call>& calls() const { return calls_; }
-
- private:
-  static inline ScriptedLink* active_ = nullptr;
-
-  std::optional<std::string> target_;
-  std::vector<Call> calls_;
-};
-
-/// The path as a caller gets it who asks for the size first; the empty text when there is none.
+/// The path, asked for as `exePath` does; the empty text when there is none.
 std::string askedPath() {
   std::uint32_t size = 0;
   EXPECT_EQ(executablePath(nullptr, &size), -1);
-  std::vector<char> buffer(size);
+  std::vector<char> buffer(std::size_t{size} + 1, 'x');
   if (size == 0 || executablePath(buffer.data(), &size) != 0) {
     return {};
   }
-  EXPECT_EQ(buffer.back(), '\0');
+  EXPECT_EQ(buffer[size - 1], '\0');
+  EXPECT_EQ(buffer[size], 'x');
   return buffer.data();
 }
 
-std::string ownPath() {
-  return std::filesystem::read_symlink(kExecutableLink).string();
+class ExecutablePath : public SilentFsTest {};
+
+TEST_F(ExecutablePath, TellsTheSizeWhenTheRoomIsTooSmall) {
+  const std::string path = ownPath();
+  for (const std::size_t room : {std::size_t{0}, path.size()}) {
+    std::string buffer(room, 'x');
+    auto size = static_cast<std::uint32_t>(room);
+
+    EXPECT_EQ(executablePath(room == 0 ? nullptr : buffer.data(), &size), -1);
+
+    EXPECT_EQ(size, path.size() + 1);
+    EXPECT_EQ(buffer, std::string(room, 'x'));
+  }
 }
 
-// ---- Sizes -----------------------------------------------------------------------------------
+TEST_F(ExecutablePath, WritesThePathAndItsNul) {
+  const std::string path = ownPath();
+  for (const std::size_t room : {path.size() + 1, path.size() + 100}) {
+    std::string buffer(room, 'x');
+    auto size = static_cast<std::uint32_t>(room);
 
-TEST(ExecutablePath, TellsTheSizeForANullBuffer) {
-  const ErrorStateSentinel sentinel;
-  std::uint32_t size = 0;
+    EXPECT_EQ(executablePath(buffer.data(), &size), 0);
 
-  EXPECT_EQ(executablePath(nullptr, &size), -1);
-
-  EXPECT_EQ(size, ownPath().size() + 1);
-  EXPECT_TRUE(sentinel.isUntouched());
+    EXPECT_EQ(buffer, path + '\0' + std::string(room - path.size() - 1, 'x'));
+    EXPECT_EQ(size, room);
+  }
 }
 
-TEST(ExecutablePath, FillsABufferOfExactlyTheSize) {
-  const ErrorStateSentinel sentinel;
-  const std::string expected = ownPath();
-  std::vector<char> buffer(expected.size() + 1, 'x');
-  auto size = static_cast<std::uint32_t>(buffer.size());
-
-  EXPECT_EQ(executablePath(buffer.data(), &size), 0);
-
-  EXPECT_EQ(std::string(buffer.data(), buffer.size()), expected + '\0');
-  EXPECT_EQ(size, buffer.size());
-  EXPECT_TRUE(sentinel.isUntouched());
-}
-
-TEST(ExecutablePath, TellsTheSizeForABufferThatIsOneByteTooSmall) {
-  const ErrorStateSentinel sentinel;
-  const std::string expected = ownPath();
-  std::vector<char> buffer(expected.size(), 'x');
-  auto size = static_cast<std::uint32_t>(buffer.size());
-
-  EXPECT_EQ(executablePath(buffer.data(), &size), -1);
-
-  EXPECT_EQ(size, expected.size() + 1);
-  EXPECT_EQ(buffer, std::vector<char>(expected.size(), 'x'));
-  EXPECT_TRUE(sentinel.isUntouched());
-}
-
-TEST(ExecutablePath, LeavesTheSizeAndTheRestOfALargerBufferAlone) {
-  const std::string expected = ownPath();
-  std::vector<char> buffer(expected.size() + 100, 'x');
-  auto size = static_cast<std::uint32_t>(buffer.size());
-
-  EXPECT_EQ(executablePath(buffer.data(), &size), 0);
-
-  EXPECT_EQ(std::string(buffer.data(), buffer.size()), expected + '\0' + std::string(99, 'x'));
-  EXPECT_EQ(size, buffer.size());
-}
-
-// ---- What the kernel says --------------------------------------------------------------------
-
-TEST(ExecutablePath, AsksTheKernelForTheLinkOfTheProcess) {
-  const ScriptedLink link("/opt/tool");
+TEST_F(ExecutablePath, AsksTheKernelEachTime) {
+  Calls calls;
+  calls.answer("readlink", "/opt/tool");
 
   EXPECT_EQ(askedPath(), "/opt/tool");
 
-  ASSERT_EQ(link.calls().size(), 2U);
-  EXPECT_EQ(link.calls()[0].path, kExecutableLink);
-  EXPECT_EQ(link.calls()[1].path, kExecutableLink);
+  EXPECT_EQ(calls.all(), lines("readlink /proc/self/exe", "readlink /proc/self/exe"));
 }
 
-class TargetOfLength : public testing::TestWithParam<std::size_t> {};
+TEST_F(ExecutablePath, ReadsALinkOfAnyLength) {
+  for (const unsigned length : {1U, 255U, 256U, 257U, 511U, 512U, 513U, 1024U, 2048U, 4095U}) {
+    const std::string path(length, 't');
+    Calls calls;
+    calls.answer("readlink", path);
 
-INSTANTIATE_TEST_SUITE_P(, TargetOfLength,
-                         testing::Values(1, 254, 255, 256, 257, 511, 512, 513, 1023, 1024, 1025,
-                                         4095, 4096, 4097, 100'000));
-
-TEST_P(TargetOfLength, IsReadWhole) {
-  const std::string target = '/' + std::string(GetParam() - 1, 't');
-  const ScriptedLink link(target);
-
-  EXPECT_EQ(askedPath(), target);
+    EXPECT_EQ(askedPath(), path);
+  }
 }
 
-TEST(ExecutablePath, TellsNoSizeWhereTheLinkCannotBeRead) {
-  const ScriptedLink link(std::nullopt);
-  const ErrorStateSentinel sentinel;
-  std::uint32_t size = 0;
-
-  EXPECT_EQ(executablePath(nullptr, &size), -1);
-
-  EXPECT_EQ(size, 0U);
-  EXPECT_EQ(link.calls().size(), 1U);
-  EXPECT_TRUE(sentinel.isUntouched());
-}
-
-TEST(ExecutablePath, TakesTheSizeBackWhereTheLinkCannotBeReadAnyMore) {
-  const ScriptedLink link(std::nullopt);
-  std::vector<char> buffer(100, 'x');
-  auto size = static_cast<std::uint32_t>(buffer.size());
+TEST_F(ExecutablePath, TellsNoSizeForALinkItCannotRead) {
+  Calls calls;
+  calls.fail("readlink");
+  std::string buffer(4096, 'x');
+  std::uint32_t size = 4096;
 
   EXPECT_EQ(executablePath(buffer.data(), &size), -1);
 
   EXPECT_EQ(size, 0U);
-  EXPECT_EQ(buffer, std::vector<char>(100, 'x'));
+  EXPECT_EQ(buffer, std::string(4096, 'x'));
+  EXPECT_EQ(calls.count("readlink"), 1U);
 }
 
-TEST(ExecutablePath, IsNoneWhereTheLinkIsEmpty) {
-  const ScriptedLink link("");
+TEST_F(ExecutablePath, TellsNoSizeForAnEmptyLink) {
+  Calls calls;
+  calls.answer("readlink", "");
   std::uint32_t size = 5;
 
   EXPECT_EQ(executablePath(nullptr, &size), -1);
@@ -187,59 +107,68 @@ TEST(ExecutablePath, IsNoneWhereTheLinkIsEmpty) {
   EXPECT_EQ(size, 0U);
 }
 
-// ---- The mark of a deleted file --------------------------------------------------------------
+TEST_F(ExecutablePath, LeavesOutTheMarkOfADeletedFile) {
+  tmp.write("bin", "");
+  tmp.write("other (deleted)", "");
+  tmp.link("near (deleted)", std::filesystem::path(ownPath()).parent_path().string());
+  struct Row {
+    std::string link;
+    std::string path;
+  };
+  const Row rows[] = {
+      {"/missing/tool (deleted)", "/missing/tool"},
+      {"/missing/tool (deleted) (deleted)", "/missing/tool (deleted)"},
+      {"/missing (deleted)/tool (deleted).bin", "/missing (deleted)/tool (deleted).bin"},
+      {"/missing/tool(deleted)", "/missing/tool(deleted)"},
+      {tmp.path("bin/tool (deleted)"), tmp.path("bin/tool")},
+      // The names of other entries, one on the device of the executable
+      {tmp.path("other (deleted)"), tmp.path("other")},
+      {tmp.path("near (deleted)"), tmp.path("near")},
+  };
+  for (const Row& row : rows) {
+    Calls calls;
+    calls.answer("readlink", row.link);
 
-TEST(ExecutablePath, LeavesOutTheMarkOfADeletedFile) {
-  const ScriptedLink link("/no such dir/tool (deleted)");
-
-  EXPECT_EQ(askedPath(), "/no such dir/tool");
+    EXPECT_EQ(askedPath(), row.path);
+  }
 }
 
-TEST(ExecutablePath, LeavesOutOneMarkOnly) {
-  const ScriptedLink link("/no such dir/tool (deleted) (deleted)");
+TEST_F(ExecutablePath, KeepsTheMarkInTheNameOfTheExecutable) {
+  forEachFailure([](FailureRun& run) {
+    run.calls.answer("readlink", run.tmp.link("tool (deleted)", ownPath()));
+    std::string buffer(4096, 'x');
+    std::uint32_t size = 4096;
 
-  EXPECT_EQ(askedPath(), "/no such dir/tool (deleted)");
+    EXPECT_EQ(run.act([&] { return executablePath(buffer.data(), &size); }), 0);
+
+    // A name that cannot be compared counts as another.
+    EXPECT_EQ(buffer.c_str(), run.tmp.path(run.failedAny() ? "tool" : "tool (deleted)"));
+  });
 }
 
-TEST(ExecutablePath, KeepsAMarkThatIsNotAtTheEnd) {
-  const ScriptedLink link("/no such dir (deleted)/tool (deleted).bin");
+class ExePath : public FsTest {};
 
-  EXPECT_EQ(askedPath(), "/no such dir (deleted)/tool (deleted).bin");
-}
+TEST_F(ExePath, ReportsEachFailingCall) {
+  const std::string executable = std::filesystem::canonical(ownPath()).string();
+  forEachFailure([&](FailureRun& run) {
+    const String path = run.act([] { return fs::exePath(); });
 
-TEST(ExecutablePath, KeepsTheMarkThatIsPartOfTheNameOfTheExecutable) {
-  const TempDir tmp;
-  const std::string name = tmp.link("tool (deleted)", ownPath());
-  const ScriptedLink link(name);
-
-  EXPECT_EQ(askedPath(), name);
-}
-
-TEST(ExecutablePath, LeavesOutTheMarkThoughAnotherFileHasANameLikeIt) {
-  const TempDir tmp;
-  const ScriptedLink link(tmp.write("tool (deleted)", "another"));
-
-  EXPECT_EQ(askedPath(), tmp.path("tool"));
-}
-
-TEST(ExecutablePath, LeavesOutTheMarkThoughTheDirectoryOnTheWayIsAFile) {
-  const TempDir tmp;
-  tmp.write("bin", "no directory any more");
-  const ScriptedLink link(tmp.path("bin/tool (deleted)"));
-
-  EXPECT_EQ(askedPath(), tmp.path("bin/tool"));
+    EXPECT_EQ(run.log.all(), lines());
+    if (run.failed("readlink /proc/self/exe", 1)) {
+      EXPECT_EQ(path, "");
+      EXPECT_TRUE(currentErrorIs(0, "vx::Path::exePath()", "Returning empty path"));
+    } else if (run.failed("readlink /proc/self/exe", 2)) {
+      EXPECT_EQ(path, "");
+      EXPECT_TRUE(currentErrorIs(0, "vx::Path::exePath()", "Failed to retrieve exe path"));
+    } else if (run.failed("stat")) {
+      EXPECT_EQ(text(path), executable);
+      EXPECT_TRUE(currentErrorIs(0, "vx::Path::exePath()", "Returning non-existent path"));
+    } else {
+      EXPECT_EQ(text(path), executable);
+      EXPECT_TRUE(run.sentinel.isUntouched());
+    }
+  });
 }
 
 }  // namespace
-
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker makes these names.
-extern "C" {
-
-ssize_t __real_readlink(const char* path, char* buffer, std::size_t room);
-
-ssize_t __wrap_readlink(const char* path, char* buffer, std::size_t room) {
-  ScriptedLink* const script = ScriptedLink::active();
-  return script == nullptr ? __real_readlink(path, buffer, room) : script->read(path, buffer, room);
-}
-}
-// NOLINTEND(bugprone-reserved-identifier)
+}  // namespace vx::test

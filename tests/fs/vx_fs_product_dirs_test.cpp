@@ -1,16 +1,13 @@
-// Concern: where the product's directories are looked for, when they are made, and what is said,
-// at which level and how often, when there are none.
+// The product's directories for each user, and its help page.
 
+#include "core/vx_error.h"
 #include "core/vx_string.h"
 #include "fs/vx_fs.h"
-#include "tests/fs/recorded_calls.h"
+#include "tests/fs/fs_test.h"
+#include "tests/testing/calls.h"
 #include "tests/testing/child.h"
-#include "tests/testing/error_state.h"
-#include "tests/testing/log_capture.h"
-#include "tests/testing/scoped_cwd.h"
+#include "tests/testing/failures.h"
 #include "tests/testing/scoped_env.h"
-#include "tests/testing/temp_dir.h"
-#include "tests/testing/texts.h"
 
 #include <gtest/gtest.h>
 
@@ -18,746 +15,652 @@
 #include <filesystem>
 #include <ostream>
 #include <string>
-#include <system_error>
-#include <type_traits>
 #include <vector>
 
+#include <sys/stat.h>
+
+namespace vx::test {
 namespace {
 
-using vx::String;
-using vx::test::capturedErrorIs;
-using vx::test::errnoText;
-using vx::test::ErrorStateSentinel;
-using vx::test::lines;
-using vx::test::LogCapture;
-using vx::test::RecordedCalls;
-using vx::test::runAsUnprivileged;
-using vx::test::ScopedCurrentDir;
-using vx::test::ScopedEnv;
-using vx::test::TempDir;
-using vx::test::text;
-
-static_assert(std::is_same_v<decltype(&vx::fs::kavraNodeHelpPath), String (*)(bool)>);
-
 constexpr const char* kStale = "the text before";
-constexpr const char* kSentinelText = "the sentinel's message";
+constexpr const char* kNoHome = "warning: Failed to find home dir: the sentinel's message";
 
-/// One of the product's directories, with both forms that look for it.
-struct ProductDir {
-  const char* name;
-  const char* level;
-  const char* subdir;  // in the user directory; empty for that itself
-  bool (*get)(String& out, bool create);
-  String (*value)(bool create);
+/// The home directory is "home" in the current directory, and no user directory is chosen.
+class ProductDirTest : public FsTest {
+ protected:
+  ProductDirTest() : home_("HOME", tmp.mkdir("home")) {}
 
-  /// Its path, where `userDir` is the user directory.
-  [[nodiscard]] std::string in(const std::string& userDir) const {
-    return *subdir == '\0' ? userDir : userDir + '/' + subdir;
-  }
-
-  /// The line that tells of its failure.
-  [[nodiscard]] std::string failure(const std::string& verb, const std::string& path,
-                                    const std::string& why) const {
-    return std::string(level) + ": Failed to " + verb + " kavra " + name + " dir: " + path + " (" +
-           why + ").";
-  }
-
-  friend std::ostream& operator<<(std::ostream& out, const ProductDir& dir) {
-    return out << dir.name;
-  }
-};
-
-const ProductDir kUser = {"user", "warning", "", vx::fs::getKavraUserDir, vx::fs::kavraUserDir};
-const ProductDir kConfig = {"config", "warning", "config", vx::fs::getKavraConfigDir,
-                            vx::fs::kavraConfigDir};
-const ProductDir kOutput = {"output", "error", "output", vx::fs::getKavraOutputDir,
-                            vx::fs::kavraOutputDir};
-const ProductDir kPreview = {"preview", "error", "preview", vx::fs::getKavraPreviewDir,
-                             vx::fs::kavraPreviewDir};
-
-/// A fresh account: an empty home directory, no user directory chosen, and a current directory
-/// apart from both.
-class Account {
- public:
-  Account() : inside_(tmp.mkdir("work")), home_("HOME", tmp.mkdir("home")) {}
-
-  TempDir tmp;
-
-  /// Where the user directory belongs.
-  [[nodiscard]] std::string userDir() const { return tmp.path("home/kavra"); }
+  const std::string kavra_ = tmp.path("home/kavra");
 
  private:
-  ScopedCurrentDir inside_;
   ScopedEnv home_;
-  ScopedEnv chosen_{"KAVRA_USER_DIR", nullptr};
+  ScopedEnv userDir_{"KAVRA_USER_DIR", nullptr};
 };
 
-std::string mkDirFailure(const std::string& path, int code) {
-  return "error: Failed to create dir: " + path + " [err: " + errnoText(code) + "].";
-}
+// ---------------------------------------------------------------------------------------------
+// getKavraUserDir
 
-class EveryProductDir : public testing::TestWithParam<ProductDir> {};
-class EverySubdir : public testing::TestWithParam<ProductDir> {};
+class GetKavraUserDir : public ProductDirTest {};
 
-const auto nameOf = [](const auto& suite) { return std::string(suite.param.name); };
-
-INSTANTIATE_TEST_SUITE_P(, EveryProductDir, testing::Values(kUser, kConfig, kOutput, kPreview),
-                         nameOf);
-INSTANTIATE_TEST_SUITE_P(, EverySubdir, testing::Values(kConfig, kOutput, kPreview), nameOf);
-
-// ---- What is there ---------------------------------------------------------------------------
-
-TEST_P(EveryProductDir, IsFoundInTheHomeDirectory) {
+TEST_F(GetKavraUserDir, FindsKavraInTheHomeDirectory) {
+  tmp.mkdir("home/kavra");
   for (const bool create : {false, true}) {
-    const Account account;
-    const std::string expected = GetParam().in(account.userDir());
-    std::filesystem::create_directories(expected);
-    const auto before = account.tmp.entries();
-    const ErrorStateSentinel sentinel;
-    const LogCapture log;
+    Calls calls;
     String out = kStale;
 
-    EXPECT_TRUE(GetParam().get(out, create));
+    EXPECT_TRUE(fs::getKavraUserDir(out, create));
 
-    EXPECT_EQ(text(out), expected);
-    EXPECT_EQ(text(GetParam().value(create)), expected);
-    EXPECT_EQ(log.all(), lines());
-    EXPECT_TRUE(sentinel.isUntouched());
-    EXPECT_EQ(account.tmp.entries(), before);
+    EXPECT_EQ(text(out), kavra_);
+    EXPECT_EQ(calls.all(),
+              lines("stat " + tmp.path("home"), "realpath " + tmp.path("home"), "stat " + kavra_));
   }
+  expectSilence();
 }
 
-TEST_P(EveryProductDir, IsAskedForOnceWhereItIsThere) {
-  for (const bool create : {false, true}) {
-    const Account account;
-    const std::string expected = GetParam().in(account.userDir());
-    std::filesystem::create_directories(expected);
-    const std::string home = account.tmp.path("home");
-    std::vector<std::string> asked = {"stat " + home, "realpath " + home,
-                                      "stat " + account.userDir()};
-    if (expected != account.userDir()) {
-      asked.push_back("stat " + expected);
-    }
-    RecordedCalls calls;
-    String out;
-
-    EXPECT_TRUE(GetParam().get(out, create));
-
-    EXPECT_EQ(calls.all(), asked);
-  }
-}
-
-TEST_P(EveryProductDir, IsFoundInTheCanonicalHomeDirectory) {
-  const Account account;
-  const std::string expected = GetParam().in(account.userDir());
-  std::filesystem::create_directories(expected);
-  account.tmp.link("link", "home");
-  const ScopedEnv home("HOME", ".././link//");
-  const LogCapture log;
-  String out;
-
-  EXPECT_TRUE(GetParam().get(out, false));
-
-  EXPECT_EQ(text(out), expected);
-  EXPECT_EQ(log.all(), lines());
-}
-
-TEST_P(EveryProductDir, IsFoundThroughALinkThatIsNotResolved) {
-  const Account account;
-  const std::string expected = GetParam().in(account.userDir());
-  account.tmp.mkdir("elsewhere");
-  std::filesystem::create_directories(std::filesystem::path(expected).parent_path());
-  std::filesystem::create_symlink(account.tmp.path("elsewhere"), expected);
-  const LogCapture log;
-  String out;
-
-  EXPECT_TRUE(GetParam().get(out, true));
-
-  EXPECT_EQ(text(out), expected);
-  EXPECT_EQ(log.all(), lines());
-}
-
-// ---- What is missing -------------------------------------------------------------------------
-
-TEST_P(EveryProductDir, IsMadeOnAFreshAccount) {
-  const Account account;
-  const std::string expected = GetParam().in(account.userDir());
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
+TEST_F(GetKavraUserDir, ResolvesTheHomeDirectoryButNotKavra) {
+  tmp.mkdir("elsewhere");
+  tmp.link("home/kavra", "../elsewhere");
+  tmp.link("link", "home");
+  const ScopedEnv home("HOME", "./link//");
   String out = kStale;
 
-  EXPECT_TRUE(GetParam().get(out, true));
+  EXPECT_TRUE(fs::getKavraUserDir(out, true));
 
-  EXPECT_EQ(text(out), expected);
+  EXPECT_EQ(text(out), kavra_);
+  expectSilence();
+}
+
+TEST_F(GetKavraUserDir, CreatesItOnAFreshAccount) {
+  String out = kStale;
+
+  EXPECT_TRUE(fs::getKavraUserDir(out, true));
+
+  EXPECT_EQ(text(out), kavra_);
   EXPECT_EQ(log.all(), lines());
   EXPECT_TRUE(capturedErrorIs(0, "mkDir"));
-  std::vector<std::string> made = lines("home/", "home/kavra/");
-  if (GetParam().subdir[0] != '\0') {
-    made.push_back("home/kavra/" + std::string(GetParam().subdir) + '/');
-  }
-  made.emplace_back("work/");
-  EXPECT_EQ(account.tmp.entries(), made);
+  EXPECT_EQ(tmp.entries(), lines("home/", "home/kavra/"));
 }
 
-TEST_P(EveryProductDir, IsMadeOnAFreshAccountByTheValueForm) {
-  const Account account;
-  const std::string expected = GetParam().in(account.userDir());
-  const LogCapture log;
-
-  EXPECT_EQ(text(GetParam().value(true)), expected);
-
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_TRUE(std::filesystem::is_directory(expected));
-}
-
-TEST_P(EveryProductDir, IsNotMadeUnlessAskedFor) {
-  const Account account;
-  const auto before = account.tmp.entries();
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
+TEST_F(GetKavraUserDir, FindsNothingOnAFreshAccount) {
   String out = kStale;
 
-  EXPECT_FALSE(GetParam().get(out, false));
+  EXPECT_FALSE(fs::getKavraUserDir(out, false));
 
-  // Without a user directory its own line is the only one.
-  EXPECT_EQ(text(out), account.userDir());
-  EXPECT_EQ(log.all(), lines(kUser.failure("find", account.userDir(), kSentinelText)));
+  EXPECT_EQ(text(out), kavra_);
+  EXPECT_EQ(log.all(), lines("warning: Failed to find kavra user dir: " + kavra_ +
+                             " (the sentinel's message)."));
   EXPECT_TRUE(sentinel.isUntouched());
-  EXPECT_EQ(account.tmp.entries(), before);
+  EXPECT_EQ(tmp.entries(), lines("home/"));
 }
 
-TEST_P(EveryProductDir, IsTheCurrentDirectoryForTheValueFormWhereItIsMissing) {
-  const Account account;
-  const auto before = account.tmp.entries();
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-
-  EXPECT_EQ(text(GetParam().value(false)), account.tmp.path("work"));
-
-  EXPECT_EQ(log.all(), lines(kUser.failure("find", account.userDir(), kSentinelText)));
-  EXPECT_TRUE(sentinel.isUntouched());
-  EXPECT_EQ(account.tmp.entries(), before);
-}
-
-TEST_P(EveryProductDir, QuotesNothingWhereThereIsNoCurrentError) {
-  const Account account;
-  const LogCapture log;
+TEST_F(GetKavraUserDir, QuotesNothingWithoutACurrentError) {
+  os::clearCurrentError();
   String out;
 
-  EXPECT_FALSE(GetParam().get(out, false));
+  EXPECT_FALSE(fs::getKavraUserDir(out, false));
 
-  EXPECT_EQ(log.all(), lines(kUser.failure("find", account.userDir(), "")));
+  EXPECT_EQ(log.all(), lines("warning: Failed to find kavra user dir: " + kavra_ + " ()."));
 }
 
-TEST_P(EverySubdir, IsNotMadeInAUserDirectoryUnlessAskedFor) {
-  const Account account;
-  account.tmp.mkdir("home/kavra");
-  const auto before = account.tmp.entries();
-  const std::string missing = GetParam().in(account.userDir());
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
+TEST_F(GetKavraUserDir, FailsWhereAFileIsInItsWay) {
+  tmp.write("home/kavra", "text");
   String out = kStale;
 
-  EXPECT_FALSE(GetParam().get(out, false));
+  EXPECT_FALSE(fs::getKavraUserDir(out, false));
+  EXPECT_FALSE(fs::getKavraUserDir(out, true));
 
-  EXPECT_EQ(text(out), missing);
-  EXPECT_EQ(log.all(), lines(GetParam().failure("find", missing, kSentinelText)));
+  // mkDir refuses a file without a word.
+  EXPECT_EQ(text(out), kavra_);
+  EXPECT_EQ(
+      log.all(),
+      lines("warning: Failed to find kavra user dir: " + kavra_ + " (the sentinel's message).",
+            "warning: Failed to create kavra user dir: " + kavra_ + " (the sentinel's message)."));
   EXPECT_TRUE(sentinel.isUntouched());
-  EXPECT_EQ(account.tmp.entries(), before);
+  EXPECT_EQ(tmp.read("home/kavra"), "text");
 }
 
-TEST_P(EverySubdir, IsTheCurrentDirectoryForTheValueFormWhereOnlyItIsMissing) {
-  const Account account;
-  account.tmp.mkdir("home/kavra");
-  const std::string missing = GetParam().in(account.userDir());
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-
-  EXPECT_EQ(text(GetParam().value(false)), account.tmp.path("work"));
-
-  EXPECT_EQ(log.all(), lines(GetParam().failure("find", missing, kSentinelText)));
-  EXPECT_TRUE(sentinel.isUntouched());
-}
-
-TEST_P(EverySubdir, IsMadeInAUserDirectoryThatIsThere) {
-  const Account account;
-  account.tmp.mkdir("home/kavra");
-  const std::string expected = GetParam().in(account.userDir());
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
+TEST_F(GetKavraUserDir, QuotesTheErrorOfMkDir) {
+  tmp.link("home/kavra", "missing");
   String out = kStale;
 
-  EXPECT_TRUE(GetParam().get(out, true));
+  EXPECT_FALSE(fs::getKavraUserDir(out, true));
 
-  EXPECT_EQ(text(out), expected);
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_TRUE(capturedErrorIs(0, "mkDir"));
-  EXPECT_TRUE(std::filesystem::is_directory(expected));
-}
-
-// ---- What is in the way ----------------------------------------------------------------------
-
-TEST_P(EveryProductDir, FailsWithTheUserDirectoryWhereAFileIsInItsWay) {
-  for (const bool create : {false, true}) {
-    const Account account;
-    account.tmp.write("home/kavra", "in the way");
-    const auto before = account.tmp.entries();
-    const ErrorStateSentinel sentinel;
-    const LogCapture log;
-    String out = kStale;
-
-    EXPECT_FALSE(GetParam().get(out, create));
-
-    EXPECT_EQ(text(out), account.userDir());
-    // Nothing is tried where a file is, so the quoted error is the one before.
-    EXPECT_EQ(log.all(),
-              lines(kUser.failure(create ? "create" : "find", account.userDir(), kSentinelText)));
-    EXPECT_TRUE(sentinel.isUntouched());
-    EXPECT_EQ(account.tmp.entries(), before);
-    EXPECT_EQ(account.tmp.read("home/kavra"), "in the way");
-  }
-}
-
-TEST_P(EverySubdir, FailsWhereAFileIsInItsWay) {
-  for (const bool create : {false, true}) {
-    const Account account;
-    const std::string blocked = GetParam().in(account.userDir());
-    account.tmp.write("home/kavra/" + std::string(GetParam().subdir), "in the way");
-    const ErrorStateSentinel sentinel;
-    const LogCapture log;
-    String out = kStale;
-
-    EXPECT_FALSE(GetParam().get(out, create));
-
-    EXPECT_EQ(text(out), blocked);
-    EXPECT_EQ(log.all(),
-              lines(GetParam().failure(create ? "create" : "find", blocked, kSentinelText)));
-    EXPECT_TRUE(sentinel.isUntouched());
-  }
-}
-
-TEST_P(EveryProductDir, FailsWithTheUserDirectoryWhereALinkThatLeadsNowhereIsInItsWay) {
-  const Account account;
-  account.tmp.link("home/kavra", "nowhere");
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-  String out = kStale;
-
-  EXPECT_FALSE(GetParam().get(out, true));
-
-  EXPECT_EQ(text(out), account.userDir());
-  EXPECT_EQ(log.all(), lines(mkDirFailure(account.userDir(), EEXIST),
-                             kUser.failure("create", account.userDir(), errnoText(EEXIST))));
+  EXPECT_EQ(text(out), kavra_);
+  EXPECT_EQ(log.all(),
+            lines("error: Failed to create dir: " + kavra_ + " [err: File exists].",
+                  "warning: Failed to create kavra user dir: " + kavra_ + " (File exists)."));
   EXPECT_TRUE(capturedErrorIs(EEXIST, "mkDir"));
 }
 
-TEST_P(EverySubdir, FailsWhereALinkThatLeadsNowhereIsInItsWay) {
-  const Account account;
-  const std::string blocked =
-      account.tmp.link("home/kavra/" + std::string(GetParam().subdir), "nowhere");
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-  String out = kStale;
-
-  EXPECT_FALSE(GetParam().get(out, true));
-
-  EXPECT_EQ(text(out), blocked);
-  EXPECT_EQ(log.all(), lines(mkDirFailure(blocked, EEXIST),
-                             GetParam().failure("create", blocked, errnoText(EEXIST))));
-  EXPECT_TRUE(capturedErrorIs(EEXIST, "mkDir"));
-}
-
-TEST_P(EveryProductDir, FailsWithTheUserDirectoryWhereTheHomeDirectoryMayNotBeWritten) {
-  const Account account;
-  const auto before = account.tmp.entries();
+TEST_F(GetKavraUserDir, NeedsPermissionToWrite) {
+  ASSERT_EQ(::chmod("home", 0555), 0);
 
   runAsUnprivileged([&] {
-    // Where root has not made the directory, its owner may write it none the less.
-    std::error_code ignored;
-    std::filesystem::permissions(account.tmp.path("home"), std::filesystem::perms(0555), ignored);
-    const ErrorStateSentinel sentinel;
-    const LogCapture log;
     String out = kStale;
 
-    EXPECT_FALSE(GetParam().get(out, true));
+    EXPECT_FALSE(fs::getKavraUserDir(out, true));
 
-    EXPECT_EQ(text(out), account.userDir());
-    EXPECT_EQ(log.all(), lines(mkDirFailure(account.userDir(), EACCES),
-                               kUser.failure("create", account.userDir(), errnoText(EACCES))));
-    EXPECT_TRUE(capturedErrorIs(EACCES, "mkDir"));
+    EXPECT_EQ(log.all(),
+              lines("error: Failed to create dir: " + kavra_ + " [err: " + errnoText(EACCES) + "].",
+                    "warning: Failed to create kavra user dir: " + kavra_ + " (" +
+                        errnoText(EACCES) + ")."));
   });
 
-  EXPECT_EQ(account.tmp.entries(), before);
+  EXPECT_EQ(tmp.entries(), lines("home/"));
 }
 
-TEST_P(EverySubdir, FailsWhereTheUserDirectoryMayNotBeWritten) {
-  const Account account;
-  account.tmp.mkdir("home/kavra");
-  const std::string blocked = GetParam().in(account.userDir());
-
-  runAsUnprivileged([&] {
-    std::error_code ignored;
-    std::filesystem::permissions(account.userDir(), std::filesystem::perms(0555), ignored);
-    {
-      const ErrorStateSentinel sentinel;
-      const LogCapture log;
-      String out = kStale;
-      EXPECT_FALSE(GetParam().get(out, true));
-      EXPECT_EQ(text(out), blocked);
-      EXPECT_EQ(log.all(), lines(mkDirFailure(blocked, EACCES),
-                                 GetParam().failure("create", blocked, errnoText(EACCES))));
-      EXPECT_TRUE(capturedErrorIs(EACCES, "mkDir"));
-    }
-    const LogCapture log;
-    EXPECT_EQ(text(GetParam().value(true)), account.tmp.path("work"));
-    EXPECT_EQ(log.all(), lines(mkDirFailure(blocked, EACCES),
-                               GetParam().failure("create", blocked, errnoText(EACCES))));
-  });
-}
-
-// ---- Without a home --------------------------------------------------------------------------
-
-TEST_P(EveryProductDir, IsLookedForInTheCurrentDirectoryWhereHomeNamesNone) {
-  const Account account;
+TEST_F(GetKavraUserDir, UsesTheCurrentDirectoryWithoutAHome) {
   const ScopedEnv home("HOME", nullptr);
-  const std::string expected = GetParam().in(account.tmp.path("work/kavra"));
-  const LogCapture log;
   String out = kStale;
 
-  EXPECT_TRUE(GetParam().get(out, true));
+  EXPECT_TRUE(fs::getKavraUserDir(out, true));
 
-  EXPECT_EQ(text(out), expected);
-  EXPECT_EQ(log.all(), lines("warning: Failed to find home dir: "));
-  EXPECT_TRUE(std::filesystem::is_directory(expected));
+  EXPECT_EQ(text(out), tmp.path("kavra"));
+  EXPECT_EQ(log.all(), lines(kNoHome));
+  EXPECT_EQ(tmp.entries(), lines("home/", "kavra/"));
 }
 
-TEST_P(EveryProductDir, FailsWithTheLineOfTheHomeDirectoryAloneWhereThereIsNoneAtAll) {
+TEST_F(GetKavraUserDir, LogsNothingOfItsOwnWithoutAnyDirectory) {
+  const ScopedEnv home("HOME", nullptr);
+  const RemovedCurrentDir removed;
   for (const bool create : {false, true}) {
-    const Account account;
-    const ScopedEnv home("HOME", nullptr);
-    const ScopedCurrentDir inside(account.tmp.mkdir("removed"));
-    std::filesystem::remove(account.tmp.path("removed"));
-    const ErrorStateSentinel sentinel;
-    const LogCapture log;
+    const LogCapture own;
     String out = kStale;
 
-    EXPECT_FALSE(GetParam().get(out, create));
+    EXPECT_FALSE(fs::getKavraUserDir(out, create));
 
     EXPECT_EQ(text(out), ".");
-    EXPECT_EQ(log.all(), lines("warning: Failed to find home dir: the sentinel's message"));
+    EXPECT_EQ(own.all(), lines(kNoHome));
     EXPECT_TRUE(sentinel.isUntouched());
   }
 }
 
-TEST_P(EveryProductDir, IsADotForTheValueFormWhereThereIsNoDirectoryAtAll) {
-  const Account account;
+TEST_F(GetKavraUserDir, GivesTheChosenDirectoryExactlyAsRead) {
+  tmp.mkdir("home/kavra");
+  tmp.mkdir("chosen");
+  tmp.link("link", "chosen");
+  const std::vector<std::string> entries = tmp.entries();
   const ScopedEnv home("HOME", nullptr);
-  const ScopedCurrentDir inside(account.tmp.mkdir("removed"));
-  std::filesystem::remove(account.tmp.path("removed"));
-  const LogCapture log;
+  for (const std::string& value :
+       {tmp.path("chosen"), tmp.path("chosen/.///"), tmp.path("link"), tmp.path("missing/../link"),
+        std::string("chosen"), std::string("./chosen/"), std::string(".")}) {
+    const ScopedEnv chosen("KAVRA_USER_DIR", value);
+    for (const bool create : {false, true}) {
+      String out = kStale;
 
-  EXPECT_EQ(text(GetParam().value(true)), ".");
+      EXPECT_TRUE(fs::getKavraUserDir(out, create));
 
-  EXPECT_EQ(log.all(), lines("warning: Failed to find home dir: "));
+      EXPECT_EQ(text(out), value);
+    }
+  }
+  expectSilence();
+  EXPECT_EQ(tmp.entries(), entries);
 }
 
-// ---- The chosen user directory ---------------------------------------------------------------
-
-/// Spellings of the directory "chosen" beside the current directory "work", and how the paths below
-/// it begin.
-struct Spelling {
-  const char* text;
-  const char* normal;
-
-  friend std::ostream& operator<<(std::ostream& out, const Spelling& spelling) {
-    return out << spelling.text;
-  }
-};
-
-class ChosenUserDir : public testing::TestWithParam<Spelling> {};
-
-INSTANTIATE_TEST_SUITE_P(
-    , ChosenUserDir,
-    testing::Values(Spelling{"TMP/chosen", "TMP/chosen"}, Spelling{"TMP/chosen/", "TMP/chosen"},
-                    Spelling{"TMP//chosen/.///", "TMP/chosen"}, Spelling{"TMP/link", "TMP/link"},
-                    Spelling{"TMP/missing/../chosen", "TMP/chosen"},
-                    Spelling{"../chosen", "../chosen"}, Spelling{"./../chosen/", "../chosen"}));
-
-std::string placed(std::string spelling, const TempDir& tmp) {
-  if (spelling.starts_with("TMP")) {
-    spelling.replace(0, 3, tmp.path());
-  }
-  return spelling;
-}
-
-TEST_P(ChosenUserDir, IsTheUserDirectoryExactlyAsRead) {
-  for (const bool create : {false, true}) {
-    const Account account;
-    account.tmp.mkdir("chosen");
-    account.tmp.link("link", "chosen");
-    const auto before = account.tmp.entries();
-    const std::string spelling = placed(GetParam().text, account.tmp);
-    const ScopedEnv chosen("KAVRA_USER_DIR", spelling);
-    const ErrorStateSentinel sentinel;
-    const LogCapture log;
+TEST_F(GetKavraUserDir, IgnoresAChoiceThatIsNoDirectory) {
+  tmp.mkdir("home/kavra");
+  tmp.write("file", "");
+  tmp.link("dangling", "missing");
+  const std::vector<std::string> entries = tmp.entries();
+  for (const char* const value : {"", "missing", "missing/", "file", "file/", "dangling"}) {
+    const ScopedEnv chosen("KAVRA_USER_DIR", value);
     String out = kStale;
 
-    EXPECT_TRUE(vx::fs::getKavraUserDir(out, create));
+    EXPECT_TRUE(fs::getKavraUserDir(out, true));
 
-    EXPECT_EQ(text(out), spelling);
-    EXPECT_EQ(text(vx::fs::kavraUserDir(create)), spelling);
-    EXPECT_EQ(log.all(), lines());
-    EXPECT_TRUE(sentinel.isUntouched());
-    EXPECT_EQ(account.tmp.entries(), before);
+    EXPECT_EQ(text(out), kavra_) << value;
   }
+  expectSilence();
+  EXPECT_EQ(tmp.entries(), entries);
 }
 
-TEST_P(ChosenUserDir, HoldsTheSubdirectoriesInNormalForm) {
-  for (const ProductDir& dir : {kConfig, kOutput, kPreview}) {
-    const Account account;
-    account.tmp.mkdir("chosen");
-    account.tmp.link("link", "chosen");
-    const std::string expected = placed(GetParam().normal, account.tmp) + '/' + dir.subdir;
-    const ScopedEnv chosen("KAVRA_USER_DIR", placed(GetParam().text, account.tmp));
-    const LogCapture log;
-    String out;
-
-    EXPECT_TRUE(dir.get(out, true));
-
-    EXPECT_EQ(text(out), expected);
-    EXPECT_EQ(log.all(), lines());
-    EXPECT_TRUE(account.tmp.exists("chosen/" + std::string(dir.subdir)));
-    EXPECT_FALSE(account.tmp.exists("home/kavra"));
-  }
-}
-
-TEST_P(EverySubdir, IsJustItsNameInAChosenUserDirectoryThatIsTheCurrentOne) {
-  const Account account;
+TEST_F(GetKavraUserDir, IgnoresADotInARemovedDirectory) {
   const ScopedEnv chosen("KAVRA_USER_DIR", ".");
-  const LogCapture log;
-  String out;
+  const RemovedCurrentDir removed;
+  String out = kStale;
 
-  EXPECT_TRUE(GetParam().get(out, true));
+  EXPECT_TRUE(fs::getKavraUserDir(out, true));
 
-  EXPECT_EQ(text(out), GetParam().subdir);
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_TRUE(account.tmp.exists("work/" + std::string(GetParam().subdir)));
-}
-
-TEST_P(EverySubdir, NamesThePathInAChosenUserDirectoryWhereItIsMissing) {
-  const Account account;
-  const std::string chosen = account.tmp.mkdir("chosen");
-  const ScopedEnv variable("KAVRA_USER_DIR", chosen + "//");
-  const std::string missing = GetParam().in(chosen);
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-  String out;
-
-  EXPECT_FALSE(GetParam().get(out, false));
-
-  EXPECT_EQ(text(out), missing);
-  EXPECT_EQ(log.all(), lines(GetParam().failure("find", missing, kSentinelText)));
-}
-
-TEST(ChosenUserDirectory, NeedsNoHomeDirectory) {
-  const Account account;
-  const std::string chosen = account.tmp.mkdir("chosen");
-  const ScopedEnv variable("KAVRA_USER_DIR", chosen);
-  const ScopedEnv home("HOME", nullptr);
-  const LogCapture log;
-  String out;
-
-  EXPECT_TRUE(vx::fs::getKavraUserDir(out, false));
-
-  EXPECT_EQ(text(out), chosen);
+  EXPECT_EQ(text(out), kavra_);
   EXPECT_EQ(log.all(), lines());
 }
 
-TEST(ChosenUserDirectory, ComesBeforeTheOneInTheHomeDirectory) {
-  const Account account;
-  account.tmp.mkdir("home/kavra");
-  const std::string chosen = account.tmp.mkdir("chosen");
-  const ScopedEnv variable("KAVRA_USER_DIR", chosen);
-  String out;
+TEST_F(GetKavraUserDir, ReportsEachFailingCallThatFinds) {
+  forEachFailure([](FailureRun& run) {
+    const std::string kavra = run.tmp.mkdir("home/kavra");
+    const ScopedEnv home("HOME", "home");
+    String out = kStale;
 
-  EXPECT_TRUE(vx::fs::getKavraUserDir(out, false));
+    const bool found = run.act([&] { return fs::getKavraUserDir(out, false); });
 
-  EXPECT_EQ(text(out), chosen);
+    EXPECT_TRUE(run.sentinel.isUntouched());
+    if (run.failed("stat home")) {
+      const std::string missing = run.tmp.path("kavra");
+      EXPECT_FALSE(found);
+      EXPECT_EQ(text(out), missing);
+      EXPECT_EQ(run.log.all(), lines(kNoHome, "warning: Failed to find kavra user dir: " + missing +
+                                                  " (the sentinel's message)."));
+      return;
+    }
+    EXPECT_EQ(text(out), kavra);
+    if (run.failed("stat " + kavra)) {
+      EXPECT_FALSE(found);
+      EXPECT_EQ(run.log.all(), lines("warning: Failed to find kavra user dir: " + kavra +
+                                     " (the sentinel's message)."));
+      return;
+    }
+    EXPECT_TRUE(found);
+    EXPECT_EQ(run.log.all(), lines());
+  });
 }
 
-TEST(ChosenUserDirectory, IsReadInEachCall) {
-  const Account account;
-  account.tmp.mkdir("home/kavra");
-  String out;
+TEST_F(GetKavraUserDir, ReportsEachFailingCallThatCreates) {
+  forEachFailure([](FailureRun& run) {
+    const std::string kavra = run.tmp.mkdir("home") + "/kavra";
+    const ScopedEnv home("HOME", "home");
+    String out = kStale;
+
+    const bool made = run.act([&] { return fs::getKavraUserDir(out, true); });
+
+    if (run.failed("stat home")) {
+      EXPECT_TRUE(made);
+      EXPECT_EQ(text(out), run.tmp.path("kavra"));
+      EXPECT_EQ(run.log.all(), lines(kNoHome));
+      EXPECT_EQ(run.tmp.entries(), lines("home/", "kavra/"));
+      return;
+    }
+    EXPECT_EQ(text(out), kavra);
+    // A parent directory that cannot be examined is created, and turns out to exist.
+    const bool isParent = run.failed("stat") && !run.failed("stat " + kavra);
+    if (isParent || run.failed("mkdir")) {
+      const std::string directory = isParent ? run.failedCall().substr(sizeof "stat") : kavra;
+      const std::string reason = isParent ? errnoText(EEXIST) : run.errorText();
+      EXPECT_FALSE(made);
+      EXPECT_EQ(run.log.all(),
+                lines("error: Failed to create dir: " + directory + " [err: " + reason + "].",
+                      "warning: Failed to create kavra user dir: " + kavra + " (" + reason + ")."));
+      EXPECT_TRUE(capturedErrorIs(isParent ? EEXIST : run.error(), "mkDir"));
+      EXPECT_EQ(run.tmp.entries(), lines("home/"));
+      return;
+    }
+    EXPECT_TRUE(made);
+    EXPECT_EQ(run.log.all(), lines());
+    EXPECT_TRUE(currentErrorIs(0, "mkDir", ""));
+    EXPECT_EQ(run.tmp.entries(), lines("home/", "home/kavra/"));
+  });
+}
+
+// ---------------------------------------------------------------------------------------------
+// kavraUserDir
+
+class KavraUserDir : public ProductDirTest {};
+
+TEST_F(KavraUserDir, CreatesItAndThenFindsIt) {
+  EXPECT_EQ(text(fs::kavraUserDir(true)), kavra_);
+  EXPECT_EQ(text(fs::kavraUserDir(false)), kavra_);
+
+  EXPECT_EQ(log.all(), lines());
+  EXPECT_EQ(tmp.entries(), lines("home/", "home/kavra/"));
+}
+
+TEST_F(KavraUserDir, ReadsTheEnvironmentEachTime) {
+  tmp.mkdir("home/kavra");
+  tmp.mkdir("chosen");
   {
-    const ScopedEnv variable("KAVRA_USER_DIR", account.tmp.mkdir("chosen"));
-    EXPECT_TRUE(vx::fs::getKavraUserDir(out, false));
-    EXPECT_EQ(text(out), account.tmp.path("chosen"));
+    const ScopedEnv chosen("KAVRA_USER_DIR", "./chosen/");
+    EXPECT_EQ(fs::kavraUserDir(true), "./chosen/");
   }
 
-  EXPECT_TRUE(vx::fs::getKavraUserDir(out, false));
+  EXPECT_EQ(text(fs::kavraUserDir(true)), kavra_);
 
-  EXPECT_EQ(text(out), account.userDir());
+  expectSilence();
 }
 
-/// Values of KAVRA_USER_DIR that name no directory, seen from the current directory.
-class NoChosenUserDir : public testing::TestWithParam<const char*> {};
+TEST_F(KavraUserDir, IsTheCurrentDirectoryWhenItIsMissing) {
+  EXPECT_EQ(text(fs::kavraUserDir(false)), tmp.path());
 
-INSTANTIATE_TEST_SUITE_P(, NoChosenUserDir,
-                         testing::Values("", "missing", "missing/", "file", "file/", "dangling"));
+  EXPECT_EQ(log.all(), lines("warning: Failed to find kavra user dir: " + kavra_ +
+                             " (the sentinel's message)."));
+  EXPECT_TRUE(sentinel.isUntouched());
+  EXPECT_EQ(tmp.entries(), lines("home/"));
+}
 
-TEST_P(NoChosenUserDir, IsIgnoredWithoutAWordAndNotMade) {
-  for (const ProductDir& dir : {kUser, kConfig, kOutput, kPreview}) {
-    const Account account;
-    account.tmp.write("work/file", "");
-    account.tmp.link("work/dangling", "nowhere");
-    const std::string expected = dir.in(account.userDir());
-    const ScopedEnv chosen("KAVRA_USER_DIR", GetParam());
-    const LogCapture log;
-    String out;
+TEST_F(KavraUserDir, IsADotWithoutAnyDirectory) {
+  const ScopedEnv home("HOME", nullptr);
+  const RemovedCurrentDir removed;
 
-    EXPECT_TRUE(dir.get(out, true));
+  EXPECT_EQ(fs::kavraUserDir(true), ".");
 
-    EXPECT_EQ(text(out), expected);
-    EXPECT_EQ(log.all(), lines());
-    EXPECT_FALSE(account.tmp.exists("work/missing"));
-    EXPECT_FALSE(account.tmp.exists("work/nowhere"));
+  EXPECT_EQ(log.all(), lines(kNoHome));
+}
+
+TEST_F(KavraUserDir, SurvivesEachFailingCallOfTheFallback) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.mkdir("home");
+    const ScopedEnv home("HOME", "home");
+
+    const String directory = run.act([] { return fs::kavraUserDir(false); });
+
+    const bool isLost = run.failed("stat .") || (run.failed("getcwd") && run.error() == ENOENT);
+    EXPECT_EQ(text(directory), isLost ? "." : run.tmp.path());
+    EXPECT_TRUE(run.sentinel.isUntouched());
+  });
+}
+
+// ---------------------------------------------------------------------------------------------
+// getKavraConfigDir, getKavraOutputDir and getKavraPreviewDir, and their value forms
+
+struct Subdir {
+  const char* name;
+  bool (*get)(String& out, bool create);
+  String (*value)(bool create);
+  std::string findLine;  // without its path and reason
+  std::string createLine;
+};
+
+void PrintTo(const Subdir& subdir, std::ostream* stream) {
+  *stream << subdir.name;
+}
+
+class GetKavraSubdir : public ProductDirTest, public testing::WithParamInterface<Subdir> {
+ protected:
+  const Subdir& subdir_ = GetParam();
+  const std::string name_ = subdir_.name;
+  const std::string path_ = kavra_ + "/" + name_;
+};
+
+INSTANTIATE_TEST_SUITE_P(, GetKavraSubdir,
+                         testing::Values(Subdir{"config", fs::getKavraConfigDir, fs::kavraConfigDir,
+                                                "warning: Failed to find kavra config dir: ",
+                                                "warning: Failed to create kavra config dir: "},
+                                         Subdir{"output", fs::getKavraOutputDir, fs::kavraOutputDir,
+                                                "error: Failed to find kavra output dir: ",
+                                                "error: Failed to create kavra output dir: "},
+                                         Subdir{"preview", fs::getKavraPreviewDir,
+                                                fs::kavraPreviewDir,
+                                                "error: Failed to find kavra preview dir: ",
+                                                "error: Failed to create kavra preview dir: "}),
+                         [](const auto& one) { return std::string(one.param.name); });
+
+TEST_P(GetKavraSubdir, IsFoundInTheUserDirectory) {
+  tmp.mkdir("home/kavra/" + name_);
+  for (const bool create : {false, true}) {
+    Calls calls;
+    String out = kStale;
+
+    EXPECT_TRUE(subdir_.get(out, create));
+
+    EXPECT_EQ(text(out), path_);
+    EXPECT_EQ(calls.all(), lines("stat " + tmp.path("home"), "realpath " + tmp.path("home"),
+                                 "stat " + kavra_, "stat " + path_));
+    EXPECT_EQ(text(subdir_.value(create)), path_);
   }
+  expectSilence();
 }
 
-TEST_P(NoChosenUserDir, IsNotNamedWhereTheOneInTheHomeDirectoryIsMissing) {
-  const Account account;
-  account.tmp.write("work/file", "");
-  account.tmp.link("work/dangling", "nowhere");
-  const ScopedEnv chosen("KAVRA_USER_DIR", GetParam());
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-  String out;
+TEST_P(GetKavraSubdir, IsNotResolved) {
+  tmp.mkdir("elsewhere");
+  tmp.link("home/kavra/" + name_, "../../elsewhere");
 
-  EXPECT_FALSE(vx::fs::getKavraUserDir(out, false));
-
-  EXPECT_EQ(text(out), account.userDir());
-  EXPECT_EQ(log.all(), lines(kUser.failure("find", account.userDir(), kSentinelText)));
+  EXPECT_EQ(text(subdir_.value(false)), path_);
 }
 
-TEST(ChosenUserDirectory, IsIgnoredWhereItIsADotInARemovedCurrentDirectory) {
-  const Account account;
-  const ScopedEnv chosen("KAVRA_USER_DIR", ".");
-  const ScopedCurrentDir inside(account.tmp.mkdir("removed"));
-  std::filesystem::remove(account.tmp.path("removed"));
-  const LogCapture log;
-  String out;
+TEST_P(GetKavraSubdir, IsCreatedOnAFreshAccount) {
+  String out = kStale;
 
-  EXPECT_TRUE(vx::fs::getKavraUserDir(out, true));
+  EXPECT_TRUE(subdir_.get(out, true));
 
-  EXPECT_EQ(text(out), account.userDir());
+  EXPECT_EQ(text(out), path_);
   EXPECT_EQ(log.all(), lines());
+  EXPECT_TRUE(capturedErrorIs(0, "mkDir"));
+  EXPECT_EQ(tmp.entries(), lines("home/", "home/kavra/", "home/kavra/" + name_ + "/"));
 }
 
-// ---- The help page ---------------------------------------------------------------------------
-
-TEST(NodeHelpPath, IsInTheUserDirectory) {
-  const Account account;
-  account.tmp.mkdir("home/kavra");
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-
-  EXPECT_EQ(text(vx::fs::kavraNodeHelpPath(false)), account.userDir() + "/nodehelp.html");
-  EXPECT_EQ(text(vx::fs::kavraNodeHelpPath(true)),
-            "file://" + account.userDir() + "/nodehelp.html");
+TEST_P(GetKavraSubdir, IsCreatedByTheValueForm) {
+  EXPECT_EQ(text(subdir_.value(true)), path_);
 
   EXPECT_EQ(log.all(), lines());
+  EXPECT_TRUE(tmp.exists("home/kavra/" + name_));
+}
+
+TEST_P(GetKavraSubdir, LogsOnlyThatTheUserDirectoryIsMissing) {
+  String out = kStale;
+
+  EXPECT_FALSE(subdir_.get(out, false));
+
+  EXPECT_EQ(text(out), kavra_);
+  EXPECT_EQ(log.all(), lines("warning: Failed to find kavra user dir: " + kavra_ +
+                             " (the sentinel's message)."));
+  EXPECT_EQ(text(subdir_.value(false)), tmp.path());
+  EXPECT_TRUE(sentinel.isUntouched());
+  EXPECT_EQ(tmp.entries(), lines("home/"));
+}
+
+TEST_P(GetKavraSubdir, IsOnlyLookedForWithoutCreate) {
+  tmp.mkdir("home/kavra");
+  const std::string line = subdir_.findLine + path_ + " (the sentinel's message).";
+  String out = kStale;
+
+  EXPECT_FALSE(subdir_.get(out, false));
+
+  EXPECT_EQ(text(out), path_);
+  EXPECT_EQ(log.all(), lines(line));
+  EXPECT_EQ(text(subdir_.value(false)), tmp.path());
+  EXPECT_EQ(log.all(), lines(line, line));
+  EXPECT_TRUE(sentinel.isUntouched());
+  EXPECT_EQ(tmp.entries(), lines("home/", "home/kavra/"));
+}
+
+TEST_P(GetKavraSubdir, FailsWhereAFileIsInItsWay) {
+  tmp.write("home/kavra/" + name_, "text");
+  String out = kStale;
+
+  EXPECT_FALSE(subdir_.get(out, false));
+  EXPECT_FALSE(subdir_.get(out, true));
+
+  EXPECT_EQ(text(out), path_);
+  EXPECT_EQ(log.all(), lines(subdir_.findLine + path_ + " (the sentinel's message).",
+                             subdir_.createLine + path_ + " (the sentinel's message)."));
   EXPECT_TRUE(sentinel.isUntouched());
 }
 
-TEST(NodeHelpPath, BeginsWithThreeSlashesAsAnAddress) {
-  const Account account;
+TEST_P(GetKavraSubdir, IsTheCurrentDirectoryWhenItCannotBeCreated) {
+  tmp.link("home/kavra/" + name_, "missing");
 
-  EXPECT_TRUE(vx::fs::kavraNodeHelpPath(true).startsWith("file:///", /*ignoreCase=*/false));
+  EXPECT_EQ(text(subdir_.value(true)), tmp.path());
+
+  EXPECT_EQ(log.all(), lines("error: Failed to create dir: " + path_ + " [err: File exists].",
+                             subdir_.createLine + path_ + " (File exists)."));
+  EXPECT_TRUE(capturedErrorIs(EEXIST, "mkDir"));
 }
 
-class NodeHelpPathOfEitherKind : public testing::TestWithParam<bool> {};
+TEST_P(GetKavraSubdir, LogsNothingOfItsOwnWithoutAnyDirectory) {
+  const ScopedEnv home("HOME", nullptr);
+  const RemovedCurrentDir removed;
+  String out = kStale;
 
-INSTANTIATE_TEST_SUITE_P(, NodeHelpPathOfEitherKind, testing::Bool());
+  EXPECT_FALSE(subdir_.get(out, true));
 
-TEST_P(NodeHelpPathOfEitherKind, MakesTheUserDirectoryAndNoPage) {
-  const Account account;
-  const LogCapture log;
+  EXPECT_EQ(text(out), ".");
+  EXPECT_EQ(log.all(), lines(kNoHome));
+  EXPECT_EQ(subdir_.value(true), ".");
+}
 
-  static_cast<void>(vx::fs::kavraNodeHelpPath(GetParam()));
+TEST_P(GetKavraSubdir, IsInTheNormalFormOfTheChosenDirectory) {
+  tmp.mkdir("chosen");
+  tmp.link("link", "chosen");
+  struct Row {
+    std::string chosen;
+    std::string expected;
+  };
+  const Row rows[] = {
+      {tmp.path("chosen/"), tmp.path("chosen/") + name_},
+      {tmp.path("/./chosen/.//"), tmp.path("chosen/") + name_},
+      {tmp.path("missing/../chosen"), tmp.path("chosen/") + name_},
+      {tmp.path("link"), tmp.path("link/") + name_},
+      {"./chosen", "chosen/" + name_},
+      {".", name_},
+  };
+  for (const Row& row : rows) {
+    const ScopedEnv chosen("KAVRA_USER_DIR", row.chosen);
+    String out = kStale;
 
-  EXPECT_EQ(account.tmp.entries(), lines("home/", "home/kavra/", "work/"));
+    EXPECT_TRUE(subdir_.get(out, true));
+
+    EXPECT_EQ(text(out), row.expected);
+  }
+  EXPECT_EQ(log.all(), lines());
+  EXPECT_TRUE(tmp.exists("chosen/" + name_));
+  EXPECT_FALSE(tmp.exists("home/kavra"));
+}
+
+TEST_P(GetKavraSubdir, ReportsEachFailingCallThatFinds) {
+  const Subdir& subdir = GetParam();
+  forEachFailure([&](FailureRun& run) {
+    const std::string path = "user/" + std::string(subdir.name);
+    const std::string kavra = run.tmp.mkdir("home") + "/kavra";
+    run.tmp.mkdir(path);
+    const ScopedEnv home("HOME", "home");
+    const ScopedEnv chosen("KAVRA_USER_DIR", "user");
+
+    const String directory = run.act([&] { return subdir.value(false); });
+
+    EXPECT_TRUE(run.sentinel.isUntouched());
+    EXPECT_EQ(text(directory), run.failedAny() ? run.tmp.path() : path);
+    if (run.failed("stat user")) {
+      EXPECT_EQ(run.log.all(), lines("warning: Failed to find kavra user dir: " + kavra +
+                                     " (the sentinel's message)."));
+    } else if (run.failedAny()) {
+      EXPECT_EQ(run.log.all(), lines(subdir.findLine + path + " (the sentinel's message)."));
+    } else {
+      EXPECT_EQ(run.log.all(), lines());
+    }
+  });
+}
+
+TEST_P(GetKavraSubdir, ReportsEachFailingCallThatCreates) {
+  const Subdir& subdir = GetParam();
+  forEachFailure([&](FailureRun& run) {
+    const std::string name = subdir.name;
+    const std::string path = "user/" + name;
+    run.tmp.mkdir("home");
+    run.tmp.mkdir("user");
+    const ScopedEnv home("HOME", "home");
+    const ScopedEnv chosen("KAVRA_USER_DIR", "user");
+    String out = kStale;
+
+    const bool made = run.act([&] { return subdir.get(out, true); });
+
+    // A chosen directory that cannot be examined is ignored.
+    if (run.failed("stat user", 1)) {
+      EXPECT_TRUE(made);
+      EXPECT_EQ(text(out), run.tmp.path("home/kavra/" + name));
+      EXPECT_EQ(run.log.all(), lines());
+      EXPECT_EQ(run.tmp.entries(),
+                lines("home/", "home/kavra/", "home/kavra/" + name + "/", "user/"));
+      return;
+    }
+    EXPECT_EQ(text(out), path);
+    const bool isParent = run.failed("stat user", 2);
+    if (isParent || run.failed("mkdir")) {
+      const std::string directory = isParent ? "user" : path;
+      const std::string reason = isParent ? errnoText(EEXIST) : run.errorText();
+      EXPECT_FALSE(made);
+      EXPECT_EQ(run.log.all(),
+                lines("error: Failed to create dir: " + directory + " [err: " + reason + "].",
+                      subdir.createLine + path + " (" + reason + ")."));
+      EXPECT_TRUE(capturedErrorIs(isParent ? EEXIST : run.error(), "mkDir"));
+      EXPECT_EQ(run.tmp.entries(), lines("home/", "user/"));
+      return;
+    }
+    EXPECT_TRUE(made);
+    EXPECT_EQ(run.log.all(), lines());
+    EXPECT_TRUE(currentErrorIs(0, "mkDir", ""));
+    EXPECT_EQ(run.tmp.entries(), lines("home/", "user/", path + "/"));
+  });
+}
+
+// ---------------------------------------------------------------------------------------------
+// kavraNodeHelpPath
+
+class KavraNodeHelpPath : public ProductDirTest {};
+
+TEST_F(KavraNodeHelpPath, IsInTheUserDirectory) {
+  tmp.write("home/kavra/nodehelp.html", "text");
+
+  EXPECT_EQ(text(fs::kavraNodeHelpPath(false)), tmp.path("home/kavra/nodehelp.html"));
+  EXPECT_EQ(text(fs::kavraNodeHelpPath(true)), "file://" + tmp.path("home/kavra/nodehelp.html"));
+
+  expectSilence();
+  EXPECT_EQ(tmp.read("home/kavra/nodehelp.html"), "text");
+}
+
+TEST_F(KavraNodeHelpPath, CreatesTheUserDirectoryAndNoPage) {
+  for (const bool asUrl : {false, true}) {
+    EXPECT_NE(fs::kavraNodeHelpPath(asUrl), "");
+
+    EXPECT_EQ(tmp.entries(), lines("home/", "home/kavra/"));
+    std::filesystem::remove(kavra_);
+  }
   EXPECT_EQ(log.all(), lines());
 }
 
-TEST_P(NodeHelpPathOfEitherKind, IsInTheCurrentDirectoryWhereThereIsNoUserDirectory) {
-  const Account account;
-  account.tmp.write("home/kavra", "in the way");
-  const std::string prefix = GetParam() ? "file://" : "";
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
+TEST_F(KavraNodeHelpPath, IsJoinedToTheChosenDirectory) {
+  struct Row {
+    std::string chosen;
+    std::string path;
+    std::string url;
+  };
+  const Row rows[] = {
+      {"a b%20#?&\"\xc3\xa4\xff", "a b%20#?&\"\xc3\xa4\xff/nodehelp.html",
+       "file://a b%20#?&\"\xc3\xa4\xff/nodehelp.html"},
+      {"./chosen/.//", "./chosen/./nodehelp.html", "file://./chosen/./nodehelp.html"},
+      {"C:\\Users\\u", "C:\\Users\\u/nodehelp.html", "file://C:/Users/u/nodehelp.html"},
+      {"C:\\Users\\u\\", "C:\\Users\\u\\/nodehelp.html", "file://C:/Users/u//nodehelp.html"},
+  };
+  for (const Row& row : rows) {
+    tmp.mkdir(row.chosen);
+    const ScopedEnv chosen("KAVRA_USER_DIR", row.chosen);
 
-  EXPECT_EQ(text(vx::fs::kavraNodeHelpPath(GetParam())),
-            prefix + account.tmp.path("work/nodehelp.html"));
-
-  EXPECT_EQ(log.all(), lines(kUser.failure("create", account.userDir(), kSentinelText)));
+    EXPECT_EQ(text(fs::kavraNodeHelpPath(false)), row.path);
+    EXPECT_EQ(text(fs::kavraNodeHelpPath(true)), row.url);
+  }
+  expectSilence();
 }
 
-TEST_P(NodeHelpPathOfEitherKind, IsRelativeWhereThereIsNoDirectoryAtAll) {
-  const Account account;
+TEST_F(KavraNodeHelpPath, IsInTheCurrentDirectoryWithoutAUserDirectory) {
+  tmp.write("home/kavra", "text");
+  const std::string line =
+      "warning: Failed to create kavra user dir: " + kavra_ + " (the sentinel's message).";
+
+  EXPECT_EQ(text(fs::kavraNodeHelpPath(false)), tmp.path("nodehelp.html"));
+  EXPECT_EQ(text(fs::kavraNodeHelpPath(true)), "file://" + tmp.path("nodehelp.html"));
+
+  EXPECT_EQ(log.all(), lines(line, line));
+}
+
+TEST_F(KavraNodeHelpPath, IsRelativeWithoutAnyDirectory) {
   const ScopedEnv home("HOME", nullptr);
-  const ScopedCurrentDir inside(account.tmp.mkdir("removed"));
-  std::filesystem::remove(account.tmp.path("removed"));
-  const std::string prefix = GetParam() ? "file://" : "";
-  const LogCapture log;
+  const RemovedCurrentDir removed;
 
-  EXPECT_EQ(text(vx::fs::kavraNodeHelpPath(GetParam())), prefix + "./nodehelp.html");
+  EXPECT_EQ(fs::kavraNodeHelpPath(false), "./nodehelp.html");
+  EXPECT_EQ(fs::kavraNodeHelpPath(true), "file://./nodehelp.html");
 }
 
-TEST_P(NodeHelpPathOfEitherKind, IsThereWhetherOrNotThePageIs) {
-  const Account account;
-  account.tmp.write("home/kavra/nodehelp.html", "the page");
-  const std::string prefix = GetParam() ? "file://" : "";
+TEST_F(KavraNodeHelpPath, IgnoresAChoiceItCannotExamine) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.mkdir("home");
+    run.tmp.mkdir("user");
+    const ScopedEnv home("HOME", "home");
+    const ScopedEnv chosen("KAVRA_USER_DIR", "user");
 
-  EXPECT_EQ(text(vx::fs::kavraNodeHelpPath(GetParam())),
-            prefix + account.userDir() + "/nodehelp.html");
+    const String url = run.act([] { return fs::kavraNodeHelpPath(true); });
 
-  EXPECT_EQ(account.tmp.read("home/kavra/nodehelp.html"), "the page");
-}
-
-TEST_P(NodeHelpPathOfEitherKind, EncodesNothing) {
-  const Account account;
-  const std::string chosen = account.tmp.mkdir("a b%20#?&\"\xc3\xa4\xff");
-  const ScopedEnv variable("KAVRA_USER_DIR", chosen);
-  const std::string prefix = GetParam() ? "file://" : "";
-
-  EXPECT_EQ(text(vx::fs::kavraNodeHelpPath(GetParam())), prefix + chosen + "/nodehelp.html");
-}
-
-TEST_P(NodeHelpPathOfEitherKind, HasOneSlashBehindAChosenUserDirectoryAndIsNotNormalised) {
-  const Account account;
-  const std::string chosen = account.tmp.mkdir("chosen") + "/.//";
-  const ScopedEnv variable("KAVRA_USER_DIR", chosen);
-  const std::string prefix = GetParam() ? "file://" : "";
-
-  EXPECT_EQ(text(vx::fs::kavraNodeHelpPath(GetParam())),
-            prefix + account.tmp.path("chosen/./nodehelp.html"));
-}
-
-TEST(NodeHelpPath, TurnsEveryBackslashOfTheAddressIntoASlash) {
-  const Account account;
-  account.tmp.mkdir("work/C:\\Users\\u\\");
-  const ScopedEnv chosen("KAVRA_USER_DIR", "C:\\Users\\u\\");
-
-  EXPECT_EQ(text(vx::fs::kavraNodeHelpPath(true)), "file://C:/Users/u//nodehelp.html");
-}
-
-TEST(NodeHelpPath, KeepsTheBackslashesOfThePath) {
-  const Account account;
-  account.tmp.mkdir("work/C:\\Users\\u");
-  const ScopedEnv chosen("KAVRA_USER_DIR", "C:\\Users\\u");
-
-  EXPECT_EQ(text(vx::fs::kavraNodeHelpPath(false)), "C:\\Users\\u/nodehelp.html");
+    EXPECT_EQ(text(url), run.failedAny() ? "file://" + run.tmp.path("home/kavra/nodehelp.html")
+                                         : "file://user/nodehelp.html");
+    EXPECT_EQ(run.log.all(), lines());
+  });
 }
 
 }  // namespace
+}  // namespace vx::test

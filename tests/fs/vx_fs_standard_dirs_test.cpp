@@ -1,647 +1,519 @@
-// Concern: the chains of fall-backs of the current, home and temporary directories, link by link:
-// which candidate is taken, what is said about those that are not, and how often each is asked for.
+// getCurrentDir, getHomeDir and getTempDir, and their value forms.
 
+#include "core/vx_error.h"
 #include "core/vx_string.h"
 #include "fs/vx_fs.h"
-#include "tests/fs/recorded_calls.h"
+#include "tests/fs/fs_test.h"
+#include "tests/testing/calls.h"
 #include "tests/testing/changed_root.h"
 #include "tests/testing/child.h"
-#include "tests/testing/error_state.h"
-#include "tests/testing/log_capture.h"
-#include "tests/testing/scoped_cwd.h"
+#include "tests/testing/failures.h"
 #include "tests/testing/scoped_env.h"
-#include "tests/testing/temp_dir.h"
-#include "tests/testing/texts.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <filesystem>
 #include <string>
-#include <type_traits>
 #include <vector>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
+namespace vx::test {
 namespace {
-
-using vx::String;
-using vx::test::canChangeRoot;
-using vx::test::ErrorStateSentinel;
-using vx::test::kCannotChangeRoot;
-using vx::test::lines;
-using vx::test::LogCapture;
-using vx::test::RecordedCalls;
-using vx::test::runAsUnprivileged;
-using vx::test::runInRoot;
-using vx::test::ScopedCurrentDir;
-using vx::test::ScopedEnv;
-using vx::test::TempDir;
-using vx::test::text;
-
-static_assert(std::is_same_v<decltype(&vx::fs::getCurrentDir), bool (*)(String&)>);
-static_assert(std::is_same_v<decltype(&vx::fs::getHomeDir), bool (*)(String&)>);
-static_assert(std::is_same_v<decltype(&vx::fs::getTempDir), bool (*)(String&)>);
-static_assert(std::is_same_v<decltype(&vx::fs::currentDir), String (*)()>);
-static_assert(std::is_same_v<decltype(&vx::fs::homeDir), String (*)()>);
-static_assert(std::is_same_v<decltype(&vx::fs::tempDir), String (*)()>);
 
 constexpr const char* kStale = "the text before";
 
-// What the lines quote of the sentinel's record.
+// The lines quote the current error.
 constexpr const char* kNoHome = "warning: Failed to find home dir: the sentinel's message";
 constexpr const char* kNoTemp =
     "warning: Failed to find temp dir, using current dir (the sentinel's message).";
-constexpr const char* kNeither =
+constexpr const char* kNoDirectory =
     "error: Failed to find both temp and current directories (the sentinel's message).";
 
-/// Removes the directory under the feet of the process for the length of a scope.
-class RemovedCurrentDir {
- public:
-  RemovedCurrentDir() : inside_(tmp_.mkdir("removed")) {
-    std::filesystem::remove(tmp_.path("removed"));
-  }
-
- private:
-  TempDir tmp_;
-  ScopedCurrentDir inside_;
-};
-
-// ---- The current directory ---------------------------------------------------------------------
-
-TEST(GetCurrentDir, IsTheCurrentDirectory) {
-  const TempDir tmp;
-  const ScopedCurrentDir inside(tmp.mkdir("work"));
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-  String out = kStale;
-
-  EXPECT_TRUE(vx::fs::getCurrentDir(out));
-
-  EXPECT_EQ(text(out), tmp.path("work"));
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_TRUE(sentinel.isUntouched());
+/// Entries that are no directory: "file", "link-to-file", "dangling" and "loop".
+void createOtherKinds(const TempDir& tmp) {
+  tmp.write("file", "");
+  tmp.link("link-to-file", "file");
+  tmp.link("dangling", "missing");
+  tmp.link("loop", "loop");
 }
 
-TEST(GetCurrentDir, IsWhereALinkLeads) {
-  const TempDir tmp;
-  tmp.mkdir("work");
-  const ScopedCurrentDir inside(tmp.link("link", "work"));
-  const ScopedEnv shellsOpinion("PWD", tmp.path("link"));
+/// Whether the failure makes the current directory look removed. Of getcwd only ENOENT does.
+bool losesCurrentDir(const FailureRun& run) {
+  return run.failed("stat .") || (run.failed("getcwd") && run.error() == ENOENT);
+}
+
+// ---------------------------------------------------------------------------------------------
+// getCurrentDir
+
+class GetCurrentDir : public SilentFsTest {};
+
+TEST_F(GetCurrentDir, GivesTheCanonicalPath) {
+  tmp.mkdir("d");
+  const ScopedCurrentDir inside(tmp.link("link", "d"));
+  const ScopedEnv shell("PWD", tmp.path("link"));
+  String out = kStale;
+
+  EXPECT_TRUE(fs::getCurrentDir(out));
+
+  EXPECT_EQ(text(out), tmp.path("d"));
+}
+
+TEST_F(GetCurrentDir, AsksTheSystemEachTime) {
   String out;
+  EXPECT_TRUE(fs::getCurrentDir(out));
+  EXPECT_EQ(text(out), tmp.path());
+  const ScopedCurrentDir inside(tmp.mkdir("d"));
+  Calls calls;
 
-  EXPECT_TRUE(vx::fs::getCurrentDir(out));
+  EXPECT_TRUE(fs::getCurrentDir(out));
 
-  EXPECT_EQ(text(out), tmp.path("work"));
+  EXPECT_EQ(text(out), tmp.path("d"));
+  EXPECT_EQ(calls.all(), lines("stat .", "getcwd", "realpath ."));
 }
 
-TEST(GetCurrentDir, IsADotWhereItHasBeenRemoved) {
+TEST_F(GetCurrentDir, FailsWhereItWasRemoved) {
   const RemovedCurrentDir removed;
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
   String out = kStale;
 
-  EXPECT_FALSE(vx::fs::getCurrentDir(out));
+  EXPECT_FALSE(fs::getCurrentDir(out));
 
   EXPECT_EQ(text(out), ".");
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_TRUE(sentinel.isUntouched());
 }
 
-TEST(GetCurrentDir, IsADotWhereItsNameCannotBeRead) {
-  const TempDir tmp;
-  const ScopedCurrentDir inside(tmp.path());
-  const LogCapture log;
-  RecordedCalls calls;
+TEST_F(GetCurrentDir, GivesADotWhenItsPathCannotBeRead) {
+  Calls calls;
   calls.fail("getcwd", EACCES);
-  calls.fail("realpath .", EACCES);
+  calls.fail("realpath", EACCES);
   String out = kStale;
 
-  EXPECT_TRUE(vx::fs::getCurrentDir(out));
+  EXPECT_TRUE(fs::getCurrentDir(out));
 
   EXPECT_EQ(text(out), ".");
-  EXPECT_EQ(log.all(), lines());
 }
 
-TEST(GetCurrentDir, IsAskedAnewInEachCall) {
-  const TempDir tmp;
-  String out;
-  {
-    const ScopedCurrentDir inside(tmp.mkdir("first"));
-    EXPECT_TRUE(vx::fs::getCurrentDir(out));
-    EXPECT_EQ(text(out), tmp.path("first"));
-  }
-  const ScopedCurrentDir inside(tmp.mkdir("second"));
+TEST_F(GetCurrentDir, ReportsEachFailingCall) {
+  forEachFailure([](FailureRun& run) {
+    String out = kStale;
 
-  EXPECT_TRUE(vx::fs::getCurrentDir(out));
+    const bool found = run.act([&] { return fs::getCurrentDir(out); });
 
-  EXPECT_EQ(text(out), tmp.path("second"));
+    EXPECT_EQ(found, !losesCurrentDir(run));
+    EXPECT_EQ(text(out), losesCurrentDir(run) ? "." : run.tmp.path());
+    run.expectSilence();
+  });
 }
 
-TEST(GetCurrentDir, ChangesNoOtherHandleToTheTextBefore) {
-  const TempDir tmp;
-  const ScopedCurrentDir inside(tmp.path());
-  const String before = kStale;
-  String out = before;
+// ---------------------------------------------------------------------------------------------
+// currentDir
 
-  EXPECT_TRUE(vx::fs::getCurrentDir(out));
+class CurrentDir : public SilentFsTest {};
 
-  EXPECT_EQ(text(before), kStale);
-}
-
-TEST(CurrentDir, IsTheCurrentDirectory) {
-  const TempDir tmp;
-  const ScopedCurrentDir inside(tmp.path());
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-
-  EXPECT_EQ(text(vx::fs::currentDir()), tmp.path());
-
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_TRUE(sentinel.isUntouched());
-}
-
-TEST(CurrentDir, IsADotWhereItHasBeenRemoved) {
+TEST_F(CurrentDir, IsADotWhereItWasRemoved) {
   const RemovedCurrentDir removed;
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
 
-  EXPECT_EQ(text(vx::fs::currentDir()), ".");
-
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_TRUE(sentinel.isUntouched());
+  EXPECT_EQ(fs::currentDir(), ".");
 }
 
-TEST(CurrentDir, IsAskedForOnce) {
-  const TempDir tmp;
-  const ScopedCurrentDir inside(tmp.path());
-  RecordedCalls calls;
-  calls.failOnce("getcwd", ENOENT);
+TEST_F(CurrentDir, IsADotWhenACallFails) {
+  forEachFailure([](FailureRun& run) {
+    const String directory = run.act([] { return fs::currentDir(); });
 
-  EXPECT_EQ(text(vx::fs::currentDir()), ".");
+    EXPECT_EQ(text(directory), losesCurrentDir(run) ? "." : run.tmp.path());
+    run.expectSilence();
+  });
+}
+
+TEST_F(CurrentDir, AsksOnce) {
+  Calls calls;
+  calls.failNth("getcwd", 1, ENOENT);
+
+  EXPECT_EQ(fs::currentDir(), ".");
 
   EXPECT_EQ(calls.all(), lines("stat .", "getcwd"));
 }
 
-// ---- The home directory ------------------------------------------------------------------------
+// ---------------------------------------------------------------------------------------------
+// getHomeDir
 
-TEST(GetHomeDir, IsTheDirectoryNamedByHome) {
-  const TempDir tmp;
-  const ScopedEnv home("HOME", tmp.mkdir("home"));
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-  String out = kStale;
+class GetHomeDir : public FsTest {};
 
-  EXPECT_TRUE(vx::fs::getHomeDir(out));
-
-  EXPECT_EQ(text(out), tmp.path("home"));
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_TRUE(sentinel.isUntouched());
-}
-
-/// Spellings of the directory "home" beside the current directory "room".
-class SpellingOfHome : public testing::TestWithParam<const char*> {};
-
-INSTANTIATE_TEST_SUITE_P(, SpellingOfHome,
-                         testing::Values("TMP/home/", "TMP/home///", "TMP//./home", "TMP/link",
-                                         "TMP/link/", "TMP/links/up", "TMP/missing/../home",
-                                         "../home", "../link/", "../room/../home/."));
-
-TEST_P(SpellingOfHome, GivesItsCanonicalForm) {
-  const TempDir tmp;
+TEST_F(GetHomeDir, GivesTheCanonicalFormOfHome) {
   tmp.mkdir("home");
   tmp.link("link", "home");
   tmp.link("links/up", "../link");
-  const ScopedCurrentDir inside(tmp.mkdir("room"));
-  std::string spelling = GetParam();
-  if (spelling.starts_with("TMP")) {
-    spelling.replace(0, 3, tmp.path());
+  for (const std::string& value :
+       {tmp.path("home"), tmp.path("home///"), tmp.path("/./home"), tmp.path("missing/../home"),
+        tmp.path("links/up"), std::string("home"), std::string("./link/")}) {
+    const ScopedEnv home("HOME", value);
+    String out = kStale;
+
+    EXPECT_TRUE(fs::getHomeDir(out)) << value;
+
+    EXPECT_EQ(text(out), tmp.path("home")) << value;
   }
-  const ScopedEnv home("HOME", spelling);
-  const LogCapture log;
-  String out;
-
-  EXPECT_TRUE(vx::fs::getHomeDir(out));
-
-  EXPECT_EQ(text(out), tmp.path("home"));
-  EXPECT_EQ(log.all(), lines());
+  expectSilence();
 }
 
-TEST(GetHomeDir, TakesADotForTheCurrentDirectoryWithoutAWarning) {
-  const TempDir tmp;
-  const ScopedCurrentDir inside(tmp.path());
+TEST_F(GetHomeDir, TakesADotForTheCurrentDirectory) {
   const ScopedEnv home("HOME", ".");
-  const LogCapture log;
-  String out;
-
-  EXPECT_TRUE(vx::fs::getHomeDir(out));
-
-  EXPECT_EQ(text(out), tmp.path());
-  EXPECT_EQ(log.all(), lines());
-}
-
-/// Values of HOME that name no directory; null where it is not set.
-class NoHome : public testing::TestWithParam<const char*> {};
-
-INSTANTIATE_TEST_SUITE_P(, NoHome,
-                         testing::Values(nullptr, "", "missing", "missing/", "file", "file/",
-                                         "file/x", "dangling", "loop", "link to file", " home",
-                                         "/dev/null", "~", "$HOME"));
-
-TEST_P(NoHome, GivesTheCurrentDirectoryWithAWarning) {
-  const TempDir tmp;
-  tmp.mkdir("home");
-  tmp.write("file", "");
-  tmp.link("dangling", "nowhere");
-  tmp.link("loop", "loop");
-  tmp.link("link to file", "file");
-  const ScopedCurrentDir inside(tmp.path());
-  const ScopedEnv home("HOME", GetParam());
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
   String out = kStale;
 
-  EXPECT_TRUE(vx::fs::getHomeDir(out));
+  EXPECT_TRUE(fs::getHomeDir(out));
 
   EXPECT_EQ(text(out), tmp.path());
-  EXPECT_EQ(log.all(), lines(kNoHome));
-  EXPECT_TRUE(sentinel.isUntouched());
+  expectSilence();
 }
 
-TEST(GetHomeDir, QuotesNothingWhereThereIsNoCurrentError) {
+TEST_F(GetHomeDir, GivesTheCurrentDirectoryWithoutAHome) {
+  tmp.mkdir("home");
+  createOtherKinds(tmp);
+  for (const char* const value :
+       {static_cast<const char*>(nullptr), "", "missing", "missing/", "file", "file/", "file/x",
+        "link-to-file", "dangling", "loop", " home", "/dev/null", "~", "$HOME"}) {
+    SCOPED_TRACE(value == nullptr ? "unset" : value);
+    const LogCapture own;
+    const ScopedEnv home("HOME", value);
+    String out = kStale;
+
+    EXPECT_TRUE(fs::getHomeDir(out));
+
+    EXPECT_EQ(text(out), tmp.path());
+    EXPECT_EQ(own.all(), lines(kNoHome));
+    EXPECT_TRUE(sentinel.isUntouched());
+  }
+}
+
+TEST_F(GetHomeDir, QuotesNothingWithoutACurrentError) {
+  os::clearCurrentError();
   const ScopedEnv home("HOME", nullptr);
-  const LogCapture log;
   String out;
 
-  EXPECT_TRUE(vx::fs::getHomeDir(out));
+  EXPECT_TRUE(fs::getHomeDir(out));
 
   EXPECT_EQ(log.all(), lines("warning: Failed to find home dir: "));
 }
 
-TEST(GetHomeDir, IsADotWhereTheCurrentDirectoryHasBeenRemovedToo) {
+TEST_F(GetHomeDir, FailsWithoutHomeAndCurrentDirectory) {
   const RemovedCurrentDir removed;
-  const ScopedEnv home("HOME", nullptr);
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-  String out = kStale;
-
-  EXPECT_FALSE(vx::fs::getHomeDir(out));
-
-  EXPECT_EQ(text(out), ".");
-  EXPECT_EQ(log.all(), lines(kNoHome));
-  EXPECT_TRUE(sentinel.isUntouched());
-}
-
-TEST(GetHomeDir, DoesNotTakeADotForTheRemovedCurrentDirectory) {
-  const RemovedCurrentDir removed;
-  const ScopedEnv home("HOME", ".");
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-  String out = kStale;
-
-  EXPECT_FALSE(vx::fs::getHomeDir(out));
-
-  EXPECT_EQ(text(out), ".");
-  EXPECT_EQ(log.all(), lines(kNoHome));
-}
-
-TEST(GetHomeDir, DoesNotNeedTheCurrentDirectory) {
-  const TempDir tmp;
-  const RemovedCurrentDir removed;
-  const ScopedEnv home("HOME", tmp.path());
-  const LogCapture log;
-  String out;
-
-  EXPECT_TRUE(vx::fs::getHomeDir(out));
-
-  EXPECT_EQ(text(out), tmp.path());
-  EXPECT_EQ(log.all(), lines());
-}
-
-TEST(GetHomeDir, TakesADirectoryThatMayNotBeExaminedForNone) {
-  const TempDir tmp;
-  const ScopedEnv home("HOME", tmp.mkdir("locked/home"));
-  std::filesystem::permissions(tmp.path("locked"), std::filesystem::perms::none);
-
-  runAsUnprivileged([&] {
-    const ScopedCurrentDir inside("/");
-    const ErrorStateSentinel sentinel;
-    const LogCapture log;
+  for (const char* const value : {static_cast<const char*>(nullptr), "."}) {
+    const LogCapture own;
+    const ScopedEnv home("HOME", value);
     String out = kStale;
 
-    EXPECT_TRUE(vx::fs::getHomeDir(out));
+    EXPECT_FALSE(fs::getHomeDir(out));
 
-    EXPECT_EQ(text(out), "/");
-    EXPECT_EQ(log.all(), lines(kNoHome));
+    EXPECT_EQ(text(out), ".");
+    EXPECT_EQ(own.all(), lines(kNoHome));
     EXPECT_TRUE(sentinel.isUntouched());
+  }
+}
+
+TEST_F(GetHomeDir, NeedsNoCurrentDirectory) {
+  const ScopedEnv home("HOME", tmp.mkdir("home"));
+  const RemovedCurrentDir removed;
+  String out;
+
+  EXPECT_TRUE(fs::getHomeDir(out));
+
+  EXPECT_EQ(text(out), tmp.path("home"));
+  expectSilence();
+}
+
+TEST_F(GetHomeDir, SkipsAHomeItMayNotExamine) {
+  const ScopedEnv home("HOME", tmp.mkdir("locked/home"));
+  ASSERT_EQ(::chmod("locked", 0), 0);
+
+  runAsUnprivileged([&] {
+    String out = kStale;
+
+    EXPECT_TRUE(fs::getHomeDir(out));
+
+    EXPECT_EQ(text(out), tmp.path());
+    EXPECT_EQ(log.all(), lines(kNoHome));
   });
 }
 
-TEST(GetHomeDir, ReadsTheEnvironmentInEachCall) {
-  const TempDir tmp;
-  String out;
+TEST_F(GetHomeDir, ReportsEachFailingCall) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.mkdir("home");
+    const ScopedEnv home("HOME", "home");
+    String out = kStale;
+
+    const bool found = run.act([&] { return fs::getHomeDir(out); });
+
+    const bool isLost = run.failed("stat home");
+    EXPECT_TRUE(found);
+    EXPECT_EQ(text(out), isLost ? run.tmp.path() : run.tmp.path("home"));
+    EXPECT_EQ(run.log.all(), isLost ? lines(kNoHome) : lines());
+    EXPECT_TRUE(run.sentinel.isUntouched());
+  });
+}
+
+TEST_F(GetHomeDir, ReportsEachFailingCallWithoutAHome) {
+  forEachFailure([](FailureRun& run) {
+    const ScopedEnv home("HOME", "home");
+    String out = kStale;
+
+    const bool found = run.act([&] { return fs::getHomeDir(out); });
+
+    EXPECT_EQ(found, !losesCurrentDir(run));
+    EXPECT_EQ(text(out), losesCurrentDir(run) ? "." : run.tmp.path());
+    EXPECT_EQ(run.log.all(), lines(kNoHome));
+    EXPECT_TRUE(run.sentinel.isUntouched());
+  });
+}
+
+// ---------------------------------------------------------------------------------------------
+// homeDir
+
+class HomeDir : public FsTest {};
+
+TEST_F(HomeDir, IsTheDirectoryNamedByHomeAtTheTime) {
   {
-    const ScopedEnv home("HOME", tmp.mkdir("first"));
-    EXPECT_TRUE(vx::fs::getHomeDir(out));
-    EXPECT_EQ(text(out), tmp.path("first"));
+    const ScopedEnv home("HOME", tmp.mkdir("first") + "/");
+    EXPECT_EQ(text(fs::homeDir()), tmp.path("first"));
   }
   const ScopedEnv home("HOME", tmp.mkdir("second"));
+  Calls calls;
 
-  EXPECT_TRUE(vx::fs::getHomeDir(out));
+  EXPECT_EQ(text(fs::homeDir()), tmp.path("second"));
 
-  EXPECT_EQ(text(out), tmp.path("second"));
+  EXPECT_EQ(calls.all(), lines("stat " + tmp.path("second"), "realpath " + tmp.path("second")));
+  expectSilence();
 }
 
-TEST(HomeDir, IsTheDirectoryNamedByHome) {
-  const TempDir tmp;
-  const ScopedEnv home("HOME", tmp.path() + '/');
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-
-  EXPECT_EQ(text(vx::fs::homeDir()), tmp.path());
-
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_TRUE(sentinel.isUntouched());
-}
-
-TEST(HomeDir, IsTheCurrentDirectoryWhereHomeNamesNone) {
-  const TempDir tmp;
-  const ScopedCurrentDir inside(tmp.path());
-  const ScopedEnv home("HOME", tmp.write("file", ""));
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-
-  EXPECT_EQ(text(vx::fs::homeDir()), tmp.path());
-
-  EXPECT_EQ(log.all(), lines(kNoHome));
-  EXPECT_TRUE(sentinel.isUntouched());
-}
-
-TEST(HomeDir, IsADotWhereTheCurrentDirectoryHasBeenRemovedToo) {
-  const RemovedCurrentDir removed;
+TEST_F(HomeDir, AsksOnceForTheCurrentDirectoryItFinds) {
   const ScopedEnv home("HOME", nullptr);
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
+  Calls calls;
 
-  EXPECT_EQ(text(vx::fs::homeDir()), ".");
-
-  EXPECT_EQ(log.all(), lines(kNoHome));
-  EXPECT_TRUE(sentinel.isUntouched());
-}
-
-TEST(HomeDir, AsksForTheCurrentDirectoryASecondTime) {
-  const RemovedCurrentDir removed;
-  const ScopedEnv home("HOME", nullptr);
-  const LogCapture log;
-  RecordedCalls calls;
-
-  EXPECT_EQ(text(vx::fs::homeDir()), ".");
-
-  EXPECT_EQ(calls.count("stat ."), 2U);
-}
-
-TEST(HomeDir, TakesTheCurrentDirectoryThatOnlyTheSecondQuestionFinds) {
-  const TempDir tmp;
-  const ScopedCurrentDir inside(tmp.path());
-  const ScopedEnv home("HOME", nullptr);
-  const LogCapture log;
-  RecordedCalls calls;
-  calls.failOnce("getcwd", ENOENT);
-
-  EXPECT_EQ(text(vx::fs::homeDir()), tmp.path());
-
-  EXPECT_EQ(log.warnings().size(), 1U);
-}
-
-TEST(HomeDir, AsksForTheCurrentDirectoryOnceWhereItIsFound) {
-  const TempDir tmp;
-  const ScopedCurrentDir inside(tmp.path());
-  const ScopedEnv home("HOME", nullptr);
-  const LogCapture log;
-  RecordedCalls calls;
-
-  EXPECT_EQ(text(vx::fs::homeDir()), tmp.path());
+  EXPECT_EQ(text(fs::homeDir()), tmp.path());
 
   EXPECT_EQ(calls.all(), lines("stat .", "getcwd", "realpath ."));
 }
 
-// ---- The temporary directory -------------------------------------------------------------------
+TEST_F(HomeDir, AsksAgainForALostCurrentDirectory) {
+  const ScopedEnv home("HOME", nullptr);
+  const RemovedCurrentDir removed;
+  Calls calls;
 
-TEST(GetTempDir, IsTheDirectoryNamedByTmpdir) {
-  const TempDir tmp;
-  const ScopedEnv named("TMPDIR", tmp.mkdir("scratch"));
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-  String out = kStale;
+  EXPECT_EQ(fs::homeDir(), ".");
 
-  EXPECT_TRUE(vx::fs::getTempDir(out));
-
-  EXPECT_EQ(text(out), tmp.path("scratch"));
-  EXPECT_EQ(log.all(), lines());
+  EXPECT_EQ(calls.count("stat ."), 2U);
+  EXPECT_EQ(log.all(), lines(kNoHome));
   EXPECT_TRUE(sentinel.isUntouched());
 }
 
-/// Spellings of the directory "scratch" beside the current directory "work".
-class SpellingOfTmpdir : public testing::TestWithParam<const char*> {};
+TEST_F(HomeDir, FindsTheCurrentDirectoryDespiteOneFailure) {
+  forEachFailure([](FailureRun& run) {
+    const ScopedEnv home("HOME", "home");
 
-INSTANTIATE_TEST_SUITE_P(, SpellingOfTmpdir,
-                         testing::Values("TMP/scratch/", "TMP//./scratch//", "TMP/link",
-                                         "TMP/link/", "TMP/links/up", "TMP/missing/../scratch",
-                                         "../scratch", "../link/"));
+    const String directory = run.act([] { return fs::homeDir(); });
 
-TEST_P(SpellingOfTmpdir, GivesItsCanonicalForm) {
-  const TempDir tmp;
-  tmp.mkdir("scratch");
-  tmp.link("link", "scratch");
-  tmp.link("links/up", "../link");
-  const ScopedCurrentDir inside(tmp.mkdir("work"));
-  std::string spelling = GetParam();
-  if (spelling.starts_with("TMP")) {
-    spelling.replace(0, 3, tmp.path());
-  }
-  const ScopedEnv named("TMPDIR", spelling);
-  const LogCapture log;
-  String out;
-
-  EXPECT_TRUE(vx::fs::getTempDir(out));
-
-  EXPECT_EQ(text(out), tmp.path("scratch"));
-  EXPECT_EQ(log.all(), lines());
+    EXPECT_EQ(text(directory), run.tmp.path());
+    EXPECT_EQ(run.log.all(), lines(kNoHome));
+    EXPECT_TRUE(run.sentinel.isUntouched());
+  });
 }
 
-/// Values of TMPDIR that name no directory; null where it is not set.
-class NoTmpdir : public testing::TestWithParam<const char*> {};
+// ---------------------------------------------------------------------------------------------
+// getTempDir
 
-INSTANTIATE_TEST_SUITE_P(, NoTmpdir,
-                         testing::Values(nullptr, "", "missing", "file", "file/", "dangling",
-                                         "loop"));
-
-TEST_P(NoTmpdir, GivesVarTmpWithoutAWord) {
-  const TempDir tmp;
-  tmp.write("file", "");
-  tmp.link("dangling", "nowhere");
-  tmp.link("loop", "loop");
-  const ScopedCurrentDir inside(tmp.path());
-  const ScopedEnv named("TMPDIR", GetParam());
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-  String out = kStale;
-
-  EXPECT_TRUE(vx::fs::getTempDir(out));
-
-  EXPECT_EQ(text(out), std::filesystem::canonical("/var/tmp").string());
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_TRUE(sentinel.isUntouched());
-}
-
-TEST(GetTempDir, AsksForVarTmpAndThenForTmp) {
-  const ScopedEnv named("TMPDIR", "/no such dir");
-  RecordedCalls calls;
-  calls.fail("stat /var/tmp", ENOENT);
-  String out;
-
-  EXPECT_TRUE(vx::fs::getTempDir(out));
-
-  const std::string canonical = std::filesystem::canonical("/tmp").string();
-  EXPECT_EQ(text(out), canonical);
-  EXPECT_EQ(calls.all(), lines("stat /no such dir", "stat /var/tmp", "realpath /tmp",
-                               "stat " + canonical, "realpath " + canonical));
-}
-
-TEST(GetTempDir, ReadsTheEnvironmentInEachCall) {
-  const TempDir tmp;
-  String out;
-  {
-    const ScopedEnv named("TMPDIR", tmp.mkdir("first"));
-    EXPECT_TRUE(vx::fs::getTempDir(out));
-    EXPECT_EQ(text(out), tmp.path("first"));
-  }
-  const ScopedEnv named("TMPDIR", tmp.mkdir("second"));
-
-  EXPECT_TRUE(vx::fs::getTempDir(out));
-
-  EXPECT_EQ(text(out), tmp.path("second"));
-}
-
-TEST(TempDir, IsTheDirectoryNamedByTmpdir) {
-  const TempDir tmp;
-  tmp.mkdir("scratch");
-  const ScopedEnv named("TMPDIR", tmp.link("link", "scratch"));
-  const ErrorStateSentinel sentinel;
-  const LogCapture log;
-
-  EXPECT_EQ(text(vx::fs::tempDir()), tmp.path("scratch"));
-
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_TRUE(sentinel.isUntouched());
-}
-
-/// The fall-backs, in a root of which the test says what there is.
-class TempDirInAnotherRoot : public testing::Test {
+class GetTempDir : public FsTest {
  protected:
-  void SetUp() override {
-    if (!canChangeRoot()) {
-      GTEST_SKIP() << kCannotChangeRoot;
-    }
-  }
-
-  /// Expects of both forms that they answer `directory` and log `logged`, in a process that has
-  /// `root` as its root and `current` as its current directory, or has none when that is empty.
-  void expectBoth(const std::string& current, const std::string& directory,
-                  const std::vector<std::string>& logged) const {
-    runInRoot(root.path(), [&] {
-      const ScopedEnv named("TMPDIR", "/missing");
-      const std::string place = current.empty() ? "/removed" : current;
-      std::filesystem::create_directories(place);
-      ASSERT_EQ(::chdir(place.c_str()), 0);
-      if (current.empty()) {
-        std::filesystem::remove(place);
-      }
-      const ErrorStateSentinel sentinel;
-      {
-        const LogCapture log;
-        String out = kStale;
-        EXPECT_TRUE(vx::fs::getTempDir(out));
-        EXPECT_EQ(text(out), directory);
-        EXPECT_EQ(log.all(), logged);
-      }
-      const LogCapture log;
-      EXPECT_EQ(text(vx::fs::tempDir()), directory);
-      EXPECT_EQ(log.all(), logged);
-      EXPECT_TRUE(sentinel.isUntouched());
-    });
-  }
-
-  TempDir root;
+  // Either may be a link.
+  static inline const std::string kVarTmp = std::filesystem::canonical("/var/tmp").string();
+  static inline const std::string kTmp = std::filesystem::canonical("/tmp").string();
 };
 
-TEST_F(TempDirInAnotherRoot, IsVarTmpBeforeTmp) {
-  root.mkdir("var/tmp");
-  root.mkdir("tmp");
+TEST_F(GetTempDir, GivesTheCanonicalFormOfTmpdir) {
+  tmp.mkdir("t");
+  tmp.link("link", "t");
+  tmp.link("links/up", "../link");
+  for (const std::string& value :
+       {tmp.path("t"), tmp.path("t//"), tmp.path("/./t"), tmp.path("missing/../t"),
+        tmp.path("links/up"), std::string("t"), std::string("./link/")}) {
+    const ScopedEnv variable("TMPDIR", value);
+    String out = kStale;
 
-  expectBoth("/place", "/var/tmp", lines());
+    EXPECT_TRUE(fs::getTempDir(out)) << value;
+
+    EXPECT_EQ(text(out), tmp.path("t")) << value;
+  }
+  expectSilence();
 }
 
-TEST_F(TempDirInAnotherRoot, IsWhereVarTmpLeads) {
-  root.mkdir("scratch");
-  root.link("var/tmp", "../scratch");
-  root.mkdir("tmp");
+TEST_F(GetTempDir, GivesVarTmpWithoutTmpdir) {
+  createOtherKinds(tmp);
+  for (const char* const value : {static_cast<const char*>(nullptr), "", "missing", "file", "file/",
+                                  "link-to-file", "dangling", "loop"}) {
+    const ScopedEnv variable("TMPDIR", value);
+    String out = kStale;
 
-  expectBoth("/place", "/scratch", lines());
+    EXPECT_TRUE(fs::getTempDir(out));
+
+    EXPECT_EQ(text(out), kVarTmp) << (value == nullptr ? "unset" : value);
+  }
+  expectSilence();
 }
 
-TEST_F(TempDirInAnotherRoot, IsTmpWhereVarTmpIsMissing) {
-  root.mkdir("tmp");
+TEST_F(GetTempDir, GivesTmpWithoutVarTmp) {
+  const ScopedEnv variable("TMPDIR", "missing");
+  String out = kStale;
+  {
+    Calls calls;
+    calls.answer("stat /var/tmp", S_IFREG);
 
-  expectBoth("/place", "/tmp", lines());
+    EXPECT_TRUE(fs::getTempDir(out));
+
+    EXPECT_EQ(text(out), kTmp);
+    EXPECT_EQ(calls.all(), lines("stat missing", "stat /var/tmp", "realpath /tmp", "stat " + kTmp,
+                                 "realpath " + kTmp));
+  }
+  expectSilence();
 }
 
-TEST_F(TempDirInAnotherRoot, IsTmpWhereVarTmpIsAFile) {
-  root.write("var/tmp", "");
-  root.mkdir("tmp");
+TEST_F(GetTempDir, GivesTheCurrentDirectoryWithoutTmp) {
+  const ScopedEnv variable("TMPDIR", "missing");
+  String out = kStale;
+  Calls calls;
+  calls.answer("stat /var/tmp", S_IFREG);
+  calls.answer("stat " + kTmp, S_IFREG);
 
-  expectBoth("/place", "/tmp", lines());
+  EXPECT_TRUE(fs::getTempDir(out));
+
+  EXPECT_EQ(text(out), tmp.path());
+  EXPECT_EQ(log.all(), lines(kNoTemp));
+  EXPECT_TRUE(sentinel.isUntouched());
 }
 
-TEST_F(TempDirInAnotherRoot, IsWhereTmpLeads) {
-  root.mkdir("scratch");
-  root.link("tmp", "scratch");
+TEST_F(GetTempDir, GivesTmpWhenEverythingIsMissing) {
+  const RemovedCurrentDir removed;
+  const ScopedEnv variable("TMPDIR", "missing");
+  String out = kStale;
+  Calls calls;
+  calls.fail("stat", ENOENT);
 
-  expectBoth("/place", "/scratch", lines());
+  EXPECT_TRUE(fs::getTempDir(out));
+
+  EXPECT_EQ(text(out), kTmp);
+  EXPECT_EQ(log.all(), lines(kNoDirectory));
+  EXPECT_TRUE(sentinel.isUntouched());
 }
 
-TEST_F(TempDirInAnotherRoot, IsTheCurrentDirectoryWithAWarningWhereBothAreMissing) {
-  expectBoth("/place", "/place", lines(kNoTemp));
+TEST_F(GetTempDir, NeedsNoCurrentDirectory) {
+  const RemovedCurrentDir removed;
+  const ScopedEnv variable("TMPDIR", nullptr);
+  String out = kStale;
+
+  EXPECT_TRUE(fs::getTempDir(out));
+
+  EXPECT_EQ(text(out), kVarTmp);
+  expectSilence();
 }
 
-TEST_F(TempDirInAnotherRoot, IsTheCurrentDirectoryWithAWarningWhereBothAreFiles) {
-  root.write("var/tmp", "");
-  root.write("tmp", "");
+TEST_F(GetTempDir, ResolvesTheLinksOfEachFallback) {
+  if (!canChangeRoot()) {
+    GTEST_SKIP() << kCannotChangeRoot;
+  }
+  tmp.mkdir("dir");
+  tmp.write("file", "");
+  struct Row {
+    const char* link;
+    const char* target;
+    const char* directory;
+    std::vector<std::string> logged;
+  };
+  const Row rows[] = {
+      {"/var/tmp", "/dir", "/dir", {}},
+      {"/tmp", "/dir", "/dir", {}},
+      {"/tmp", "/file", "/file", {kNoDirectory}},
+  };
+  for (const Row& row : rows) {
+    runInRoot(tmp.path(), [&] {
+      const ScopedEnv variable("TMPDIR", nullptr);
+      std::filesystem::create_directory("/var");
+      std::filesystem::create_directory("/removed");
+      std::filesystem::create_symlink(row.target, row.link);
+      const ScopedCurrentDir inside("/removed");
+      std::filesystem::remove("/removed");
+      String out = kStale;
 
-  expectBoth("/place", "/place", lines(kNoTemp));
+      EXPECT_TRUE(fs::getTempDir(out));
+
+      EXPECT_EQ(text(out), row.directory);
+      EXPECT_EQ(log.all(), row.logged);
+      std::filesystem::remove(row.link);
+    });
+  }
 }
 
-TEST_F(TempDirInAnotherRoot, IsTmpWithAnErrorWhereTheCurrentDirectoryHasBeenRemovedToo) {
-  expectBoth("", "/tmp", lines(kNeither));
+TEST_F(GetTempDir, ReportsEachFailingCall) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.mkdir("t");
+    const ScopedEnv variable("TMPDIR", "t");
+    String out = kStale;
+
+    EXPECT_TRUE(run.act([&] { return fs::getTempDir(out); }));
+
+    const bool isLost = run.failed("stat " + run.tmp.path("t"));
+    EXPECT_EQ(run.log.all(), isLost ? lines(kNoTemp) : lines());
+    EXPECT_TRUE(run.sentinel.isUntouched());
+    if (run.failed("stat t", 1)) {
+      EXPECT_EQ(text(out), kVarTmp);
+    } else if (run.failed("stat t", 2)) {
+      EXPECT_EQ(text(out), kTmp);  // "t" is examined a second time, in place of "/var/tmp"
+    } else {
+      EXPECT_EQ(text(out), isLost ? run.tmp.path() : run.tmp.path("t"));
+    }
+  });
 }
 
-TEST_F(TempDirInAnotherRoot, IsTmpWithAnErrorAlthoughThatIsAFile) {
-  root.write("tmp", "");
+TEST_F(GetTempDir, ReportsEachFailingCallOfTheLastFallback) {
+  forEachFailure([](FailureRun& run) {
+    const ScopedEnv variable("TMPDIR", "missing");
+    run.calls.fail("stat /var/tmp", ENOENT);
+    run.calls.fail("stat " + kTmp, ENOENT);
+    String out = kStale;
 
-  expectBoth("", "/tmp", lines(kNeither));
+    EXPECT_TRUE(run.act([&] { return fs::getTempDir(out); }));
+
+    EXPECT_EQ(text(out), losesCurrentDir(run) ? kTmp : run.tmp.path());
+    EXPECT_EQ(run.log.all(), lines(losesCurrentDir(run) ? kNoDirectory : kNoTemp));
+    EXPECT_TRUE(run.sentinel.isUntouched());
+  });
 }
 
-TEST_F(TempDirInAnotherRoot, IsTheCanonicalFormOfTmpWithAnErrorWhereThatLeadsToAFile) {
-  root.write("scratch", "");
-  root.link("tmp", "scratch");
+// ---------------------------------------------------------------------------------------------
+// tempDir
 
-  expectBoth("", "/scratch", lines(kNeither));
+class TempDirValue : public FsTest {};
+
+TEST_F(TempDirValue, IsTheDirectoryNamedByTmpdirAtTheTime) {
+  {
+    const ScopedEnv variable("TMPDIR", tmp.mkdir("first"));
+    EXPECT_EQ(text(fs::tempDir()), tmp.path("first"));
+  }
+  const ScopedEnv variable("TMPDIR", tmp.mkdir("second") + "/");
+
+  EXPECT_EQ(text(fs::tempDir()), tmp.path("second"));
+
+  expectSilence();
 }
 
-TEST_F(TempDirInAnotherRoot, DoesNotNeedTheCurrentDirectory) {
-  root.mkdir("var/tmp");
+TEST_F(TempDirValue, FallsBackWithAWarning) {
+  const ScopedEnv variable("TMPDIR", "missing");
+  Calls calls;
+  calls.fail("stat /var/tmp", ENOENT);
+  calls.failNth("stat /tmp", 1, ENOENT);
+  calls.fail("stat " + std::filesystem::canonical("/tmp").string(), ENOENT);
 
-  expectBoth("", "/var/tmp", lines());
+  EXPECT_EQ(text(fs::tempDir()), tmp.path());
+
+  EXPECT_EQ(log.all(), lines(kNoTemp));
 }
 
 }  // namespace
+}  // namespace vx::test
