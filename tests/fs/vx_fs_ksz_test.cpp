@@ -1,16 +1,12 @@
-// Concern: what the ksz calls add to the zip calls: the destination of a read, its yes or no, and
-// the reports in records of their own; and that they add nothing else.
+// readKsz and writeKsz: what they add to readZip and writeZip.
 
 #include "fs/vx_fs.h"
-#include "tests/testing/error_state.h"
-#include "tests/testing/log_capture.h"
-#include "tests/testing/scoped_cwd.h"
-#include "tests/testing/temp_dir.h"
+#include "tests/fs/fs_test.h"
+#include "tests/testing/calls.h"
+#include "tests/testing/failures.h"
 #include "tests/testing/zip_contents.h"
-#include "tests/testing/zip_left_open.h"
 #include "tests/testing/zip_maker.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -18,65 +14,21 @@
 #include <utility>
 #include <vector>
 
+namespace vx::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using vx::String;
-using vx::StringVector;
-using vx::fs::KszCallback;
-using vx::fs::KszProgress;
-using vx::fs::readKsz;
-using vx::fs::writeKsz;
-using vx::fs::writeZip;
-using vx::fs::ZipProgress;
-using vx::test::contentsOf;
-using vx::test::ErrorStateSentinel;
-using vx::test::kEncryptedFlag;
-using vx::test::lines;
-using vx::test::LogCapture;
-using vx::test::namesIn;
-using vx::test::ScopedCurrentDir;
-using vx::test::TempDir;
-using vx::test::ZipContent;
-using vx::test::ZipMaker;
+static_assert(!std::is_same_v<fs::KszProgress, fs::ZipProgress>);
 
-static_assert(!std::is_same_v<KszProgress, ZipProgress>);
-static_assert(std::is_same_v<decltype(KszProgress::file), String>);
-static_assert(std::is_same_v<decltype(KszProgress::progress), double>);
+using Contents = std::vector<ZipContent>;
+using Reports = std::vector<std::pair<std::string, double>>;
 
-/// One report, to compare whole.
-using Report = std::pair<std::string, double>;
+fs::KszCallback keepIn(Reports& reports) {
+  return [&reports](const fs::KszProgress& report) {
+    reports.emplace_back(text(report.file), report.progress);
+  };
+}
 
-class Ksz : public testing::Test {
- protected:
-  KszCallback keepReports() {
-    return [this](const KszProgress& report) {
-      reports.emplace_back(report.file.view(), report.progress);
-    };
-  }
-
-  bool read(const ZipMaker& zip) {
-    return readKsz(tmp.write("dir/scene1.zip", zip.bytes()).c_str(), keepReports());
-  }
-
-  bool write(StringVector files) { return writeKsz(archive().c_str(), files, keepReports()); }
-
-  [[nodiscard]] std::string archive() const { return tmp.path("scene1.ksz"); }
-
-  /// A scene, one of its looks and a picture.
-  [[nodiscard]] StringVector sceneFiles() const {
-    return {tmp.write("p/scene.ksx", "scene").c_str(), tmp.write("p/look.ksa", "look").c_str(),
-            tmp.write("p/tex/wood.png", "wood").c_str()};
-  }
-
-  TempDir tmp;
-  ErrorStateSentinel error;
-  LogCapture log;
-  std::vector<Report> reports;
-};
-
-/// Counts how often it is copied; takes any report.
+/// A callback that counts how often it is copied.
 struct Copied {
   int* count;
 
@@ -87,219 +39,188 @@ struct Copied {
   Copied& operator=(Copied&&) = delete;
   ~Copied() = default;
 
-  void operator()(const KszProgress& /*report*/) const {}
+  void operator()(const fs::KszProgress& /*report*/) const {}
 };
 
-// ---- Reading ------------------------------------------------------------------------------------
+// ---------------------------------------------------------------------------------------------
+// readKsz
 
-TEST_F(Ksz, ReadsTheSceneAndItsResourcesBesideTheArchive) {
-  EXPECT_TRUE(read(ZipMaker().file("scene.ksx", "scene").file("res/wood.png", "wood")));
+class ReadKsz : public FsTest {};
 
-  EXPECT_EQ(tmp.entries(),
-            lines("dir/", "dir/res/", "dir/res/wood.png", "dir/scene1.ksx", "dir/scene1.zip"));
-  EXPECT_EQ(tmp.read("dir/scene1.ksx"), "scene");
-  EXPECT_EQ(tmp.read("dir/res/wood.png"), "wood");
-  EXPECT_THAT(log.all(), IsEmpty());
+TEST_F(ReadKsz, ExtractsNextToTheArchive) {
+  tmp.write("a/scene1.zip",
+            ZipMaker().file("scene.ksx", "scene").file("res/wood.png", "wood").bytes());
+  Reports reports;
+
+  EXPECT_TRUE(fs::readKsz("a/scene1.zip", keepIn(reports)));
+
+  EXPECT_EQ(tmp.entries(), lines("a/", "a/res/", "a/res/wood.png", "a/scene1.ksx", "a/scene1.zip"));
+  EXPECT_EQ(tmp.read("a/scene1.ksx"), "scene");
+  EXPECT_EQ(tmp.read("a/res/wood.png"), "wood");
+  EXPECT_EQ(reports, Reports());
+  EXPECT_EQ(log.all(), lines());
 }
 
-TEST_F(Ksz, ReadsAnArchiveGivenByItsNameAlone) {
+TEST_F(ReadKsz, TakesABareName) {
   tmp.write("scene1.ksz", ZipMaker().file("look.ksa", "look").bytes());
-  const ScopedCurrentDir current(tmp.path());
 
-  EXPECT_TRUE(readKsz("scene1.ksz", {}));
+  EXPECT_TRUE(fs::readKsz("scene1.ksz"));
+  EXPECT_TRUE(fs::readKsz("scene1.ksz", nullptr));
 
   EXPECT_EQ(tmp.entries(), lines("look.ksa", "scene1.ksz"));
 }
 
-TEST_F(Ksz, ReportsNothingWhileItReads) {
-  EXPECT_TRUE(read(ZipMaker().file("scene.ksx", "scene").file("res/wood.png", "wood")));
+TEST_F(ReadKsz, FailsIfNoFileIsExtracted) {
+  tmp.write("missing/empty.ksz", ZipMaker().bytes());
+  tmp.write("dirs.ksz", ZipMaker().directory("res/").directory("res/tex/").bytes());
+  tmp.write("bad.ksz", ZipMaker()
+                           .add({.name = "secret", .content = "x", .flags = kEncryptedFlag})
+                           .add({.name = "damaged", .content = "x", .crc = 1})
+                           .file("../out", "x")
+                           .bytes());
+  tmp.write("text.ksz", "no archive, but long enough to be one");
 
-  EXPECT_THAT(reports, IsEmpty());
-}
-
-TEST_F(Ksz, ReadsWithoutACallback) {
-  const std::string zip = tmp.write("a.ksz", ZipMaker().file("a", "text").bytes());
-
-  EXPECT_TRUE(readKsz(zip.c_str()));
-  EXPECT_TRUE(readKsz(zip.c_str(), {}));
-  EXPECT_TRUE(readKsz(zip.c_str(), nullptr));
-}
-
-TEST_F(Ksz, ReadsNothingFromAnArchiveOfDirectories) {
-  EXPECT_FALSE(read(ZipMaker().directory("res/").directory("res/tex/")));
-
-  EXPECT_THAT(log.all(), IsEmpty());
-  EXPECT_EQ(tmp.entries(), lines("dir/", "dir/res/", "dir/res/tex/", "dir/scene1.zip"));
-}
-
-TEST_F(Ksz, ReadsNothingFromAnEmptyArchive) {
-  EXPECT_FALSE(read(ZipMaker()));
-
-  EXPECT_THAT(log.all(), IsEmpty());
-  EXPECT_TRUE(error.isUntouched());
-}
-
-TEST_F(Ksz, ReadsNothingWhereEveryFileFails) {
-  EXPECT_FALSE(read(ZipMaker()
-                        .add({.name = "secret", .content = "x", .flags = kEncryptedFlag})
-                        .add({.name = "bad", .content = "x", .crc = 1})
-                        .file("../out", "x")));
+  EXPECT_FALSE(fs::readKsz("missing/empty.ksz"));
+  EXPECT_FALSE(fs::readKsz("dirs.ksz"));
+  EXPECT_FALSE(fs::readKsz("bad.ksz"));
+  EXPECT_FALSE(fs::readKsz("text.ksz"));
+  EXPECT_FALSE(fs::readKsz("gone.ksz"));
 
   EXPECT_EQ(log.all(),
             lines("warning: Unaupported file in archive: secret",
-                  "error: Failed to extract file " + tmp.path("dir/bad") + " from archive.",
-                  "warning: Unaupported file in archive: ../out"));
+                  "error: Failed to extract file " + tmp.path("damaged") + " from archive.",
+                  "warning: Unaupported file in archive: ../out",
+                  "error: Failed to initialize archive: " + tmp.path("text.ksz"),
+                  "error: Cannot expand non-existent archive: gone.ksz"));
+  EXPECT_TRUE(tmp.exists("res/tex"));
 }
 
-TEST_F(Ksz, HasReadWhenOneFileOfSeveralCameOut) {
-  EXPECT_TRUE(read(ZipMaker()
-                       .add({.name = "bad", .content = "x", .crc = 1})
-                       .file("good", "text")
-                       .add({.name = "secret", .content = "x", .flags = kEncryptedFlag})));
+TEST_F(ReadKsz, SucceedsIfAnyFileIsExtracted) {
+  tmp.write("a.ksz", ZipMaker()
+                         .add({.name = "damaged", .content = "x", .crc = 1})
+                         .file("good", "text")
+                         .add({.name = "secret", .content = "x", .flags = kEncryptedFlag})
+                         .bytes());
+
+  EXPECT_TRUE(fs::readKsz("a.ksz"));
 
   EXPECT_EQ(log.all(),
-            lines("error: Failed to extract file " + tmp.path("dir/bad") + " from archive.",
+            lines("error: Failed to extract file " + tmp.path("damaged") + " from archive.",
                   "warning: Unaupported file in archive: secret"));
-  EXPECT_EQ(tmp.read("dir/good"), "text");
+  EXPECT_EQ(tmp.read("good"), "text");
 }
 
-TEST_F(Ksz, LogsAMissingArchiveOnce) {
-  EXPECT_FALSE(readKsz(archive().c_str(), keepReports()));
-
-  EXPECT_EQ(log.all(), lines("error: Cannot expand non-existent archive: " + archive()));
-  EXPECT_TRUE(error.isUntouched());
-}
-
-TEST_F(Ksz, LogsAFileThatIsNoArchiveOnce) {
-  tmp.write("scene1.ksz", "no archive, but long enough to be one");
-
-  EXPECT_FALSE(readKsz(archive().c_str(), keepReports()));
-
-  EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: " + archive()));
-  EXPECT_TRUE(error.isUntouched());
-}
-
-TEST_F(Ksz, DoesNotCopyTheCallbackToRead) {
-  const std::string zip = tmp.write("a.ksz", ZipMaker().file("a", "text").bytes());
+TEST_F(ReadKsz, DoesNotCopyTheCallback) {
+  tmp.write("a.ksz", ZipMaker().file("a", "text").bytes());
   int copies = 0;
-  KszCallback callback = Copied(&copies);
+  fs::KszCallback callback = Copied(&copies);
 
-  EXPECT_TRUE(readKsz(zip.c_str(), std::move(callback)));
+  EXPECT_TRUE(fs::readKsz("a.ksz", std::move(callback)));
 
   EXPECT_EQ(copies, 0);
 }
 
-// ---- Writing ------------------------------------------------------------------------------------
+// ---------------------------------------------------------------------------------------------
+// writeKsz
 
-TEST_F(Ksz, BeginsAReportAtNothing) {
-  EXPECT_TRUE(KszProgress().file.isEmpty());
-  EXPECT_EQ(KszProgress().progress, 0.0);
-  EXPECT_TRUE(ZipProgress().file.isEmpty());
-  EXPECT_EQ(ZipProgress().progress, 0.0);
-}
-
-TEST_F(Ksz, WritesAndReportsASceneItsLooksAndItsResources) {
-  EXPECT_TRUE(write(sceneFiles()));
-
-  EXPECT_THAT(contentsOf(archive()),
-              ElementsAre(ZipContent{"scene.ksx", "scene"}, ZipContent{"look.ksa", "look"},
-                          ZipContent{"res/wood.png", "wood"}));
-  EXPECT_THAT(reports, ElementsAre(Report("scene.ksx", 0.0), Report("look.ksa", 1.0 / 3.0),
-                                   Report("res/wood.png", 2.0 / 3.0)));
-  EXPECT_THAT(log.all(), IsEmpty());
-  EXPECT_TRUE(error.isUntouched());
-}
-
-TEST_F(Ksz, WritesTheSameBytesWithoutACallbackAndAsAZipArchive) {
-  const StringVector files = sceneFiles();
-
-  EXPECT_TRUE(write(files));
-  EXPECT_TRUE(writeKsz(tmp.path("silent").c_str(), files));
-  EXPECT_TRUE(writeZip(tmp.path("zip").c_str(), files, {}));
-
-  EXPECT_EQ(tmp.read("silent"), tmp.read("scene1.ksz"));
-  EXPECT_EQ(tmp.read("zip"), tmp.read("scene1.ksz"));
-}
-
-TEST_F(Ksz, TakesTheNameOfTheArchiveAsItIs) {
-  EXPECT_TRUE(writeKsz(tmp.path("bare").c_str(), {}, {}));
-  EXPECT_TRUE(writeKsz(tmp.path("other.txt").c_str(), {}, {}));
-
-  EXPECT_EQ(tmp.entries(), lines("bare", "other.txt"));
-}
-
-TEST_F(Ksz, WritesAnEmptyArchiveOfNoFiles) {
-  EXPECT_TRUE(write({}));
-
-  EXPECT_THAT(namesIn(archive()), IsEmpty());
-  EXPECT_THAT(reports, IsEmpty());
-}
-
-TEST_F(Ksz, SkipsAMissingInputAndItsReport) {
-  EXPECT_TRUE(write({tmp.path("gone").c_str(), tmp.write("a", "text").c_str()}));
-
-  EXPECT_EQ(log.all(),
-            lines("error: Cannot add non-existent file to archive: " + tmp.path("gone")));
-  EXPECT_THAT(reports, ElementsAre(Report("res/a", 0.5)));
-}
-
-TEST_F(Ksz, CannotWriteInAMissingDirectory) {
-  const std::string archive = tmp.path("gone/scene1.ksz");
-
-  EXPECT_FALSE(writeKsz(archive.c_str(), sceneFiles(), keepReports()));
-
-  EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: " + archive));
-  EXPECT_THAT(reports, IsEmpty());
-  EXPECT_FALSE(tmp.exists("gone"));
-  EXPECT_TRUE(error.isUntouched());
-}
-
-TEST_F(Ksz, KeepsASceneThatIsToBecomeItsOwnArchive) {
-  const std::string scene = tmp.write("self.ksx", "scene");
-
-  EXPECT_FALSE(writeKsz(scene.c_str(), {scene.c_str(), tmp.write("wood.png", "wood").c_str()}));
-
-  EXPECT_EQ(log.all(), lines("error: Failed to add file to archive: " + scene));
-  EXPECT_EQ(tmp.entries(), lines("self.ksx", "wood.png"));
-  EXPECT_EQ(tmp.read("self.ksx"), "scene");
-}
-
-struct Stop {
-  int number;
-};
-
-TEST_F(Ksz, LetsTheExceptionOfACallbackThrough) {
-  int caught = 0;
-
-  try {
-    const vx::test::ArchiveIsLeftOpen onPurpose;
-    writeKsz(archive().c_str(), sceneFiles(),
-             [](const KszProgress& /*report*/) { throw Stop{42}; });
-  } catch (const Stop& stop) {
-    caught = stop.number;
+class WriteKsz : public FsTest {
+ protected:
+  void SetUp() override {
+    tmp.write("p/scene.ksx", "scene");
+    tmp.write("p/look.ksa", "look");
+    tmp.write("p/tex/wood.png", "wood");
   }
 
-  EXPECT_EQ(caught, 42);
-  EXPECT_THAT(log.all(), IsEmpty());
+  Reports reports;
+};
+
+TEST_F(WriteKsz, WritesAndReportsAScene) {
+  EXPECT_TRUE(
+      fs::writeKsz("scene1.ksz", {"p/scene.ksx", "p/look.ksa", "p/tex/wood.png"}, keepIn(reports)));
+
+  EXPECT_EQ(contentsOf("scene1.ksz"), (Contents{{"scene.ksx", "scene"},  //
+                                                {"look.ksa", "look"},
+                                                {"res/wood.png", "wood"}}));
+  EXPECT_EQ(reports, (Reports{{"scene.ksx", 0.0},  //
+                              {"look.ksa", 1.0 / 3.0},
+                              {"res/wood.png", 2.0 / 3.0}}));
+  expectSilence();
 }
 
-TEST_F(Ksz, DoesNotCopyTheCallbackToWrite) {
-  int copies = 0;
-  KszCallback callback = Copied(&copies);
+TEST_F(WriteKsz, WritesTheSameWithoutACallback) {
+  const StringVector files = {"p/scene.ksx", "p/look.ksa", "p/tex/wood.png"};
 
-  EXPECT_TRUE(writeKsz(archive().c_str(), sceneFiles(), std::move(callback)));
+  EXPECT_TRUE(fs::writeKsz("reported", files, keepIn(reports)));
+  EXPECT_TRUE(fs::writeKsz("silent", files));
+  EXPECT_TRUE(fs::writeZip("zip", files));
+
+  EXPECT_EQ(tmp.read("silent"), tmp.read("reported"));
+  EXPECT_EQ(tmp.read("zip"), tmp.read("reported"));
+}
+
+TEST_F(WriteKsz, TakesTheNameOfTheArchiveAsItIs) {
+  EXPECT_TRUE(fs::writeKsz("bare", {}, keepIn(reports)));
+  EXPECT_TRUE(fs::writeKsz("other.txt", {}));
+
+  EXPECT_EQ(namesIn("bare"), lines());
+  EXPECT_EQ(namesIn("other.txt"), lines());
+  EXPECT_EQ(reports, Reports());
+}
+
+TEST_F(WriteKsz, LeavesOutAMissingFile) {
+  EXPECT_TRUE(fs::writeKsz("a.ksz", {"gone", "p/look.ksa"}, keepIn(reports)));
+
+  EXPECT_EQ(log.all(), lines("error: Cannot add non-existent file to archive: gone"));
+  EXPECT_EQ(reports, (Reports{{"look.ksa", 0.5}}));
+}
+
+TEST_F(WriteKsz, KeepsASceneThatIsToBecomeItsOwnArchive) {
+  EXPECT_FALSE(fs::writeKsz("p/scene.ksx", {"p/look.ksa", "p/scene.ksx"}));
+
+  EXPECT_EQ(log.all(), lines("error: Failed to add file to archive: " + tmp.path("p/scene.ksx")));
+  EXPECT_EQ(tmp.read("p/scene.ksx"), "scene");
+}
+
+TEST_F(WriteKsz, LetsTheExceptionOfACallbackThrough) {
+  struct Stop {};
+  Calls calls;
+
+  EXPECT_THROW(fs::writeKsz("a.ksz", {"p/look.ksa"},
+                            [](const fs::KszProgress& /*report*/) { throw Stop(); }),
+               Stop);
+
+  EXPECT_TRUE(calls.endArchiveLeftOpen());
+  expectSilence();
+}
+
+TEST_F(WriteKsz, DoesNotCopyTheCallback) {
+  int copies = 0;
+  fs::KszCallback callback = Copied(&copies);
+
+  EXPECT_TRUE(fs::writeKsz("a.ksz", {"p/look.ksa"}, std::move(callback)));
 
   EXPECT_EQ(copies, 0);
 }
 
-TEST_F(Ksz, ReadsBackWhatItHasWritten) {
-  ASSERT_TRUE(write(sceneFiles()));
+TEST(WriteKsz_Failures, AreThoseOfWriteZip) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.write("look.ksx", "scene");
+    Reports reports;
 
-  EXPECT_TRUE(readKsz(archive().c_str(), {}));
+    const bool written =
+        run.act([&] { return fs::writeKsz("a.ksz", {"look.ksx"}, keepIn(reports)); });
 
-  EXPECT_EQ(tmp.read("scene1.ksx"), "scene");
-  EXPECT_EQ(tmp.read("look.ksa"), "look");
-  EXPECT_EQ(tmp.read("res/wood.png"), "wood");
+    const bool isAdded = !run.failed("stat look.ksx") && !run.failed("mz_zip_writer_init_file") &&
+                         !run.failed("mz_zip_writer_add_file");
+    const bool isFinalized = !run.failed("mz_zip_writer_finalize_archive");
+    EXPECT_EQ(written,
+              (isAdded || run.failed("stat look.ksx")) && isFinalized && !run.failed("mz_zip_end"));
+    EXPECT_EQ(reports, isAdded ? Reports({{"look.ksx", 0.0}}) : Reports());
+    EXPECT_EQ(run.tmp.exists("a.ksz"), written);
+    EXPECT_EQ(run.calls.endArchiveLeftOpen(), !isFinalized);
+    EXPECT_TRUE(run.sentinel.isUntouched());
+  });
 }
 
 }  // namespace
+}  // namespace vx::test

@@ -1,14 +1,12 @@
-// Concern: the calls to miniz, their arguments and their order, on every path through reading and
-// writing; and what is on disk where one of them fails.
+// Concern: the calls to miniz, their arguments and their order, on every path through reading; and
+// what is on disk where one of them fails.
 
 #include "fs/vx_fs.h"
-#include "tests/fs/recorded_calls.h"
 #include "tests/testing/error_state.h"
 #include "tests/testing/log_capture.h"
 #include "tests/testing/temp_dir.h"
 #include "tests/testing/texts.h"
 #include "tests/testing/zip_calls.h"
-#include "tests/testing/zip_contents.h"
 #include "tests/testing/zip_maker.h"
 
 #include <gmock/gmock.h>
@@ -22,14 +20,9 @@ namespace {
 
 using testing::Contains;
 using testing::IsEmpty;
-using vx::StringVector;
 using vx::fs::readZip;
-using vx::fs::writeZip;
-using vx::fs::ZipProgress;
 using vx::test::ErrorStateSentinel;
 using vx::test::lines;
-using vx::test::namesIn;
-using vx::test::RecordedCalls;
 using vx::test::TempDir;
 using vx::test::texts;
 using vx::test::ZipCall;
@@ -294,191 +287,6 @@ TEST_F(ReadCalls, LeaveTheCurrentErrorAloneWhicheverFails) {
 
   EXPECT_TRUE(error.isUntouched());
   EXPECT_EQ(calls.all("error: ").size() + calls.all("warning: ").size(), 4U);
-}
-
-// ---- Writing ------------------------------------------------------------------------------------
-
-/// Writes the files "a.ksx", "b.ksa" and "c" to "pack.zip", unless a test does otherwise. Reports
-/// stand between the calls.
-class WriteCalls : public testing::Test {
- protected:
-  bool write() { return write({a.c_str(), b.c_str(), c.c_str()}); }
-
-  bool write(StringVector files) {
-    return writeZip(archive.c_str(), files, [this](const ZipProgress& report) {
-      calls.note("report " + std::string(report.file.view()));
-    });
-  }
-
-  [[nodiscard]] Lines opening() const {
-    return lines("zero_struct", "writer_init_file " + archive + " 0");
-  }
-
-  /// The calls for a file that is not reported.
-  static Lines tried(const std::string& name, const std::string& source) {
-    return lines("writer_add_file " + name + " " + source + " null 0 1");
-  }
-
-  static Lines added(const std::string& name, const std::string& source) {
-    return joined(tried(name, source), lines("report " + name));
-  }
-
-  [[nodiscard]] Lines addedAll() const {
-    return joined(added("a.ksx", a), added("b.ksa", b), added("res/c", c));
-  }
-
-  static Lines closing() { return lines("writer_finalize_archive", "end"); }
-
-  TempDir tmp;
-  std::string archive = tmp.path("pack.zip");
-  std::string a = tmp.write("in/a.ksx", "1");
-  std::string b = tmp.write("in/b.ksa", "2");
-  std::string c = tmp.write("in/c", "3");
-  ErrorStateSentinel error;
-  ZipCalls calls;
-};
-
-TEST_F(WriteCalls, AreTheseForThreeFiles) {
-  EXPECT_TRUE(write());
-
-  EXPECT_EQ(calls.all(), joined(opening(), addedAll(), closing()));
-  EXPECT_EQ(namesIn(archive), lines("a.ksx", "b.ksa", "res/c"));
-}
-
-TEST_F(WriteCalls, AreTheseForNoFiles) {
-  EXPECT_TRUE(write({}));
-
-  EXPECT_EQ(calls.all(), joined(opening(), closing()));
-}
-
-TEST_F(WriteCalls, TakeTheNormalFormOfTheArchiveAndTheCanonicalOfAFile) {
-  const std::string link = tmp.link("link", "in/c");
-
-  EXPECT_TRUE(writeZip(tmp.path("x/.././pack.zip").c_str(), {link.c_str()}, {}));
-
-  EXPECT_EQ(calls.all(), joined(opening(), tried("res/link", c), closing()));
-}
-
-TEST_F(WriteCalls, AreNoneForAMissingFile) {
-  EXPECT_TRUE(write({a.c_str(), tmp.path("gone").c_str(), c.c_str()}));
-
-  EXPECT_EQ(calls.all(),
-            joined(opening(), added("a.ksx", a),
-                   lines("error: Cannot add non-existent file to archive: " + tmp.path("gone")),
-                   added("res/c", c), closing()));
-}
-
-TEST_F(WriteCalls, AreNoneForTheArchiveItself) {
-  tmp.write("pack.zip", "before");
-
-  EXPECT_FALSE(write({a.c_str(), archive.c_str()}));
-
-  EXPECT_EQ(calls.all(), lines("error: Failed to add file to archive: " + archive));
-}
-
-TEST_F(WriteCalls, AskForTheStatusOfAnInputOnceWhereNoArchiveIs) {
-  RecordedCalls system;
-
-  EXPECT_TRUE(write());
-
-  EXPECT_EQ(system.count("stat " + archive), 2U);
-  EXPECT_EQ(system.count("stat " + a), 1U);
-  EXPECT_EQ(system.count("stat " + b), 1U);
-  EXPECT_EQ(system.count("stat " + c), 1U);
-}
-
-TEST_F(WriteCalls, AskForTheStatusOfAnInputTwiceWhereAnArchiveIs) {
-  tmp.write("pack.zip", "before");
-  RecordedCalls system;
-
-  EXPECT_TRUE(write());
-
-  EXPECT_EQ(system.count("stat " + archive), 1U);
-  EXPECT_EQ(system.count("stat " + a), 2U);
-  EXPECT_EQ(system.count("stat " + b), 2U);
-  EXPECT_EQ(system.count("stat " + c), 2U);
-}
-
-TEST_F(WriteCalls, EndWithTheFailureToInitializeAndRemoveWhatWasThere) {
-  tmp.write("pack.zip", "before");
-  calls.fail(ZipCall::WriterInitFile);
-
-  EXPECT_FALSE(write());
-
-  EXPECT_EQ(calls.all(),
-            joined(opening(), lines("error: Failed to initialize archive: " + archive)));
-  EXPECT_FALSE(tmp.exists("pack.zip"));
-  EXPECT_TRUE(error.isUntouched());
-}
-
-TEST_F(WriteCalls, LeaveADirectoryWhereTheArchiveCannotBeInitialized) {
-  tmp.mkdir("pack.zip/inside");
-  calls.fail(ZipCall::WriterInitFile);
-
-  EXPECT_FALSE(write());
-
-  EXPECT_TRUE(tmp.exists("pack.zip/inside"));
-}
-
-TEST_F(WriteCalls, FinalizeAndEndAndRemoveTheArchiveWhenAFileCannotBeAdded) {
-  bool isThereAtTheEnd = false;
-  calls.fail(ZipCall::WriterAddFile, 2);
-  calls.before(ZipCall::End, 1, [&] { isThereAtTheEnd = tmp.exists("pack.zip"); });
-
-  EXPECT_FALSE(write());
-
-  EXPECT_EQ(calls.all(), joined(opening(), added("a.ksx", a), tried("b.ksa", b),
-                                lines("error: Failed to add file to archive: " + b), closing()));
-  EXPECT_TRUE(isThereAtTheEnd);
-  EXPECT_EQ(tmp.entries(), lines("in/", "in/a.ksx", "in/b.ksa", "in/c"));
-  EXPECT_TRUE(error.isUntouched());
-}
-
-TEST_F(WriteCalls, LogTheFileAloneWhenFinalizingAndEndingFailAfterIt) {
-  calls.fail(ZipCall::WriterAddFile, 1);
-  calls.fail(ZipCall::WriterFinalizeArchive);
-  calls.fail(ZipCall::End);
-
-  EXPECT_FALSE(write());
-
-  EXPECT_EQ(calls.all(), joined(opening(), tried("a.ksx", a),
-                                lines("error: Failed to add file to archive: " + a), closing()));
-  EXPECT_FALSE(tmp.exists("pack.zip"));
-}
-
-TEST_F(WriteCalls, DoNotEndAnArchiveThatCannotBeFinalized) {
-  calls.fail(ZipCall::WriterFinalizeArchive);
-
-  EXPECT_FALSE(write());
-
-  EXPECT_EQ(calls.all(), joined(opening(), addedAll(),
-                                lines("writer_finalize_archive",
-                                      "error: Failed to finalize archive: " + archive)));
-  EXPECT_FALSE(tmp.exists("pack.zip"));
-  EXPECT_TRUE(error.isUntouched());
-  EXPECT_TRUE(calls.endWhatIsLeftOpen());
-}
-
-TEST_F(WriteCalls, RemoveAnArchiveThatCannotBeEnded) {
-  calls.fail(ZipCall::End);
-
-  EXPECT_FALSE(write());
-
-  EXPECT_EQ(calls.all(), joined(opening(), addedAll(), closing(),
-                                lines("error: Failed to close archive: " + archive)));
-  EXPECT_FALSE(tmp.exists("pack.zip"));
-  EXPECT_TRUE(error.isUntouched());
-}
-
-TEST_F(WriteCalls, LeaveTheArchiveOpenWhenACallbackThrows) {
-  struct Stop {};
-
-  EXPECT_THROW(writeZip(archive.c_str(), {a.c_str(), b.c_str()},
-                        [](const ZipProgress& /*report*/) { throw Stop(); }),
-               Stop);
-
-  EXPECT_EQ(calls.all(), joined(opening(), tried("a.ksx", a)));
-  EXPECT_TRUE(calls.endWhatIsLeftOpen());
 }
 
 }  // namespace

@@ -556,9 +556,10 @@ VX_ZIP(mz_bool, mz_zip_writer_add_file, (mz_zip_archive* zip, const char* name, 
 VX_ZIP(mz_bool, mz_zip_writer_finalize_archive, (mz_zip_archive* zip), (zip), "mz_zip_writer_finalize_archive")
 VX_ZIP_END(mz_bool, mz_zip_end, (mz_zip_archive* zip), (zip), "mz_zip_end")
 
+// Always made, since it cannot fail.
 VX_WRAPS(void, mz_zip_zero_struct, (mz_zip_archive* zip)) {
   zeroedLast = zip;
-  archived<bool>(zip, false, [] { return words("mz_zip_zero_struct"); }, [&] { __real_mz_zip_zero_struct(zip); return true; });
+  archived<bool>(zip, /*releases=*/true, [] { return words("mz_zip_zero_struct"); }, [&] { __real_mz_zip_zero_struct(zip); return true; });
 }
 
 VX_WRAPS(char*, tinyfd_openFileDialog, (const char* title, const char* path, int count, const char* const* patterns, const char* description, int multiple)) {
