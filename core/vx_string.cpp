@@ -4,14 +4,11 @@
 #include "core/vx_string_vector.h"
 
 #include <algorithm>
-#include <bit>
-#include <cstdint>
 #include <cstring>
 #include <ostream>
 
 namespace vx {
 
-using internal::copyBytes;
 using internal::StringBuilder;
 
 namespace {
@@ -21,79 +18,14 @@ constexpr unsigned char lowered(char c) noexcept {
   return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte | 0x20U) : byte;
 }
 
-// Eight letters at once: adding to the low seven bits of each byte carries into its top bit exactly
-// when the byte is at least a bound, so that the bytes from A to Z are found without a branch.
-constexpr std::uint64_t lowered(std::uint64_t bytes) noexcept {
-  constexpr std::uint64_t kEach = 0x0101010101010101U;
-  constexpr std::uint64_t kTop = 0x80 * kEach;
-  const std::uint64_t low = bytes & ~kTop;
-  const std::uint64_t fromA = low + (0x80 - 'A') * kEach;
-  const std::uint64_t beyondZ = low + (0x80 - 'Z' - 1) * kEach;
-  const std::uint64_t upper = fromA & ~beyondZ & ~bytes & kTop;
-  return bytes | (upper >> 2);
-}
-
-constexpr std::size_t kWord = sizeof(std::uint64_t);
-
-template <class Word>
-std::uint64_t load(const char* bytes) noexcept {
-  Word word{};
-  std::memcpy(&word, bytes, sizeof word);
-  return word;
-}
-
-/// The first `length` bytes, at most 8, as a word with the first one lowest.
-std::uint64_t loadWord(const char* bytes, std::size_t length) noexcept {
-  if constexpr (std::endian::native != std::endian::little) {
-    std::uint64_t word = 0;
-    for (std::size_t i = 0; i < length; ++i) {
-      word |= load<std::uint8_t>(bytes + i) << (8 * i);
-    }
-    return word;
-  }
-  if (length == kWord) {
-    return load<std::uint64_t>(bytes);
-  }
-  // Two loads that overlap, so that no byte behind the text is read.
-  if (length >= sizeof(std::uint32_t)) {
-    const std::size_t second = length - sizeof(std::uint32_t);
-    return load<std::uint32_t>(bytes) | load<std::uint32_t>(bytes + second) << (8 * second);
-  }
-  if (length >= sizeof(std::uint16_t)) {
-    const std::size_t last = length - 1;
-    return load<std::uint16_t>(bytes) | load<std::uint8_t>(bytes + last) << (8 * last);
-  }
-  return length == 0 ? 0 : load<std::uint8_t>(bytes);
-}
-
-/// Three-way comparison of `length` bytes, at most 8, without letter case.
-int compareWordNoCase(const char* a, const char* b, std::size_t length) noexcept {
-  const std::uint64_t left = lowered(loadWord(a, length));
-  const std::uint64_t right = lowered(loadWord(b, length));
-  if (left == right) {
-    return 0;
-  }
-  const int first = std::countr_zero(left ^ right) & ~7;
-  return static_cast<int>(left >> first & 0xFF) - static_cast<int>(right >> first & 0xFF);
-}
-
-/// As above for more than 8 bytes.
-int compareWordsNoCase(const char* a, const char* b, std::size_t length) noexcept {
-  const std::size_t last = length - kWord;
-  for (std::size_t i = 0; i < last; i += kWord) {
-    if (const int order = compareWordNoCase(a + i, b + i, kWord)) {
+int compareNoCase(std::string_view a, std::string_view b) noexcept {
+  const std::size_t common = std::min(a.size(), b.size());
+  for (std::size_t i = 0; i < common; ++i) {
+    if (const int order = lowered(a[i]) - lowered(b[i])) {
       return order;
     }
   }
-  // It overlaps the word before, whose bytes are equal.
-  return compareWordNoCase(a + last, b + last, kWord);
-}
-
-int compareNoCase(std::string_view a, std::string_view b) noexcept {
-  const std::size_t common = std::min(a.size(), b.size());
-  const int order = common > kWord ? compareWordsNoCase(a.data(), b.data(), common)
-                                   : compareWordNoCase(a.data(), b.data(), common);
-  return order != 0 || a.size() == b.size() ? order : a.size() < b.size() ? -1 : 1;
+  return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
 }
 
 bool equal(std::string_view a, std::string_view b, bool ignoreCase) noexcept {
@@ -123,7 +55,7 @@ String::Text* String::copied(std::string_view text) {
     return nullptr;
   }
   Text* const copy = Text::create(text.size());
-  copyBytes(copy->bytes(), text.data(), text.size());
+  std::memcpy(copy->bytes(), text.data(), text.size());
   copy->setLength(text.size());
   return copy;
 }
@@ -166,15 +98,15 @@ void String::append(std::string_view added) {
   const std::size_t length = this->length() + added.size();
   if (held != nullptr && held->isUnique() && held->capacity >= length) {
     // Bytes of the own buffer end where the new ones begin, so the two never overlap.
-    copyBytes(held->bytes() + held->length, added.data(), added.size());
+    std::memcpy(held->bytes() + held->length, added.data(), added.size());
     held->setLength(length);
     return;
   }
   // Room for as much again, so that a text built piece by piece is copied a constant number of
   // times.
   Text* const grown = Text::create(held == nullptr ? length : 2 * length);
-  copyBytes(grown->bytes(), buf(), this->length());
-  copyBytes(grown->bytes() + this->length(), added.data(), added.size());
+  std::memcpy(grown->bytes(), buf(), this->length());
+  std::memcpy(grown->bytes() + this->length(), added.data(), added.size());
   grown->setLength(length);
   *this = String(*grown);
 }

@@ -23,6 +23,14 @@
 
 namespace vx {
 
+class StringVector;
+
+/// A range of what a `String` can be made from, other than a list itself.
+template <class Range>
+concept RangeOfTexts =
+    !std::same_as<std::remove_cvref_t<Range>, StringVector> && std::ranges::input_range<Range> &&
+    std::constructible_from<String, std::ranges::range_reference_t<Range>>;
+
 /// A list of texts: see the head of this file.
 ///
 /// It is a container of the standard's kind whose elements are read-only: copies of a list share
@@ -47,11 +55,8 @@ class StringVector final : public RefersTo<IRefCounted> {
 
   /// The elements of `range`, in order: anything that a `String` can be made from, such as
   /// `std::string` or `const char*`.
-  template <std::ranges::input_range Range>
-  requires(
-      !std::same_as<std::remove_cvref_t<Range>, StringVector> &&
-      std::constructible_from<
-          String, std::ranges::range_reference_t<Range>>) explicit StringVector(Range&& range) {
+  // NOLINTNEXTLINE(bugprone-forwarding-reference-overload): the concept excludes lists
+  explicit StringVector(RangeOfTexts auto&& range) {
     for (auto&& element : range) {
       push_back(String(std::forward<decltype(element)>(element)));
     }

@@ -13,36 +13,6 @@
 #pragma GCC visibility push(hidden)
 namespace vx::internal {
 
-/// Copies the first and the last `kSize` of `length` bytes, which is all of them while these
-/// overlap or touch.
-template <std::size_t kSize>
-void copyEnds(char* to, const char* from, std::size_t length) noexcept {
-  std::memcpy(to, from, kSize);
-  std::memcpy(to + length - kSize, from + length - kSize, kSize);
-}
-
-/// Copies `length` bytes between places that do not overlap. Names, separators and paths are mostly
-/// so short that a call of memcpy would cost more than they do.
-inline void copyBytes(char* to, const char* from, std::size_t length) noexcept {
-  if (length >= 16) {
-    if (length <= 32) {
-      copyEnds<16>(to, from, length);
-    } else if (length <= 64) {
-      copyEnds<32>(to, from, length);
-    } else {
-      std::memcpy(to, from, length);
-    }
-  } else if (length >= 8) {
-    copyEnds<8>(to, from, length);
-  } else if (length >= 4) {
-    copyEnds<4>(to, from, length);
-  } else if (length >= 2) {
-    copyEnds<2>(to, from, length);
-  } else if (length == 1) {
-    *to = *from;
-  }
-}
-
 class StringBuilder {
  public:
   /// Room for `capacity` bytes, all in one block; none for 0.
@@ -62,7 +32,7 @@ class StringBuilder {
       return;
     }
     assert(bytes_ != nullptr);
-    copyBytes(bytes_ + length_, added.data(), added.size());
+    std::memcpy(bytes_ + length_, added.data(), added.size());
     length_ += added.size();
   }
 
