@@ -1,4 +1,4 @@
-#include "tests/testing/stand_ins/screen.h"
+#include "tests/testing/screen.h"
 
 #include "tests/testing/scoped_env.h"
 

@@ -5,7 +5,7 @@
 #include "fs/vx_fs.h"
 #include "tests/testing/log_capture.h"
 #include "tests/testing/scoped_env.h"
-#include "tests/testing/stand_ins/screen.h"
+#include "tests/testing/screen.h"
 #include "tests/testing/temp_dir.h"
 #include "tests/testing/texts.h"
 
