@@ -1,40 +1,32 @@
-// Concern: what paths say about themselves, as tables of named rows and as laws that every path
-// keeps. What they name in the file system is the concern of vx_path_status_test.cpp and
-// vx_path_canonical_test.cpp.
+// Path: its text, then what it names in the file system.
 
 #include "core/vx_path.h"
 
-#include "tests/testing/error_state.h"
-#include "tests/testing/log_capture.h"
-#include "tests/testing/scoped_cwd.h"
-#include "tests/testing/temp_dir.h"
-#include "tests/testing/texts.h"
+#include "tests/testing/calls.h"
+#include "tests/testing/child.h"
+#include "tests/testing/failures.h"
+#include "tests/testing/own_mounts.h"
+#include "tests/testing/sandbox.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <climits>
 #include <cstddef>
+#include <filesystem>
 #include <iomanip>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace vx::test {
 namespace {
-
-using namespace std::string_view_literals;
-
-using vx::Path;
-using vx::String;
-using vx::StringVector;
-using vx::test::ErrorStateSentinel;
-using vx::test::lines;
-using vx::test::LogCapture;
-using vx::test::ScopedCurrentDir;
-using vx::test::TempDir;
-using vx::test::text;
-using vx::test::texts;
 
 static_assert(!std::is_polymorphic_v<Path>);
 static_assert(sizeof(Path) == sizeof(String));
@@ -42,20 +34,19 @@ static_assert(std::is_copy_constructible_v<Path> && std::is_copy_assignable_v<Pa
 static_assert(!std::is_convertible_v<String, Path>);
 static_assert(!std::is_convertible_v<const char*, Path>);
 
-// ---- Paths for the laws ------------------------------------------------------------------------
+using Names = std::vector<std::string>;
 
-/// Every text up to seven characters of a letter, a dot and a separator, and some odd ones.
-std::vector<std::string> oddPaths() {
-  std::vector<std::string> paths = {""};
+/// Every text of up to seven of the characters that matter, and some others.
+Names oddPaths() {
+  Names paths = {""};
   for (std::size_t i = 0; paths[i].size() < 7; ++i) {
     for (const char next : {'a', '.', '/'}) {
       paths.push_back(paths[i] + next);
     }
   }
   for (const char* const odd :
-       {"wood.tar.gz", "a/wood.t.png/", ".profile.bak", " ", " / ", "a b/c d.e f", "\\a\\b.c",
-        "C:\\a.b", "a\nb/c\n.d", "~/a", "\xC3\xA4/\xFF.\xE4", "/very/../long/./path//name.ext/",
-        "*.*", "./wood.*"}) {
+       {"wood.tar.gz", ".profile.bak", " / ", "\\a\\b.c", "C:\\a.b", "a\nb/c\n.d", "~/a",
+        "\xC3\xA4/\xFF.\xE4", "/very/../long/./path//name.ext/", "./wood.*"}) {
     paths.emplace_back(odd);
   }
   paths.push_back(std::string(5000, 'a').append("/../").append(300, '.'));
@@ -66,617 +57,41 @@ template <class Law>
 void expectOfEveryPath(Law law) {
   for (const std::string& path : oddPaths()) {
     SCOPED_TRACE("path: \"" + path + '"');
-    law(String(path.c_str()));
+    law(vxText(path));
     if (testing::Test::HasFailure()) {
       return;
     }
   }
 }
 
-/// The normal form, told the plain way: a list of components on which ".." takes the last one away.
-std::string plainNormalForm(const std::string& path) {
-  if (path.empty()) {
-    return "";
-  }
-  const bool isAbsolute = path.front() == '/';
-  std::vector<std::string> kept;
-  std::string component;
-  for (const char c : path + '/') {
-    if (c != '/') {
-      component += c;
-      continue;
-    }
-    if (component == ".." && !kept.empty() && kept.back() != "..") {
-      kept.pop_back();
-    } else if (component == ".." ? !isAbsolute : !component.empty() && component != ".") {
-      kept.push_back(component);
-    }
-    component.clear();
-  }
-  std::string normal = isAbsolute ? "/" : "";
-  for (std::size_t i = 0; i < kept.size(); ++i) {
-    normal += (i == 0 ? "" : "/") + kept[i];
-  }
-  return normal.empty() ? "." : normal;
+// ---------------------------------------------------------------------------------------------
+// The constructor, comparison and printing
+
+TEST(Path, TakesTheNormalFormOrTheTextAsWritten) {
+  const char* const written = "wood.png/x.y/..";
+  const Path normal(written, true);
+  const Path asWritten(written, false);
+
+  EXPECT_EQ(normal.file(true), "wood.png");
+  EXPECT_EQ(normal.file(false), "wood");
+  EXPECT_EQ(normal.ext(true), ".png");
+  EXPECT_EQ(normal.ext(false), "png");
+  EXPECT_EQ(texts(normal.components()), lines("wood.png"));
+  EXPECT_EQ(asWritten.file(true), "..");
+  EXPECT_EQ(asWritten.file(false), "..");
+  EXPECT_EQ(asWritten.ext(true), "");
+  EXPECT_EQ(texts(asWritten.components()), lines("wood.png", "x.y", ".."));
 }
 
-// ---- The normal form ---------------------------------------------------------------------------
+TEST(Path, LeavesTheCallersTextAlone) {
+  const String text("a//b.c");
 
-TEST(PathNormalized, FollowsItsRules) {
-  struct Row {
-    const char* name;
-    const char* path;
-    const char* normal;
-  };
-  const Row rows[] = {
-      {"the empty path", "", ""},
-      {"the root", "/", "/"},
-      {"two slashes", "//", "/"},
-      {"many slashes", "////", "/"},
-      {"a name", "a", "a"},
-      {"a name below the root", "/a", "/a"},
-      {"two slashes at the front", "//a", "/a"},
-      {"runs of slashes", "a//b///c", "a/b/c"},
-      {"a slash at the end", "a/b/", "a/b"},
-      {"slashes at the end", "/a//", "/a"},
-      {"a dot", ".", "."},
-      {"a dot and a slash", "./", "."},
-      {"dots only", "././.", "."},
-      {"a dot at the front", "./a", "a"},
-      {"a dot within", "a/./b", "a/b"},
-      {"a dot at the end", "a/b/.", "a/b"},
-      {"a dot below the root", "/.", "/"},
-      {"everything at once", "a//b/./c/", "a/b/c"},
-      {"a parent", "a/b/../c", "a/c"},
-      {"a parent at the end", "a/b/..", "a"},
-      {"a path that folds away", "a/..", "."},
-      {"a path that folds away to its end", "a/b/../../", "."},
-      {"a path below the root that folds away", "/a/..", "/"},
-      {"a parent of the root", "/..", "/"},
-      {"a parent of the root before a name", "/../a", "/a"},
-      {"parents of the root", "/../../a/../..", "/"},
-      {"a parent alone", "..", ".."},
-      {"a parent and a slash", "../", ".."},
-      {"parents at the front", "../../a", "../../a"},
-      {"a parent behind a dot", "./../a", "../a"},
-      {"more parents than names", "a/../../b", "../b"},
-      {"many more parents than names", "a/b/../../../../c", "../../c"},
-      {"a name between parents", "../a/../b", "../b"},
-      {"three levels up from a directory", "/x/y/z/../../../", "/"},
-      {"three levels up from a deeper one", "/app/Contents/MacOS/sub/../../../", "/app"},
-      {"three dots are a name", "a/.../b", "a/.../b"},
-      {"a name that begins with dots", "..a/../.b", ".b"},
-      {"a backslash is no separator", "a\\..\\b", "a\\..\\b"},
-      {"a tilde is a name", "~/a", "~/a"},
-      {"white space is kept", " a / b ", " a / b "},
-      {"bytes beyond ASCII are kept", "\xC3\xA4//\xFF", "\xC3\xA4/\xFF"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(text(Path::normalize(row.path)), row.normal);
-    EXPECT_EQ(text(Path(row.path, true).normalized()), row.normal);
-    EXPECT_EQ(text(Path(row.path, false).normalized()), row.normal);
-  }
-}
+  EXPECT_EQ(Path(text, true).normalized(), "a/b.c");
+  EXPECT_EQ(Path::normalize(text), "a/b.c");
+  EXPECT_EQ(Path::changeExt(text, ".x"), "a//b.x");
+  EXPECT_EQ(Path::join(text, text), "a//b.c/a//b.c");
 
-TEST(PathNormalized, IsWhatThePlainRuleMakesOfEveryPath) {
-  expectOfEveryPath([](const String& path) {
-    EXPECT_EQ(text(Path::normalize(path)), plainNormalForm(text(path)));
-  });
-}
-
-TEST(PathNormalized, IsItsOwnNormalForm) {
-  expectOfEveryPath([](const String& path) {
-    const String once = Path::normalize(path);
-    EXPECT_EQ(Path::normalize(once), once);
-  });
-}
-
-TEST(PathNormalized, IsTheSameHandleForATextThatIsNormalAlready) {
-  expectOfEveryPath([](const String& path) {
-    const String normal = Path::normalize(path);
-    EXPECT_EQ(static_cast<const void*>(normal.buf()) == path.buf(), normal == path);
-  });
-}
-
-TEST(PathNormalized, IsRelativeExactlyWhenThePathIs) {
-  expectOfEveryPath([](const String& path) {
-    EXPECT_EQ(Path(Path::normalize(path), false).isRel(), Path(path, false).isRel());
-  });
-}
-
-TEST(PathNormalized, LeavesThePathItWasMadeFromAlone) {
-  const String path("a//b");
-
-  EXPECT_EQ(Path::normalize(path), "a/b");
-
-  EXPECT_EQ(path, "a//b");
-}
-
-TEST(PathNormalized, TakesVeryLongPaths) {
-  std::string path;
-  for (int i = 0; i < 5000; ++i) {
-    path += "name/../";
-  }
-
-  EXPECT_EQ(Path::normalize((path + "last/").c_str()), "last");
-  EXPECT_EQ(Path::normalize(path.c_str()), ".");
-}
-
-// ---- The flag of the constructor ---------------------------------------------------------------
-
-TEST(Path, WorksOnItsNormalFormWhenToldToNormalise) {
-  expectOfEveryPath([](const String& written) {
-    const Path path(written, true);
-    const Path normal(Path::normalize(written), false);
-    EXPECT_EQ(path.normalized(), normal.normalized());
-    EXPECT_EQ(texts(path.components()), texts(normal.components()));
-    EXPECT_EQ(path.file(true), normal.file(true));
-    EXPECT_EQ(path.file(false), normal.file(false));
-    EXPECT_EQ(path.ext(true), normal.ext(true));
-    EXPECT_EQ(path.ext(false), normal.ext(false));
-    EXPECT_EQ(path.isRel(), normal.isRel());
-  });
-}
-
-TEST(Path, TellsNormalisedAndWrittenApart) {
-  const String written("wood.png/x.y/..");
-
-  EXPECT_EQ(Path(written, true).file(true), "wood.png");
-  EXPECT_EQ(Path(written, true).file(false), "wood");
-  EXPECT_EQ(Path(written, true).ext(true), ".png");
-  EXPECT_EQ(texts(Path(written, true).components()), lines("wood.png"));
-  EXPECT_EQ(Path(written, false).file(true), "..");
-  EXPECT_EQ(Path(written, false).ext(true), "");
-  EXPECT_EQ(texts(Path(written, false).components()), lines("wood.png", "x.y", ".."));
-}
-
-TEST(Path, IsAValue) {
-  const Path path("a/b.c", true);
-  const Path copy = path;
-  Path assigned("x", false);
-
-  assigned = path;
-
-  EXPECT_EQ(copy.file(true), "b.c");
-  EXPECT_EQ(assigned.file(true), "b.c");
-  EXPECT_EQ(path.file(true), "b.c");
-}
-
-// ---- Components --------------------------------------------------------------------------------
-
-TEST(PathComponents, AreTheNamedLevelsInOrder) {
-  using Levels = std::vector<std::string>;
-  struct Row {
-    const char* name;
-    const char* path;
-    Levels normalised;
-    Levels written;
-  };
-  const Row rows[] = {
-      {"the empty path", "", {}, {}},
-      {"the root", "/", {}, {}},
-      {"a dot", ".", {}, {}},
-      {"slashes only", "///", {}, {}},
-      {"dots and slashes only", "/./.", {}, {}},
-      {"an absolute path", "/a/b/c", {"a", "b", "c"}, {"a", "b", "c"}},
-      {"a relative path", "a/b", {"a", "b"}, {"a", "b"}},
-      {"slashes at the end", "a/b//", {"a", "b"}, {"a", "b"}},
-      {"runs of slashes", "//a///b", {"a", "b"}, {"a", "b"}},
-      {"dots", "./a/./b/.", {"a", "b"}, {"a", "b"}},
-      {"a parent at the front", "../a", {"..", "a"}, {"..", "a"}},
-      {"a parent alone", "..", {".."}, {".."}},
-      {"a parent within", "a/../b", {"b"}, {"a", "..", "b"}},
-      {"a parent of the root", "/../a", {"a"}, {"..", "a"}},
-      {"a path that folds away", "a/..", {}, {"a", ".."}},
-      {"names of dots", ".a/...", {".a", "..."}, {".a", "..."}},
-      {"a leading backslash", "\\a/b", {"\\a", "b"}, {"\\a", "b"}},
-      {"white space", " /a b", {" ", "a b"}, {" ", "a b"}},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(texts(Path(row.path, true).components()), row.normalised);
-    EXPECT_EQ(texts(Path(row.path, false).components()), row.written);
-  }
-}
-
-TEST(PathComponents, MakeTheNormalFormAgain) {
-  expectOfEveryPath([](const String& written) {
-    const Path path(written, true);
-    const String joined = String(path.isRel() ? "" : "/") + path.components().join("/");
-    const bool isNamed = !path.components().empty() || !path.isRel();
-    EXPECT_EQ(isNamed ? joined : path.normalized(), path.normalized());
-  });
-}
-
-// ---- The file name and its extension -----------------------------------------------------------
-
-struct FileRow {
-  const char* name;
-  const char* path;
-  const char* file;
-  const char* stem;
-  const char* extension;  // with its dot
-};
-
-const FileRow kFiles[] = {
-    {"a file", "a/wood.png", "wood.png", "wood", ".png"},
-    {"a bare file", "wood.png", "wood.png", "wood", ".png"},
-    {"a file below the root", "/wood.png", "wood.png", "wood", ".png"},
-    {"several dots", "a/wood.t.png", "wood.t.png", "wood.t", ".png"},
-    {"a dot at the end", "wood.", "wood.", "wood", "."},
-    {"two dots at the end", "wood..", "wood..", "wood.", "."},
-    {"no dot", "a/wood", "wood", "wood", ""},
-    {"a dot in the directory only", "a.b/wood", "wood", "wood", ""},
-    {"a hidden file", "a/.profile", ".profile", ".profile", ""},
-    {"a hidden file with an extension", ".profile.bak", ".profile.bak", ".profile", ".bak"},
-    {"a name that begins with two dots", "..a", "..a", ".", ".a"},
-    {"three dots", "...", "...", "..", "."},
-    {"a slash at the end", "a/b/", "b", "b", ""},
-    {"an extension before slashes", "a/b.c//", "b.c", "b", ".c"},
-    {"a dot", ".", ".", ".", ""},
-    {"two dots", "..", "..", "..", ""},
-    {"a dot behind a directory", "a/.", ".", ".", ""},
-    {"two dots behind a directory", "a/..", "..", "..", ""},
-    {"two dots and a slash", "../", "..", "..", ""},
-    {"the root", "/", "", "", ""},
-    {"slashes only", "//", "", "", ""},
-    {"the empty path", "", "", "", ""},
-    {"a pattern", "./wood.*", "wood.*", "wood", ".*"},
-    {"the letter case is kept", "A.PNG", "A.PNG", "A", ".PNG"},
-    {"white space", "a b/c d.e f", "c d.e f", "c d", ".e f"},
-    {"a backslash is no separator", "a\\b.c", "a\\b.c", "a\\b", ".c"},
-    {"bytes beyond ASCII", "a/\xC3\xA4.\xFF", "\xC3\xA4.\xFF", "\xC3\xA4", ".\xFF"},
-};
-
-std::string_view withoutDot(std::string_view extension) {
-  return extension.empty() ? extension : extension.substr(1);
-}
-
-TEST(PathFile, IsTheLastComponentWithOrWithoutItsExtension) {
-  for (const FileRow& row : kFiles) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(text(Path(row.path, false).file(true)), row.file);
-    EXPECT_EQ(text(Path(row.path, false).file(false)), row.stem);
-  }
-}
-
-TEST(PathFile, IsAsInTheNormalFormWhenToldToNormalise) {
-  EXPECT_EQ(Path("a//wood.png/.", true).file(true), "wood.png");
-  EXPECT_EQ(Path("a//wood.png/x/..", true).file(false), "wood");
-  EXPECT_EQ(Path("a/..", true).file(true), ".");
-  EXPECT_EQ(Path("/a/..", true).file(true), "");
-}
-
-TEST(PathExt, IsWhatFollowsTheLastDot) {
-  for (const FileRow& row : kFiles) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(text(Path(row.path, false).ext(true)), row.extension);
-    EXPECT_EQ(text(Path(row.path, false).ext(false)), withoutDot(row.extension));
-    EXPECT_EQ(text(Path::ext(row.path, true)), row.extension);
-    EXPECT_EQ(text(Path::ext(row.path, false)), withoutDot(row.extension));
-  }
-}
-
-TEST(PathExt, TakesAPathAsWrittenInItsStaticForm) {
-  EXPECT_EQ(Path::ext("wood.png/x/..", true), "");
-  EXPECT_EQ(Path("wood.png/x/..", true).ext(true), ".png");
-}
-
-TEST(PathExt, MakesTheFileNameTogetherWithTheStem) {
-  expectOfEveryPath([](const String& written) {
-    for (const bool normalizeFirst : {false, true}) {
-      const Path path(written, normalizeFirst);
-      EXPECT_EQ(path.file(false) + path.ext(true), path.file(true));
-      EXPECT_EQ(text(path.ext(false)), withoutDot(path.ext(true).view()));
-    }
-  });
-}
-
-TEST(PathExt, HasADotInFrontOnlyWhenItIsNotEmpty) {
-  expectOfEveryPath([](const String& path) {
-    const String extension = Path::ext(path, true);
-    EXPECT_EQ(extension.startsWith(".", false), !extension.isEmpty());
-    EXPECT_EQ(Path::ext(path, false).view().find('.'), std::string_view::npos);
-  });
-}
-
-// ---- Another extension -------------------------------------------------------------------------
-
-TEST(PathChangeExt, ReplacesTheExtensionAndNothingElse) {
-  struct Row {
-    const char* name;
-    const char* path;
-    const char* newExtension;
-    const char* changed;
-  };
-  const Row rows[] = {
-      {"an extension", "a/b.txt", ".bak", "a/b.bak"},
-      {"an absolute path", "/a/scene.ksz", ".ksx", "/a/scene.ksx"},
-      {"no extension", "a/b", ".bak", "a/b.bak"},
-      {"several dots", "b.tar.gz", ".x", "b.tar.x"},
-      {"to nothing", "b.txt", "", "b"},
-      {"nothing to nothing", "b", "", "b"},
-      {"a dot at the end", "b.", ".x", "b.x"},
-      {"a dot at the end to nothing", "b.", "", "b"},
-      {"a hidden file", ".profile", ".x", ".profile.x"},
-      {"a hidden file to nothing", ".profile", "", ".profile"},
-      {"an extension without its dot", "report.txt", "bak", "report.bak"},
-      {"no extension and one without its dot", "b", "bak", "b.bak"},
-      {"a dot at the end and one without its dot", "b.", "x", "b.x"},
-      {"a hidden file and one without its dot", ".profile", "x", ".profile.x"},
-      {"several dots in the new one", "b.txt", ".tar.gz", "b.tar.gz"},
-      {"several dots, the first one missing", "b.txt", "tar.gz", "b.tar.gz"},
-      {"a dot only", "a.txt", ".", "a."},
-      {"a slash at the end", "out/report.txt/", ".bak", "out/report.bak"},
-      {"slashes at the end", "a//b.txt//", ".x", "a//b.x"},
-      {"a slash at the end of a name without extension", "a/b/", ".x", "a/b.x"},
-      {"a slash at the end, to nothing", "b.txt/", "", "b"},
-      {"a slash at the end, nothing to nothing", "b/", "", "b"},
-      {"a dot in the directory only", "a.b/c", ".x", "a.b/c.x"},
-      {"what is not normal", "./a/../b.txt", ".x", "./a/../b.x"},
-      {"three dots", "...", ".x", "...x"},
-      {"the same", "b.txt", ".txt", "b.txt"},
-      {"bytes beyond ASCII", "\xC3\xA4.\xFF", ".\xFE", "\xC3\xA4.\xFE"},
-      {"the empty path", "", ".x", ""},
-      {"the root", "/", ".x", "/"},
-      {"slashes only", "//", ".x", "//"},
-      {"a dot", ".", ".x", "."},
-      {"two dots", "..", ".x", ".."},
-      {"a dot behind a directory", "a/.", ".x", "a/."},
-      {"two dots behind a directory", "a.b/..", ".x", "a.b/.."},
-      {"a dot and a slash", "./", ".x", "./"},
-      {"two dots and a slash", "../", "", "../"},
-      {"a dot and slashes behind a directory", "a.b/.//", "x", "a.b/.//"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(text(Path::changeExt(row.path, row.newExtension)), row.changed);
-  }
-}
-
-TEST(PathChangeExt, GivesTheOwnExtensionBackToEveryPath) {
-  expectOfEveryPath([](const String& path) {
-    const String file = Path(path, false).file(true);
-    const bool isNamed = file != "" && file != "." && file != "..";
-    const std::string_view written = path.view();
-    const std::string_view kept =
-        isNamed ? written.substr(0, written.find_last_not_of('/') + 1) : written;
-
-    EXPECT_EQ(text(Path::changeExt(path, Path::ext(path, true))), kept);
-  });
-}
-
-TEST(PathChangeExt, AddsTheDotThatTheNewExtensionLacks) {
-  expectOfEveryPath([](const String& path) {
-    EXPECT_EQ(Path::changeExt(path, "new"), Path::changeExt(path, ".new"));
-  });
-}
-
-TEST(PathChangeExt, GivesTheNewExtensionToEveryPathWithAFileName) {
-  expectOfEveryPath([](const String& path) {
-    const String file = Path(path, false).file(true);
-    const bool isNamed = file != "" && file != "." && file != "..";
-
-    const String changed = Path::changeExt(path, ".new");
-
-    EXPECT_EQ(changed == path, !isNamed);
-    EXPECT_EQ(Path::ext(changed, true), isNamed ? ".new" : "");
-  });
-}
-
-TEST(PathChangeExt, LeavesItsArgumentAlone) {
-  const String path("b.txt");
-
-  EXPECT_EQ(Path::changeExt(path, ".bak"), "b.bak");
-
-  EXPECT_EQ(path, "b.txt");
-}
-
-// ---- The directory -----------------------------------------------------------------------------
-
-TEST(PathStaticDir, IsTheTextBeforeTheLastComponentOrTheWholeInNormalForm) {
-  struct Row {
-    const char* name;
-    const char* path;
-    const char* before;
-    const char* itself;
-  };
-  const Row rows[] = {
-      {"a relative path", "a/b", "a", "a/b"},
-      {"a name", "a", "", "a"},
-      {"a name below the root", "/a", "/", "/a"},
-      {"an absolute path", "/a/b", "/a", "/a/b"},
-      {"a dot before the name", "./a", ".", "a"},
-      {"a pattern", "./wood.*", ".", "wood.*"},
-      {"a dot within", "a/./b", "a/.", "a/b"},
-      {"parents as written", "../a/../b", "../a/..", "../b"},
-      {"a parent before the name", "../a", "..", "../a"},
-      {"a slash at the end", "a/b/", "a", "a/b"},
-      {"slashes at the end of a name", "a//", "", "a"},
-      {"runs of slashes", "a//b", "a", "a/b"},
-      {"a slash at the end below the root", "/a/", "/", "/a"},
-      {"two slashes at the front", "//a", "/", "/a"},
-      {"the root", "/", "/", "/"},
-      {"slashes only", "//", "/", "/"},
-      {"a dot", ".", "", "."},
-      {"two dots", "..", "", ".."},
-      {"two dots behind a directory", "a/..", "a", "."},
-      {"the empty path", "", "", ""},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(text(Path::dir(row.path, false)), row.before);
-    EXPECT_EQ(text(Path::dir(row.path, true)), row.itself);
-  }
-}
-
-TEST(PathStaticDir, DoesNotLookAtTheFileSystem) {
-  const TempDir tmp;
-  tmp.mkdir("a/b");
-  tmp.write("f", "text");
-  const ScopedCurrentDir inside(tmp.path());
-
-  EXPECT_EQ(Path::dir("a/b", false), "a");
-  EXPECT_EQ(Path::dir("a/b", true), "a/b");
-  EXPECT_EQ(Path::dir("f", true), "f");
-  EXPECT_EQ(Path::dir("missing/x", true), "missing/x");
-}
-
-TEST(PathStaticDir, IsTheNormalFormOfEveryPathTakenForADirectory) {
-  expectOfEveryPath(
-      [](const String& path) { EXPECT_EQ(Path::dir(path, true), Path::normalize(path)); });
-}
-
-TEST(PathStaticDir, MakesTheNormalFormTogetherWithTheFileName) {
-  expectOfEveryPath([](const String& path) {
-    const String together = Path::join(Path::dir(path, false), Path(path, false).file(true));
-    EXPECT_EQ(Path::normalize(together), Path::normalize(path));
-  });
-}
-
-// ---- Joining -----------------------------------------------------------------------------------
-
-TEST(PathJoin, PutsOneSeparatorAtEachJoint) {
-  struct Row {
-    const char* name;
-    StringVector parts;
-    const char* joined;
-  };
-  const Row rows[] = {
-      {"nothing", {}, ""},
-      {"one part", {"a"}, "a"},
-      {"one part with slashes", {"/a//"}, "/a//"},
-      {"two parts", {"a", "b"}, "a/b"},
-      {"three parts", {"/a", "b", "c.d"}, "/a/b/c.d"},
-      {"a slash at the end of the first", {"a/", "b"}, "a/b"},
-      {"a slash at the front of the second", {"a", "/b"}, "a/b"},
-      {"slashes on both sides", {"a//", "//b"}, "a/b"},
-      {"an absolute second part", {"/a", "/b/c"}, "/a/b/c"},
-      {"the root", {"/", "b"}, "/b"},
-      {"the root and an absolute part", {"/", "/b"}, "/b"},
-      {"slashes and a part", {"//", "b"}, "/b"},
-      {"slashes at the front of the first", {"//a", "b"}, "//a/b"},
-      {"an empty last part", {"a", ""}, "a"},
-      {"an empty last part behind a slash", {"a/", ""}, "a/"},
-      {"an empty first part", {"", "b"}, "b"},
-      {"an empty first part before an absolute one", {"", "/b"}, "/b"},
-      {"an empty part within", {"a", "", "b"}, "a/b"},
-      {"empty parts only", {"", "", ""}, ""},
-      {"a slash at the end of the last", {"a", "b/"}, "a/b/"},
-      {"dots are kept", {"./a", "../b"}, "./a/../b"},
-      {"a last part of a slash only", {"foo", "/"}, "foo"},
-      {"a last part of slashes only", {"foo", "//"}, "foo"},
-      {"a slash at the end before a slash", {"foo/", "/"}, "foo/"},
-      {"a part of a slash only within", {"a", "/", "b"}, "a/b"},
-      {"a part of a slash only before an empty one", {"a", "/", ""}, "a"},
-      {"an empty first part before a slash", {"", "/"}, "/"},
-      {"an empty first part and two slashes", {"", "/", "/"}, "/"},
-      {"slashes only", {"/", "/"}, "/"},
-      {"the root and a slash before a name", {"/", "/", "b"}, "/b"},
-      {"a dot", {".", "b"}, "./b"},
-      {"what is within a part is kept", {"a//b/.", "c//d"}, "a//b/./c//d"},
-      {"white space", {" a ", " b "}, " a / b "},
-      {"a backslash is no separator", {"a\\", "\\b"}, "a\\/\\b"},
-      {"an entry name in an archive", {"res", "wood.png"}, "res/wood.png"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(text(Path::join(row.parts)), row.joined);
-  }
-}
-
-TEST(PathJoin, TakesStringsAndTextsInAnyMixture) {
-  const String dir("/dir");
-  const String file("file");
-  const char* const literal = "literal";
-  char name[] = "name";
-  char* const listed = name;
-
-  EXPECT_EQ((Path::join<String, char*>(dir, listed)), "/dir/name");
-  EXPECT_EQ((Path::join<String, const char*>(dir, literal)), "/dir/literal");
-  EXPECT_EQ((Path::join<const char*, String>("res", file)), "res/file");
-  EXPECT_EQ((Path::join<String, String>(dir, file)), "/dir/file");
-  EXPECT_EQ(Path::join(dir, listed), "/dir/name");
-  EXPECT_EQ(Path::join(dir, "a literal"), "/dir/a literal");
-  EXPECT_EQ(Path::join("res", file), "res/file");
-  EXPECT_EQ(Path::join(dir, file, literal), "/dir/file/literal");
-  EXPECT_EQ(Path::join(dir), "/dir");
-}
-
-TEST(PathJoin, IsTheSameForSeparatePartsAsForAVector) {
-  for (const char* const first : {"", "/", "a", "/a/", "a//", ".."}) {
-    for (const char* const second : {"", "/", "b", "/b", "//b/", "."}) {
-      SCOPED_TRACE(testing::Message() << first << " and " << second);
-      const String joined = Path::join(StringVector{first, second});
-      EXPECT_EQ((Path::join<String, const char*>(first, second)), joined);
-      EXPECT_EQ((Path::join<const char*, String>(first, second)), joined);
-      EXPECT_EQ((Path::join<String, String>(first, second)), joined);
-    }
-  }
-}
-
-TEST(PathJoin, TakesATextUpToItsNul) {
-  EXPECT_EQ((Path::join<String, const char*>("a", "b\0c")), "a/b");
-}
-
-TEST(PathJoin, TakesANullPointerForAnEmptyPart) {
-  const char* const null = nullptr;
-
-  EXPECT_EQ(Path::join("a", null), "a");
-  EXPECT_EQ(Path::join(null, "/b"), "/b");
-}
-
-TEST(PathJoin, LeavesItsPartsAlone) {
-  const String dir("a//");
-  const String file("//b");
-
-  EXPECT_EQ(Path::join(dir, file), "a/b");
-
-  EXPECT_EQ(dir, "a//");
-  EXPECT_EQ(file, "//b");
-}
-
-// ---- Relative or not ---------------------------------------------------------------------------
-
-TEST(PathIsRel, IsTrueUnlessThePathBeginsAtTheRoot) {
-  struct Row {
-    const char* path;
-    bool isRel;
-  };
-  const Row rows[] = {
-      {"", true},    {"a", true},   {"a/b", true}, {".", true},    {"..", true},
-      {"./a", true}, {"~/a", true}, {"\\a", true}, {" /a", true},  {"C:/", true},
-      {"/", false},  {"//", false}, {"/a", false}, {"/..", false}, {"//a", false},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.path);
-    EXPECT_EQ(Path(row.path, true).isRel(), row.isRel);
-    EXPECT_EQ(Path(row.path, false).isRel(), row.isRel);
-  }
-}
-
-// ---- Nothing else happens ----------------------------------------------------------------------
-
-void askEverything(const String& written, bool flag) {
-  const Path path(written, flag);
-  static_cast<void>(path.normalized());
-  static_cast<void>(path.canonical());
-  static_cast<void>(path.components());
-  static_cast<void>(path.dir());
-  static_cast<void>(path.file(flag));
-  static_cast<void>(path.ext(flag));
-  static_cast<void>(path.isDir());
-  static_cast<void>(path.isFile());
-  static_cast<void>(path.isRel());
-  static_cast<void>(path.exists());
-  static_cast<void>(Path::normalize(written));
-  static_cast<void>(Path::dir(written, flag));
-  static_cast<void>(Path::ext(written, flag));
-  static_cast<void>(Path::isDir(written, flag));
-  static_cast<void>(Path::isFile(written, flag));
-  static_cast<void>(Path::changeExt(written, ".x"));
-  static_cast<void>(Path::join(written, "x"));
+  EXPECT_EQ(text, "a//b.c");
 }
 
 TEST(Path_Equality, ComparesTheTextAsTaken) {
@@ -694,21 +109,964 @@ TEST(Path_Print, WritesTheTextAsTaken) {
   EXPECT_EQ(format_as(Path("a//b", false)), "a//b");
 }
 
-TEST(Path, NeitherLogsNorTouchesTheErrorState) {
-  const TempDir tmp;
-  tmp.link("loop", "loop");
-  tmp.write("file", "text");
-  const ScopedCurrentDir inside(tmp.path());
-  const LogCapture log;
-  const ErrorStateSentinel sentinel;
+// ---------------------------------------------------------------------------------------------
+// normalized and normalize
 
-  for (const char* const written : {"", "/", ".", "a/../b.c", "loop/x", "missing/x", "file/x"}) {
-    askEverything(written, false);
-    askEverything(written, true);
+TEST(Path_Normalized, FollowsItsRules) {
+  struct Row {
+    const char* path;
+    const char* normal;
+  };
+  const Row rows[] = {
+      {"", ""},
+      {"/", "/"},
+      {"////", "/"},
+      {"a", "a"},
+      {"//a", "/a"},
+      {"a//b///c", "a/b/c"},
+      {"a/b/", "a/b"},
+      {"/a//", "/a"},
+      {".", "."},
+      {"././.", "."},
+      {"./a", "a"},
+      {"a/./b", "a/b"},
+      {"a/b/.", "a/b"},
+      {"/.", "/"},
+      {"a/b/../c", "a/c"},
+      {"a/b/..", "a"},
+      {"a/..", "."},
+      {"a/b/../../", "."},
+      {"/a/..", "/"},
+      {"/../a", "/a"},
+      {"/../../a/../..", "/"},
+      {"..", ".."},
+      {"../", ".."},
+      {"../../a", "../../a"},
+      {"./../a", "../a"},
+      {"a/../../b", "../b"},
+      {"a/b/../../../../c", "../../c"},
+      {"../a/../b", "../b"},
+      {"/x/y/z/../../../", "/"},
+      {"/app/Contents/MacOS/sub/../../../", "/app"},
+      {"a/.../b", "a/.../b"},
+      {"..a/../.b", ".b"},
+      {"a\\..\\b", "a\\..\\b"},
+      {"~/a", "~/a"},
+      {" a / b ", " a / b "},
+      {"\xC3\xA4//\xFF", "\xC3\xA4/\xFF"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.path);
+    EXPECT_EQ(text(Path::normalize(row.path)), row.normal);
+    EXPECT_EQ(text(Path(row.path, true).normalized()), row.normal);
+    EXPECT_EQ(text(Path(row.path, false).normalized()), row.normal);
+  }
+}
+
+TEST(Path_Normalized, AgreesWithTheStandardLibrary) {
+  expectOfEveryPath([](const String& path) {
+    std::string_view written = path.view();
+    while (written.starts_with("//")) {  // a root of its own there
+      written.remove_prefix(1);
+    }
+    const std::filesystem::path within = std::filesystem::path(written) / "x";
+    const std::string normal = within.lexically_normal().parent_path().string();
+
+    EXPECT_EQ(text(Path::normalize(path)), normal.empty() && !path.isEmpty() ? "." : normal);
+  });
+}
+
+TEST(Path_Normalized, IsTheSameHandleForANormalPath) {
+  expectOfEveryPath([](const String& path) {
+    const String normal = Path::normalize(path);
+
+    EXPECT_EQ(static_cast<const void*>(normal.buf()) == path.buf(), normal == path);
+  });
+}
+
+TEST(Path_Normalized, TakesVeryLongPaths) {
+  std::string path;
+  for (int i = 0; i < 5000; ++i) {
+    path += "name/../";
   }
 
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_TRUE(sentinel.isUntouched());
+  EXPECT_EQ(Path::normalize(vxText(path + "last/")), "last");
+  EXPECT_EQ(Path::normalize(vxText(path)), ".");
+}
+
+TEST(Path_Normalized, IncludesTheBytesAfterANul) {
+  using std::string_literals::operator""s;
+
+  EXPECT_EQ(text(Path::normalize(vxText("a\0b//c/.."s))), "a\0b"s);
+}
+
+// ---------------------------------------------------------------------------------------------
+// components
+
+TEST(Path_Components, AreTheNamesInOrder) {
+  struct Row {
+    const char* path;
+    Names normal;
+    Names written;
+  };
+  const Row rows[] = {
+      {"", {}, {}},
+      {"/", {}, {}},
+      {".", {}, {}},
+      {"///", {}, {}},
+      {"/./.", {}, {}},
+      {"/a/b/c", {"a", "b", "c"}, {"a", "b", "c"}},
+      {"a/b", {"a", "b"}, {"a", "b"}},
+      {"a/b//", {"a", "b"}, {"a", "b"}},
+      {"//a///b", {"a", "b"}, {"a", "b"}},
+      {"./a/./b/.", {"a", "b"}, {"a", "b"}},
+      {"../a", {"..", "a"}, {"..", "a"}},
+      {"..", {".."}, {".."}},
+      {"a/../b", {"b"}, {"a", "..", "b"}},
+      {"/../a", {"a"}, {"..", "a"}},
+      {"a/..", {}, {"a", ".."}},
+      {".a/...", {".a", "..."}, {".a", "..."}},
+      {"\\a/b", {"\\a", "b"}, {"\\a", "b"}},
+      {" /a b", {" ", "a b"}, {" ", "a b"}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.path);
+    EXPECT_EQ(texts(Path(row.path, true).components()), row.normal);
+    EXPECT_EQ(texts(Path(row.path, false).components()), row.written);
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// file and ext
+
+TEST(Path_File, IsAStemAndAnExtension) {
+  struct Row {
+    const char* path;
+    const char* file;
+    const char* stem;
+    const char* dotted;
+    const char* bare;
+  };
+  const Row rows[] = {
+      {"a/wood.png", "wood.png", "wood", ".png", "png"},
+      {"wood.png", "wood.png", "wood", ".png", "png"},
+      {"/wood.png", "wood.png", "wood", ".png", "png"},
+      {"a/wood.t.png", "wood.t.png", "wood.t", ".png", "png"},
+      {"wood.", "wood.", "wood", ".", ""},
+      {"wood..", "wood..", "wood.", ".", ""},
+      {"a/wood", "wood", "wood", "", ""},
+      {"a.b/wood", "wood", "wood", "", ""},
+      {"a/.profile", ".profile", ".profile", "", ""},
+      {".profile.bak", ".profile.bak", ".profile", ".bak", "bak"},
+      {"..a", "..a", ".", ".a", "a"},
+      {"...", "...", "..", ".", ""},
+      {"a/b/", "b", "b", "", ""},
+      {"a/b.c//", "b.c", "b", ".c", "c"},
+      {".", ".", ".", "", ""},
+      {"..", "..", "..", "", ""},
+      {"a/.", ".", ".", "", ""},
+      {"a/..", "..", "..", "", ""},
+      {"../", "..", "..", "", ""},
+      {"/", "", "", "", ""},
+      {"//", "", "", "", ""},
+      {"", "", "", "", ""},
+      {"./wood.*", "wood.*", "wood", ".*", "*"},
+      {"A.PNG", "A.PNG", "A", ".PNG", "PNG"},
+      {"a b/c d.e f", "c d.e f", "c d", ".e f", "e f"},
+      {"a\\b.c", "a\\b.c", "a\\b", ".c", "c"},
+      {"a/\xC3\xA4.\xFF", "\xC3\xA4.\xFF", "\xC3\xA4", ".\xFF", "\xFF"},
+      {"wood.png/x/..", "..", "..", "", ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.path);
+    const Path path(row.path, false);
+    EXPECT_EQ(text(path.file(true)), row.file);
+    EXPECT_EQ(text(path.file(false)), row.stem);
+    EXPECT_EQ(text(path.ext(true)), row.dotted);
+    EXPECT_EQ(text(path.ext(false)), row.bare);
+    EXPECT_EQ(text(Path::ext(row.path, true)), row.dotted);
+    EXPECT_EQ(text(Path::ext(row.path, false)), row.bare);
+  }
+}
+
+TEST(Path_File, IsInTheDirectoryThatDirReturns) {
+  expectOfEveryPath([](const String& path) {
+    const String together = Path::join(Path::dir(path, false), Path(path, false).file(true));
+
+    EXPECT_EQ(text(Path::normalize(together)), text(Path::normalize(path)));
+  });
+}
+
+// ---------------------------------------------------------------------------------------------
+// changeExt
+
+TEST(Path_ChangeExt, ReplacesOnlyTheExtension) {
+  struct Row {
+    const char* path;
+    const char* newExt;
+    const char* changed;
+  };
+  const Row rows[] = {
+      {"a/b.txt", ".bak", "a/b.bak"},
+      {"/a/scene.ksz", ".ksx", "/a/scene.ksx"},
+      {"a/b", ".bak", "a/b.bak"},
+      {"b.tar.gz", ".x", "b.tar.x"},
+      {"b.txt", "", "b"},
+      {"b", "", "b"},
+      {"b.", ".x", "b.x"},
+      {"b.", "", "b"},
+      {".profile", ".x", ".profile.x"},
+      {".profile", "", ".profile"},
+      {"a.b/c", ".x", "a.b/c.x"},
+      {"./a/../b.txt", ".x", "./a/../b.x"},
+      {"...", ".x", "...x"},
+      {"b.txt", ".txt", "b.txt"},
+      {"b.txt", ".tar.gz", "b.tar.gz"},
+      {"a.txt", ".", "a."},
+      {"\xC3\xA4.\xFF", ".\xFE", "\xC3\xA4.\xFE"},
+      // Without a dot
+      {"report.txt", "bak", "report.bak"},
+      {"b", "bak", "b.bak"},
+      {"b.", "x", "b.x"},
+      {".profile", "x", ".profile.x"},
+      {"b.txt", "tar.gz", "b.tar.gz"},
+      // Trailing separators
+      {"out/report.txt/", ".bak", "out/report.bak"},
+      {"a//b.txt//", ".x", "a//b.x"},
+      {"a/b/", ".x", "a/b.x"},
+      {"b.txt/", "", "b"},
+      {"b/", "", "b"},
+      // No file name
+      {"", ".x", ""},
+      {"/", ".x", "/"},
+      {"//", ".x", "//"},
+      {".", ".x", "."},
+      {"..", ".x", ".."},
+      {"a/.", ".x", "a/."},
+      {"a.b/..", ".x", "a.b/.."},
+      {"./", ".x", "./"},
+      {"../", "", "../"},
+      {"a.b/.//", "x", "a.b/.//"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.path);
+    EXPECT_EQ(text(Path::changeExt(row.path, row.newExt)), row.changed);
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// The static dir
+
+TEST(Path_StaticDir, IsTheParentAsWrittenOrTheNormalForm) {
+  struct Row {
+    const char* path;
+    const char* parent;
+    const char* itself;
+  };
+  const Row rows[] = {
+      {"a/b", "a", "a/b"},
+      {"a", "", "a"},
+      {"/a", "/", "/a"},
+      {"/a/b", "/a", "/a/b"},
+      {"./a", ".", "a"},
+      {"a/./b", "a/.", "a/b"},
+      {"../a/../b", "../a/..", "../b"},
+      {"../a", "..", "../a"},
+      {"a/b/", "a", "a/b"},
+      {"a//", "", "a"},
+      {"a//b", "a", "a/b"},
+      {"/a/", "/", "/a"},
+      {"//a", "/", "/a"},
+      {"/", "/", "/"},
+      {"//", "/", "/"},
+      {".", "", "."},
+      {"..", "", ".."},
+      {"a/..", "a", "."},
+      {"", "", ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.path);
+    EXPECT_EQ(text(Path::dir(row.path, false)), row.parent);
+    EXPECT_EQ(text(Path::dir(row.path, true)), row.itself);
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// join
+
+TEST(Path_Join, PutsOneSeparatorBetweenParts) {
+  struct Row {
+    StringVector parts;
+    const char* joined;
+  };
+  const Row rows[] = {
+      {{}, ""},
+      {{"a"}, "a"},
+      {{"/a//"}, "/a//"},
+      {{"a", "b"}, "a/b"},
+      {{"/a", "b", "c.d"}, "/a/b/c.d"},
+      {{"res", "wood.png"}, "res/wood.png"},
+      {{"a/", "b"}, "a/b"},
+      {{"a", "/b"}, "a/b"},
+      {{"a//", "//b"}, "a/b"},
+      {{"/a", "/b/c"}, "/a/b/c"},
+      {{"/", "b"}, "/b"},
+      {{"/", "/b"}, "/b"},
+      {{"//", "b"}, "/b"},
+      {{"//a", "b"}, "//a/b"},
+      {{"a", "b/"}, "a/b/"},
+      {{"./a", "../b"}, "./a/../b"},
+      {{".", "b"}, "./b"},
+      {{"a//b/.", "c//d"}, "a//b/./c//d"},
+      {{" a ", " b "}, " a / b "},
+      {{"a\\", "\\b"}, "a\\/\\b"},
+      // Empty parts
+      {{"a", ""}, "a"},
+      {{"a/", ""}, "a/"},
+      {{"", "b"}, "b"},
+      {{"", "/b"}, "/b"},
+      {{"a", "", "b"}, "a/b"},
+      {{"", "", ""}, ""},
+      // Parts made only of separators
+      {{"foo", "/"}, "foo"},
+      {{"foo", "//"}, "foo"},
+      {{"foo/", "/"}, "foo/"},
+      {{"a", "/", "b"}, "a/b"},
+      {{"a", "/", ""}, "a"},
+      {{"", "/"}, "/"},
+      {{"", "/", "/"}, "/"},
+      {{"/", "/"}, "/"},
+      {{"/", "/", "b"}, "/b"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.joined);
+    EXPECT_EQ(text(Path::join(row.parts)), row.joined);
+    if (row.parts.size() == 2) {
+      const String first = row.parts[0];
+      const String second = row.parts[1];
+      EXPECT_EQ(text(Path::join<String, const char*>(first, second.buf())), row.joined);
+      EXPECT_EQ(text(Path::join<const char*, String>(first.buf(), second)), row.joined);
+      EXPECT_EQ(text(Path::join<String, String>(first, second)), row.joined);
+    }
+  }
+}
+
+TEST(Path_Join, TakesStringsAndTextsInAnyMixture) {
+  const String dir("/dir");
+  char name[] = "name";
+  char* const listed = name;
+  const char* const null = nullptr;
+
+  EXPECT_EQ((Path::join<String, char*>(dir, listed)), "/dir/name");
+  EXPECT_EQ(Path::join(dir, listed), "/dir/name");
+  EXPECT_EQ(Path::join("res", dir, listed, "last"), "res/dir/name/last");
+  EXPECT_EQ(Path::join(dir), "/dir");
+  EXPECT_EQ(Path::join("a", "b\0c"), "a/b");
+  EXPECT_EQ(Path::join("a", null), "a");
+  EXPECT_EQ(Path::join(null, "/b"), "/b");
+}
+
+// ---------------------------------------------------------------------------------------------
+// isRel
+
+TEST(Path_IsRel, IsFalseOnlyForPathsThatStartAtTheRoot) {
+  for (const char* const path :
+       {"", "a", "a/b", ".", "..", "./a", "~/a", "\\a", " /a", "C:/", "a/../.."}) {
+    SCOPED_TRACE(path);
+    EXPECT_TRUE(Path(path, true).isRel());
+    EXPECT_TRUE(Path(path, false).isRel());
+  }
+  for (const char* const path : {"/", "//", "/a", "/..", "//a"}) {
+    SCOPED_TRACE(path);
+    EXPECT_FALSE(Path(path, true).isRel());
+    EXPECT_FALSE(Path(path, false).isRel());
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// What follows accesses the file system, and never reports anything.
+
+class PathTest : public testing::Test, protected Sandbox {
+ protected:
+  void TearDown() override { expectSilence(); }
+};
+
+class Path_Text : public PathTest {};
+
+TEST_F(Path_Text, IsAllThatTheseFunctionsAccess) {
+  const char* const written = "./a//b.c/../d.e";
+  Calls calls;
+
+  for (const bool normalizeFirst : {false, true}) {
+    const Path path(written, normalizeFirst);
+    EXPECT_EQ(path.normalized(), "a/d.e");
+    EXPECT_EQ(path.file(true), "d.e");
+    EXPECT_EQ(path.ext(true), ".e");
+    EXPECT_FALSE(path.components().empty());
+    EXPECT_TRUE(path.isRel());
+  }
+  EXPECT_EQ(Path::normalize(written), "a/d.e");
+  EXPECT_EQ(Path::dir(written, true), "a/d.e");
+  EXPECT_EQ(Path::dir(written, false), "./a//b.c/..");
+  EXPECT_EQ(Path::ext(written, false), "e");
+  EXPECT_EQ(Path::changeExt(written, ".x"), "./a//b.c/../d.x");
+  EXPECT_EQ(Path::join("a", written), "a/./a//b.c/../d.e");
+
+  EXPECT_EQ(calls.all(), lines());
+}
+
+// ---------------------------------------------------------------------------------------------
+// isDir, isFile and exists
+
+/// What the path names according to all five queries.
+std::string kindOf(const std::string& written, bool normalizeFirst) {
+  const Path path(vxText(written), normalizeFirst);
+  const bool isDir = path.isDir();
+  const bool isFile = path.isFile();
+  EXPECT_FALSE(isDir && isFile);
+  EXPECT_EQ(path.exists(), isDir || isFile);
+  EXPECT_EQ(Path::isDir(vxText(written), normalizeFirst), isDir);
+  EXPECT_EQ(Path::isFile(vxText(written), normalizeFirst), isFile);
+  return isDir ? "directory" : isFile ? "file" : "nothing";
+}
+
+class Path_IsDir : public PathTest {};
+
+TEST_F(Path_IsDir, IsFalseForFilesAndMissingEntries) {
+  tmp.mkdir("dir/sub");
+  tmp.write("file", "text");
+  tmp.link("to-dir", "dir");
+  tmp.link("to-file", "file");
+  tmp.link("to-link", "to-dir");
+  tmp.link("to-sub", "dir/sub");
+  tmp.link("dangling", "missing");
+  tmp.link("loop", "loop");
+  tmp.write("line\nbreak \xFF", "text");
+  ASSERT_EQ(::mkfifo("fifo", 0600), 0);
+  ASSERT_EQ(::mknod("socket", S_IFSOCK | 0600, 0), 0);
+  struct Row {
+    std::string path;
+    const char* written;
+    const char* normal;
+  };
+  const Row rows[] = {
+      {"", "nothing", "nothing"},
+      {"/", "directory", "directory"},
+      {".", "directory", "directory"},
+      {"..", "directory", "directory"},
+      {"dir", "directory", "directory"},
+      {"dir/", "directory", "directory"},
+      {"dir/sub", "directory", "directory"},
+      {"file", "file", "file"},
+      {"line\nbreak \xFF", "file", "file"},
+      {"file/", "nothing", "file"},
+      {"file/.", "nothing", "file"},
+      {"file/x", "nothing", "nothing"},
+      {"missing", "nothing", "nothing"},
+      {"missing/../dir", "nothing", "directory"},
+      {"missing/..", "nothing", "directory"},
+      {"to-dir", "directory", "directory"},
+      {"to-file", "file", "file"},
+      {"to-link", "directory", "directory"},
+      {"to-dir/sub", "directory", "directory"},
+      {"to-sub/../../file", "file", "nothing"},
+      {"dangling", "nothing", "nothing"},
+      {"loop", "nothing", "nothing"},
+      {"fifo", "file", "file"},
+      {"/dev/null", "file", "file"},
+      {"socket", "directory", "directory"},
+      {std::string(256, 'x'), "nothing", "nothing"},
+      {std::string("dir\0x", 5), "directory", "directory"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.path);
+    EXPECT_EQ(kindOf(row.path, false), row.written);
+    EXPECT_EQ(kindOf(row.path, true), row.normal);
+  }
+}
+
+TEST_F(Path_IsDir, TestsTheDirectoryBitAlone) {
+  struct Row {
+    mode_t type;
+    const char* kind;
+  };
+  for (const Row& row :
+       {Row{S_IFDIR, "directory"}, Row{S_IFBLK, "directory"}, Row{S_IFSOCK, "directory"},
+        Row{S_IFREG, "file"}, Row{S_IFCHR, "file"}, Row{S_IFIFO, "file"}}) {
+    for (const mode_t permissions : {0U, 07777U}) {
+      SCOPED_TRACE(row.type | permissions);
+      Calls calls;
+      calls.answer("stat", row.type | permissions);
+
+      EXPECT_EQ(kindOf("anything", false), row.kind);
+    }
+  }
+}
+
+TEST_F(Path_IsDir, MakesOneStatCallForAnyQuery) {
+  struct Row {
+    const char* path;
+    bool normalizeFirst;
+    const char* asked;
+  };
+  tmp.mkdir("dir");
+  tmp.write("file", "text");
+  for (const Row& row :
+       {Row{"dir", true, "stat dir"}, Row{"file", true, "stat file"},
+        Row{"missing", true, "stat missing"}, Row{"/", true, "stat /"}, Row{"..", true, "stat .."},
+        Row{"./dir//b/../", true, "stat dir"}, Row{"./dir//b/../", false, "stat ./dir//b/../"}}) {
+    SCOPED_TRACE(row.path);
+    const Path path(row.path, row.normalizeFirst);
+    Calls calls;
+
+    (void)path.isDir();
+    (void)path.isFile();
+    (void)path.exists();
+    (void)path.dir();
+    (void)Path::isDir(row.path, row.normalizeFirst);
+    (void)Path::isFile(row.path, row.normalizeFirst);
+
+    EXPECT_EQ(calls.all(), Names(6, row.asked));
+  }
+}
+
+TEST_F(Path_IsDir, NeedsNoCallForTheEmptyPath) {
+  Calls calls;
+
+  EXPECT_EQ(kindOf("", false), "nothing");
+  EXPECT_EQ(kindOf("", true), "nothing");
+  EXPECT_EQ(Path("", true).dir(), "");
+
+  EXPECT_EQ(calls.all(), lines());
+}
+
+TEST_F(Path_IsDir, NeedsPermissionToSearch) {
+  tmp.mkdir("locked/dir");
+  tmp.write("locked/file", "text");
+  ASSERT_EQ(::chmod("locked", 0), 0);
+
+  runAsUnprivileged([] {
+    EXPECT_EQ(kindOf("locked", true), "directory");
+    EXPECT_EQ(kindOf("locked/dir", true), "nothing");
+    EXPECT_EQ(kindOf("locked/file", true), "nothing");
+  });
+}
+
+TEST_F(Path_IsDir, IsFalseForARemovedDirectory) {
+  const std::string other = tmp.mkdir("other");
+  tmp.mkdir("gone");
+
+  runInChild([&] {
+    const int open = ::open("gone", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const std::string descriptor = "/proc/self/fd/" + std::to_string(open);
+    ASSERT_EQ(::chdir("gone"), 0);
+    EXPECT_EQ(kindOf(descriptor, true), "directory");
+    ASSERT_EQ(::rmdir(tmp.path("gone").c_str()), 0);
+
+    for (const std::string& path : {std::string("."), std::string("./"), std::string("././/"),
+                                    std::string("/proc/self/cwd"), descriptor}) {
+      EXPECT_EQ(kindOf(path, false), "nothing") << path;
+      EXPECT_EQ(kindOf(path, true), "nothing") << path;
+    }
+    EXPECT_EQ(kindOf("./x/..", true), "nothing");
+    EXPECT_EQ(Path(".", true).dir(), "");
+    EXPECT_EQ(kindOf("..", true), "directory");
+    EXPECT_EQ(kindOf(other, true), "directory");
+    expectSilence();
+  });
+}
+
+TEST_F(Path_IsDir, NeedsNoGetcwdForARemovedDirectory) {
+  const RemovedCurrentDir removed;
+  const Calls calls;
+
+  EXPECT_EQ(kindOf(".", true), "nothing");
+
+  EXPECT_EQ(calls.count("getcwd"), 0U);
+}
+
+TEST_F(Path_IsDir, TakesARemovedFileForAFile) {
+  tmp.write("file", "text");
+  const int open = ::open("file", O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(::unlink("file"), 0);
+
+  EXPECT_EQ(kindOf("/proc/self/fd/" + std::to_string(open), true), "file");
+
+  ::close(open);
+}
+
+TEST_F(Path_IsDir, IsFalseWhereGetcwdFindsNoCurrentDirectory) {
+  tmp.mkdir("dir");
+  Calls calls;
+  calls.fail("getcwd", ENOENT);
+
+  for (const char* const path : {".", "./", "././/.", "dir/..", "dir/../"}) {
+    EXPECT_EQ(kindOf(path, false), "nothing") << path;
+    EXPECT_EQ(kindOf(path, true), "nothing") << path;
+  }
+  for (const char* const path : {"dir", "dir/.", "..", "../", "dir/../dir", "/", "/."}) {
+    EXPECT_EQ(kindOf(path, false), "directory") << path;
+    EXPECT_EQ(kindOf(path, true), "directory") << path;
+  }
+}
+
+TEST_F(Path_IsDir, IsFalseForARemovedDirectoryOfALowerLayer) {
+  if (!canMount()) {
+    GTEST_SKIP() << kCannotMount;
+  }
+  tmp.mkdir("layers");
+
+  runWithOwnMounts([&] {
+    mountMemory(tmp.path("layers"), "size=1m");
+    for (const char* const dir : {"lower/gone", "upper", "work", "merged"}) {
+      tmp.mkdir(std::string("layers/") + dir);
+    }
+    ASSERT_EQ(::chdir("layers"), 0);
+    if (!mountOverlay("lower", "upper", "work", "merged")) {
+      return;
+    }
+    tmp.write("has-overlay", "");
+    ASSERT_EQ(::chdir("merged/gone"), 0);
+    EXPECT_EQ(kindOf(".", true), "directory");
+    ASSERT_EQ(::rmdir("../gone"), 0);
+
+    EXPECT_EQ(kindOf(".", true), "nothing");
+    EXPECT_EQ(kindOf("./", false), "nothing");
+  });
+
+  if (!tmp.exists("has-overlay")) {
+    GTEST_SKIP() << "this kernel has no overlay file system";
+  }
+}
+
+TEST_F(Path_IsDir, IsFalseWhenStatFails) {
+  forEachFailure([](FailureRun& run) {
+    const bool isDir = run.act([] { return Path(".", false).isDir(); });
+
+    // Of the errors of getcwd only this one says that the directory has been removed.
+    EXPECT_EQ(isDir, !run.failed("stat .") && !(run.failed("getcwd") && run.error() == ENOENT));
+    run.expectSilence();
+  });
+}
+
+class Path_IsFile : public PathTest {};
+
+TEST_F(Path_IsFile, IsFalseWhenStatFails) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.write("file", "text");
+
+    const bool isFile = run.act([] { return Path("file", false).isFile(); });
+
+    EXPECT_EQ(isFile, !run.failed("stat file"));
+    run.expectSilence();
+  });
+}
+
+// ---------------------------------------------------------------------------------------------
+// dir
+
+class Path_Dir : public PathTest {};
+
+TEST_F(Path_Dir, IsTheDirectoryItselfOrTheParent) {
+  tmp.mkdir("here/dir/sub");
+  tmp.write("here/dir/file", "text");
+  tmp.link("here/to-dir", "dir");
+  tmp.link("here/dangling", "missing");
+  const ScopedCurrentDir here("here");  // so that nobody else creates entries in its parent
+  struct Row {
+    const char* path;
+    const char* written;
+    const char* normal;
+  };
+  const Row rows[] = {
+      {"", "", ""},
+      {"/", "/", "/"},
+      {".", ".", "."},
+      {"..", "..", ".."},
+      {"dir", "dir", "dir"},
+      {"dir/sub/", "dir/sub/", "dir/sub"},
+      {"to-dir", "to-dir", "to-dir"},
+      {"dir/sub/..", "dir/sub/..", "dir"},
+      {"dir/file", "dir", "dir"},
+      {"to-dir/file", "to-dir", "to-dir"},
+      {"dangling", "", ""},
+      {"missing", "", ""},
+      {"dir/missing", "dir", "dir"},
+      {"missing/x", "missing", "missing"},
+      {"/missing-entry", "/", "/"},
+      {"missing/x/", "missing", "missing"},
+      {"./wood.*", ".", ""},
+      {"../missing/../missing-entry", "../missing/..", ".."},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.path);
+    EXPECT_EQ(text(Path(row.path, false).dir()), row.written);
+    EXPECT_EQ(text(Path(row.path, true).dir()), row.normal);
+  }
+}
+
+TEST_F(Path_Dir, IsTheParentWhenStatFails) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.mkdir("a/b");
+
+    const bool isItself = run.act([] { return Path("a/b", true).dir() == "a/b"; });
+
+    EXPECT_EQ(isItself, !run.failed("stat a/b"));
+    run.expectSilence();
+  });
+}
+
+// ---------------------------------------------------------------------------------------------
+// canonical
+
+std::string canonical(const std::string& path, bool normalizeFirst) {
+  return text(Path(vxText(path), normalizeFirst).canonical());
+}
+
+class Path_Canonical : public PathTest {
+ protected:
+  Path_Canonical() {
+    tmp.mkdir("dir/sub");
+    tmp.write("file", "text");
+    tmp.link("d", "dir");
+    tmp.link("to-sub", "dir/sub");
+    tmp.link("to-file", tmp.path("file"));
+    tmp.link("far", "to-sub");
+    tmp.link("dir/up", "../file");
+    tmp.link("dangling", "missing/target");
+    tmp.link("loop", "loop");
+    tmp.link("ping", "pong");
+    tmp.link("pong", "ping");
+  }
+};
+
+TEST_F(Path_Canonical, ResolvesWhatExistsAndAppendsTheRest) {
+  struct Row {
+    const char* path;
+    const char* written;  // below the current directory
+    const char* normal;
+  };
+  const Row rows[] = {
+      {"", "", ""},
+      {"/.", "", ""},
+      {"/.//", "", ""},
+      {"/dir", "/dir", "/dir"},
+      {"/dir/sub/", "/dir/sub", "/dir/sub"},
+      {"/./dir//sub/../sub/.", "/dir/sub", "/dir/sub"},
+      {"/file", "/file", "/file"},
+      {"/new", "/new", "/new"},
+      {"/./new/", "/new", "/new"},
+      {"/new/x/y", "/new/x/y", "/new/x/y"},
+      {"/dir/sub/x/y/z", "/dir/sub/x/y/z", "/dir/sub/x/y/z"},
+      {"/dir/x//./y/../z/", "/dir/x/z", "/dir/x/z"},
+      {"/dir/x/y/../..", "/dir", "/dir"},
+      {"/dir/sub/x/../../../file", "/file", "/file"},
+      // Links
+      {"/d", "/dir", "/dir"},
+      {"/d/sub", "/dir/sub", "/dir/sub"},
+      {"/d/x", "/dir/x", "/dir/x"},
+      {"/d/x/y", "/dir/x/y", "/dir/x/y"},
+      {"/to-file", "/file", "/file"},
+      {"/far", "/dir/sub", "/dir/sub"},
+      {"/far/x", "/dir/sub/x", "/dir/sub/x"},
+      {"/d/up", "/file", "/file"},
+      // The parent of a link: the normal form names another entry.
+      {"/to-sub/..", "/dir", ""},
+      {"/to-sub/../x", "/dir/x", "/x"},
+      {"/to-sub/../up", "/file", "/up"},
+      {"/to-sub/x/../../y", "/dir/y", "/y"},
+      // Links that cannot be resolved
+      {"/dangling", "/dangling", "/dangling"},
+      {"/dangling/x", "/dangling/x", "/dangling/x"},
+      {"/loop", "/loop", "/loop"},
+      {"/loop/x/y", "/loop/x/y", "/loop/x/y"},
+      {"/ping/x", "/ping/x", "/ping/x"},
+      // A file where a directory is expected
+      {"/file/x/y", "/file/x/y", "/file/x/y"},
+      {"/file/", "/file", "/file"},
+      {"/file/../dir", "/dir", "/dir"},
+      {"/to-file/x", "/file/x", "/file/x"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.path);
+    const std::string relative = std::string(row.path).substr(*row.path == '\0' ? 0 : 1);
+    EXPECT_EQ(canonical(relative, false), tmp.path() + row.written);
+    EXPECT_EQ(canonical(relative, true), tmp.path() + row.normal);
+    EXPECT_EQ(canonical(tmp.path() + row.path, false), tmp.path() + row.written);
+    EXPECT_EQ(canonical(tmp.path() + row.path, true), tmp.path() + row.normal);
+  }
+}
+
+TEST_F(Path_Canonical, ResolvesAtTheRoot) {
+  EXPECT_EQ(canonical("/", true), "/");
+  EXPECT_EQ(canonical("///", false), "/");
+  EXPECT_EQ(canonical("/..", false), "/");
+  EXPECT_EQ(canonical("/no such entry", true), "/no such entry");
+  EXPECT_EQ(canonical("/no such entry/x/../y/", false), "/no such entry/y");
+  EXPECT_EQ(canonical("/no such entry/../..", false), "/");
+}
+
+TEST_F(Path_Canonical, StartsAtTheCurrentDirectory) {
+  const ScopedCurrentDir throughALink("to-sub");
+
+  EXPECT_EQ(canonical("", true), tmp.path("dir/sub"));
+  EXPECT_EQ(canonical("x", true), tmp.path("dir/sub/x"));
+  EXPECT_EQ(canonical("..", true), tmp.path("dir"));
+  EXPECT_EQ(canonical("../../file", true), tmp.path("file"));
+  EXPECT_EQ(canonical("../../new/x", true), tmp.path("new/x"));
+}
+
+TEST_F(Path_Canonical, CreatesNothing) {
+  const Names before = tmp.entries();
+
+  EXPECT_EQ(canonical("new/x/y", true), tmp.path("new/x/y"));
+  EXPECT_EQ(canonical("dangling", true), tmp.path("dangling"));
+
+  EXPECT_EQ(tmp.entries(), before);
+}
+
+TEST_F(Path_Canonical, NeedsNoStatCallForAnExistingPath) {
+  Calls calls;
+
+  EXPECT_EQ(canonical("dir", true), tmp.path("dir"));
+  EXPECT_EQ(canonical("", true), tmp.path());
+
+  EXPECT_EQ(calls.all(), lines("realpath dir", "realpath ."));
+}
+
+TEST_F(Path_Canonical, FindsTheExistingPrefixInFewCalls) {
+  std::string levels = "x";
+  for (int i = 1; i < 1000; ++i) {
+    levels += "/x";
+  }
+  {
+    Calls calls;
+    EXPECT_EQ(canonical(levels, true), tmp.path(levels));
+    EXPECT_LE(calls.count("stat"), 10U);
+    EXPECT_EQ(calls.count("getcwd"), 0U);
+  }
+  tmp.mkdir(levels.substr(0, 199));
+  {
+    Calls calls;
+    EXPECT_EQ(canonical(levels.substr(0, 199) + "/missing", true),
+              tmp.path(levels.substr(0, 199) + "/missing"));
+    EXPECT_LE(calls.count("stat"), 7U);
+  }
+}
+
+TEST_F(Path_Canonical, AppendsWhatIsTooLongForTheSystem) {
+  const std::string longName(256, 'x');
+  std::string missing;
+  while (missing.size() <= PATH_MAX) {
+    missing += "/ten chars";
+  }
+
+  EXPECT_EQ(canonical(longName, true), tmp.path(longName));
+  EXPECT_EQ(canonical("d/" + longName + "/y", true), tmp.path("dir/" + longName + "/y"));
+  EXPECT_EQ(canonical("d/" + longName + "/../y", false), tmp.path("dir/y"));
+  EXPECT_EQ(canonical("d" + missing, true), tmp.path("dir" + missing));
+  EXPECT_EQ(canonical(tmp.path("d") + missing, true), tmp.path("dir" + missing));
+  EXPECT_EQ(canonical(missing, true), missing);
+}
+
+TEST_F(Path_Canonical, ShortensAPathThatIsLongOnlyAsWritten) {
+  std::string detour = "to-sub";
+  while (detour.size() <= PATH_MAX) {
+    detour += "/../sub";
+  }
+
+  EXPECT_EQ(canonical(detour + "/x", false), tmp.path("dir/sub/x"));
+}
+
+TEST_F(Path_Canonical, AppendsWhatIsInADirectoryItMayNotSearch) {
+  tmp.mkdir("locked/inner");
+  tmp.link("locked/link", "inner");
+  tmp.link("to-locked", "locked");
+  ASSERT_EQ(::chmod("locked", 0), 0);
+
+  runAsUnprivileged([&] {
+    EXPECT_EQ(canonical("to-locked", true), tmp.path("locked"));
+    EXPECT_EQ(canonical("to-locked/inner/x", true), tmp.path("locked/inner/x"));
+    EXPECT_EQ(canonical("to-locked/link", true), tmp.path("locked/link"));
+  });
+}
+
+TEST_F(Path_Canonical, IsRelativeInARemovedCurrentDirectory) {
+  const RemovedCurrentDir removed;
+
+  for (const bool normalizeFirst : {false, true}) {
+    EXPECT_EQ(canonical("", normalizeFirst), ".");
+    EXPECT_EQ(canonical("./", normalizeFirst), ".");
+    EXPECT_EQ(canonical("./x//y/../z/", normalizeFirst), "x/z");
+    EXPECT_EQ(canonical("../x", normalizeFirst), "../x");
+    EXPECT_EQ(canonical(tmp.path("to-sub/x"), normalizeFirst), tmp.path("dir/sub/x"));
+  }
+}
+
+TEST_F(Path_Canonical, IsAbsoluteInAVeryDeepCurrentDirectory) {
+  const std::string level(200, 'x');
+
+  runInChild([&] {
+    std::string deep = tmp.path();
+    while (deep.size() <= PATH_MAX) {
+      ASSERT_EQ(::mkdir(level.c_str(), 0755), 0);
+      ASSERT_EQ(::chdir(level.c_str()), 0);
+      deep += '/' + level;
+    }
+    ASSERT_EQ(::mkdir("dir", 0755), 0);
+    ASSERT_EQ(::symlink("dir", "link"), 0);
+
+    EXPECT_EQ(canonical("", true), deep);
+    EXPECT_EQ(canonical(".", false), deep);
+    EXPECT_EQ(canonical("./dir//", false), deep + "/dir");
+    EXPECT_EQ(canonical("dir/new", true), deep + "/dir/new");
+    EXPECT_EQ(canonical("new/x/../y", false), deep + "/new/y");
+    // The path is too long for the link to be resolved.
+    EXPECT_EQ(canonical("link", true), deep + "/link");
+    EXPECT_EQ(canonical("link/new", true), deep + "/link/new");
+    EXPECT_EQ(canonical(tmp.path("to-sub"), true), tmp.path("dir/sub"));
+  });
+}
+
+TEST_F(Path_Canonical, IsAbsoluteUnderADirectoryItMayNotSearch) {
+  tmp.mkdir("locked/work/dir");
+  tmp.link("locked/work/link", "dir");
+  const ScopedCurrentDir work("locked/work");
+  ASSERT_EQ(::chmod(tmp.path("locked").c_str(), 0), 0);
+
+  runAsUnprivileged([&] {
+    EXPECT_EQ(canonical("", true), tmp.path("locked/work"));
+    EXPECT_EQ(canonical("dir/../dir/", false), tmp.path("locked/work/dir"));
+    EXPECT_EQ(canonical("dir/new", true), tmp.path("locked/work/dir/new"));
+    EXPECT_EQ(canonical("link", true), tmp.path("locked/work/link"));
+    EXPECT_EQ(canonical("link/new", true), tmp.path("locked/work/link/new"));
+  });
+}
+
+TEST_F(Path_Canonical, ResolvesNoLinkThatItCannotExamine) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.mkdir("dir");
+    run.tmp.link("link", "dir");
+
+    const String found = run.act([] { return Path("link/new", true).canonical(); });
+
+    const bool resolved = !run.failed("stat link") && !run.failed("realpath link");
+    EXPECT_EQ(text(found), run.tmp.path(resolved ? "dir/new" : "link/new"));
+    run.expectSilence();
+  });
+}
+
+TEST_F(Path_Canonical, IsRelativeOnlyWhenGetcwdFailsToo) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.mkdir("dir");
+    run.calls.fail("realpath", EACCES);
+
+    const String found = run.act([] { return Path("./dir/new", false).canonical(); });
+
+    EXPECT_EQ(text(found), run.failed("getcwd") ? "dir/new" : run.tmp.path("dir/new"));
+    run.expectSilence();
+  });
 }
 
 }  // namespace
+}  // namespace vx::test

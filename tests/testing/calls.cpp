@@ -287,6 +287,7 @@ int examined(struct stat* status, const Text& text, const Real& real) {
   }
   *status = {};
   status->st_mode = static_cast<mode_t>(turn.answer()->value);
+  status->st_nlink = 1;  // 0 would be a removed entry
   turn.setErrno();
   return turn.answer()->fails ? -1 : 0;
 }

@@ -395,6 +395,7 @@ TEST(Calls, AreAnsweredInPlaceOfBeingMade) {
   EXPECT_EQ(::mkdir("a", 0777), 0);
   EXPECT_EQ(::stat("d", &status), 0);
   EXPECT_TRUE(S_ISDIR(status.st_mode));
+  EXPECT_EQ(status.st_nlink, 1U);
   EXPECT_EQ(::readlink("link", target.data(), target.size()), 6);
   EXPECT_STREQ(target.data(), "target");
   EXPECT_EQ(::rmdir("a"), -1);
