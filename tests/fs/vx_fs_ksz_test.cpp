@@ -120,6 +120,20 @@ TEST_F(ReadKsz, DoesNotCopyTheCallback) {
   EXPECT_EQ(copies, 0);
 }
 
+TEST(ReadKsz_Failures, AreThoseOfReadZip) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.write("a.ksz", ZipMaker().file("s.ksx", "scene").bytes());
+
+    const bool hasRead = run.act([] { return fs::readKsz("a.ksz", {}); });
+
+    // Only an archive whose end fails has been read all the same.
+    const bool isRead = run.log.all().empty() && !run.failed("mz_zip_reader_get_num_files", 1);
+    EXPECT_EQ(hasRead, isRead || run.failed("mz_zip_reader_end"));
+    EXPECT_TRUE(!hasRead || run.tmp.read("a.ksx") == "scene");
+    EXPECT_TRUE(run.sentinel.isUntouched());
+  });
+}
+
 // ---------------------------------------------------------------------------------------------
 // writeKsz
 
