@@ -55,8 +55,7 @@ using LogSink = std::function<void(LogLevel level, String line)>;
 ///   that other processes write to as well, lines longer than PIPE_BUF may mix with theirs.
 /// - A failure to write is ignored. A pipe without a reader still raises SIGPIPE, which ends the
 ///   process unless the application handles or ignores it.
-/// - If descriptor 2 is closed, the next file that the process opens may get the number 2, and
-/// lines
+/// - If descriptor 2 is closed, the next file that the process opens may get that number, and lines
 ///   are then written into that file. A program that may be started that way should open /dev/null
 ///   on the closed descriptors 0 to 2 first.
 [[gnu::format(printf, 1, 2)]] void logError(const char* format, ...);

@@ -63,6 +63,10 @@ class Path {
   /// members use that text.
   Path(String path, bool normalizeFirst);
 
+  /// A text is not a flag, here and below: `Path("dir", "file")` would ignore "file".
+  template <class Text>
+  Path(String path, Text* notAFlag) = delete;
+
   /// Returns the normal form.
   [[nodiscard]] String normalized() const;
 
@@ -93,8 +97,14 @@ class Path {
   /// `file(true)`.
   [[nodiscard]] String file(bool withExt) const;
 
+  template <class Text>
+  String file(Text* notAFlag) const = delete;
+
   /// Returns the extension, with or without its leading "."; empty if there is none.
   [[nodiscard]] String ext(bool withDot) const;
+
+  template <class Text>
+  String ext(Text* notAFlag) const = delete;
 
   /// Whether the path names an existing directory.
   ///
@@ -123,14 +133,26 @@ class Path {
   ///   ("a", false)   => ""      ("/a", false)  => "/"     ("", true)      => ""
   [[nodiscard]] static String dir(String path, bool isDir);
 
+  template <class Text>
+  static String dir(String path, Text* notAFlag) = delete;
+
   /// Same as `Path(path, false).ext(withDot)`.
   [[nodiscard]] static String ext(String path, bool withDot);
+
+  template <class Text>
+  static String ext(String path, Text* notAFlag) = delete;
 
   /// Same as `Path(path, normalizeFirst).isDir()`.
   [[nodiscard]] static bool isDir(String path, bool normalizeFirst);
 
+  template <class Text>
+  static bool isDir(String path, Text* notAFlag) = delete;
+
   /// Same as `Path(path, normalizeFirst).isFile()`.
   [[nodiscard]] static bool isFile(String path, bool normalizeFirst);
+
+  template <class Text>
+  static bool isFile(String path, Text* notAFlag) = delete;
 
   /// Returns `path` with `newExt` in place of its extension and without trailing separators. A
   /// leading "." is added to `newExt` if it has none. An empty `newExt` removes the extension.
