@@ -34,6 +34,39 @@ static_assert(std::is_copy_constructible_v<Path> && std::is_copy_assignable_v<Pa
 static_assert(!std::is_convertible_v<String, Path>);
 static_assert(!std::is_convertible_v<const char*, Path>);
 
+// Path("dir", "file") would take "file" as true.
+template <class Flag>
+concept IsFlagOfPath = requires(Path path, String text, Flag flag) {
+  Path(text, flag);
+  path.file(flag);
+  path.ext(flag);
+  Path::dir(text, flag);
+  Path::ext(text, flag);
+  Path::isDir(text, flag);
+  Path::isFile(text, flag);
+};
+static_assert(IsFlagOfPath<bool>);
+static_assert(!std::is_constructible_v<Path, String, const char*>);
+static_assert(!std::is_constructible_v<Path, String, const char (&)[5]>);
+template <class Flag>
+concept IsFlagOfDir = requires(Flag flag) {
+  Path::dir("a/b", flag);
+};
+template <class Flag>
+concept IsFlagOfExt = requires(Flag flag) {
+  Path::ext("a/b", flag);
+};
+template <class Flag>
+concept IsFlagOfIsDir = requires(Flag flag) {
+  Path::isDir("a/b", flag);
+};
+template <class Flag>
+concept IsFlagOfIsFile = requires(Flag flag) {
+  Path::isFile("a/b", flag);
+};
+static_assert(!IsFlagOfDir<const char*> && !IsFlagOfExt<const char*>);
+static_assert(!IsFlagOfIsDir<const char*> && !IsFlagOfIsFile<const char*>);
+
 using Names = std::vector<std::string>;
 
 /// Every text of up to seven of the characters that matter, and some others.
