@@ -81,13 +81,13 @@ pid_t forkChild() {
   return child;
 }
 
-[[noreturn]] void become(std::vector<std::string> command) {
+[[noreturn]] void become(std::vector<std::string> command, unsigned timeLimitSeconds) {
   std::vector<char*> words;
   for (std::string& word : command) {
     words.push_back(word.data());
   }
   words.push_back(nullptr);
-  ::alarm(kTimeLimitSeconds);
+  ::alarm(timeLimitSeconds);
   ::execvp(words[0], words.data());
   ::_exit(kCannotRun);
 }
@@ -130,7 +130,7 @@ void runAsUnprivileged(const std::function<void()>& body) {
   });
 }
 
-ChildEnd runProgram(const std::vector<std::string>& command) {
+ChildEnd runProgram(const std::vector<std::string>& command, unsigned timeLimitSeconds) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::tmpfile(), &std::fclose);
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> err(std::tmpfile(), &std::fclose);
   if (out == nullptr || err == nullptr) {
@@ -141,7 +141,7 @@ ChildEnd runProgram(const std::vector<std::string>& command) {
     ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
     ::dup2(::fileno(out.get()), STDOUT_FILENO);
     ::dup2(::fileno(err.get()), STDERR_FILENO);
-    become(command);
+    become(command, timeLimitSeconds);
   }
   ChildEnd end = waitFor(child);
   std::rewind(out.get());
@@ -159,7 +159,7 @@ ChildEnd runOnTerminal(const std::vector<std::string>& command) {
     throw std::system_error(errno, std::generic_category(), "forkpty");
   }
   if (child == 0) {
-    become(command);
+    become(command, kTimeLimitSeconds);
   }
   const std::string shown = readAll(terminal);
   ChildEnd end = waitFor(child);

@@ -14,7 +14,7 @@ namespace vx::test {
 /// How a child ended.
 struct ChildEnd {
   int exitCode = 0;   ///< -1 when a signal ended it; 127 when the program cannot be run
-  int signal = 0;     ///< SIGALRM when it took longer than 60 seconds
+  int signal = 0;     ///< SIGALRM when it took longer than the time limit
   std::string out{};  ///< what a program has written to standard output
   std::string err{};  ///< and to standard error
 
@@ -35,7 +35,8 @@ void runAsUnprivileged(const std::function<void()>& body);
 
 /// Runs another program, its first word looked up in PATH, in the current directory. Its input is
 /// empty, and neither output is a terminal.
-[[nodiscard]] ChildEnd runProgram(const std::vector<std::string>& command);
+[[nodiscard]] ChildEnd runProgram(const std::vector<std::string>& command,
+                                  unsigned timeLimitSeconds = 60);
 
 /// As `runProgram`, with input and both outputs on a terminal of its own; `out` is what it shows.
 [[nodiscard]] ChildEnd runOnTerminal(const std::vector<std::string>& command);
