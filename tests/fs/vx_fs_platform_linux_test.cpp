@@ -9,11 +9,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
+
+#include <sys/stat.h>
 
 namespace vx::test {
 namespace {
@@ -144,6 +147,17 @@ TEST_F(ExecutablePath, KeepsTheMarkInTheNameOfTheExecutable) {
     // A name that cannot be compared counts as another.
     EXPECT_EQ(buffer.c_str(), run.tmp.path(run.failedAny() ? "tool" : "tool (deleted)"));
   });
+}
+
+TEST_F(ExecutablePath, TakesAnEntryItCannotExamineForAnother) {
+  for (const char* const failing : {"stat /tool (deleted)", "stat /proc/self/exe"}) {
+    Calls calls;
+    calls.answer("readlink", "/tool (deleted)");
+    calls.fail(failing, EACCES);
+    calls.answer("stat", S_IFREG);
+
+    EXPECT_EQ(askedPath(), "/tool");
+  }
 }
 
 class ExePath : public FsTest {};
