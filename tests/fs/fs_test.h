@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 namespace vx::test {
 
 /// Runs in a `Sandbox`.
@@ -16,5 +18,17 @@ class SilentFsTest : public FsTest {
  protected:
   void TearDown() override { expectSilence(); }
 };
+
+/// Creates one entry of each kind in the current directory, and nothing at "missing".
+inline void createOneOfEachKind(const TempDir& tmp) {
+  tmp.mkdir("dir");
+  tmp.link("link-to-dir", "dir");
+  tmp.write("file", "text");
+  tmp.link("link-to-file", "file");
+  tmp.link("dangling", "missing");
+  tmp.link("loop", "loop");
+  ASSERT_EQ(::mkfifo("fifo", 0600), 0);
+  ASSERT_EQ(::mknod("socket", S_IFSOCK | 0600, 0), 0);
+}
 
 }  // namespace vx::test

@@ -25,18 +25,6 @@
 namespace vx::test {
 namespace {
 
-/// One entry of every kind, and nothing at "missing".
-void createOneOfEachKind(const TempDir& tmp) {
-  tmp.mkdir("dir");
-  tmp.link("link-to-dir", "dir");
-  tmp.write("file", "text");
-  tmp.link("link-to-file", "file");
-  tmp.link("dangling", "missing");
-  tmp.link("loop", "loop");
-  ASSERT_EQ(::mkfifo("fifo", 0600), 0);
-  ASSERT_EQ(::mknod("socket", S_IFSOCK | 0600, 0), 0);
-}
-
 const std::string kTooLong(300, 'n');
 
 // ---------------------------------------------------------------------------------------------

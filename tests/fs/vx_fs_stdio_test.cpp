@@ -1,20 +1,22 @@
-// The standard I/O wrappers: first the one library call that each makes, replaced at link time,
-// then what they do to real files.
+// The standard I/O wrappers, isDir, isFile and exists. None of them ever reports anything.
 
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
-#include "tests/fs/recorded_calls.h"
+#include "tests/testing/calls.h"
 #include "tests/testing/child.h"
+#include "tests/testing/failures.h"
+#include "tests/testing/scoped_cwd.h"
+#include "tests/testing/unobserved.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <limits>
-#include <sstream>
+#include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -24,357 +26,94 @@
 namespace vx::test {
 namespace {
 
-template <class... Arguments>
-std::string callText(const char* name, const Arguments&... arguments) {
-  std::ostringstream text;
-  text << name;
-  ((text << ' ' << arguments), ...);
-  return text.str();
-}
-
-/// While it lives, the stream calls are recorded, do nothing, and answer with what is set here.
-struct ScriptedStdio {
-  ScriptedStdio() { active = this; }
-  ScriptedStdio(const ScriptedStdio&) = delete;
-  ScriptedStdio& operator=(const ScriptedStdio&) = delete;
-  ~ScriptedStdio() { active = nullptr; }
-
-  template <class Result>
-  static Result answer(std::string call, Result ScriptedStdio::*result) {
-    active->calls.push_back(std::move(call));
-    errno = active->error;
-    return active->*result;
-  }
-
-  static inline ScriptedStdio* active = nullptr;
-
-  FILE* stream = nullptr;
-  int status = 0;
-  off_t position = 0;
-  std::size_t items = 0;
-  int error = 0;
-  std::vector<std::string> calls;
-};
-
-}  // namespace
-}  // namespace vx::test
-
-// NOLINTBEGIN(*-reserved-identifier, readability-identifier-naming)
-extern "C" {
-
-FILE* __real_fopen(const char* path, const char* mode);
-FILE* __real_freopen(const char* path, const char* mode, FILE* stream);
-int __real_fclose(FILE* stream);
-int __real_fseeko(FILE* stream, off_t offset, int whence);
-off_t __real_ftello(FILE* stream);
-std::size_t __real_fread(void* buffer, std::size_t size, std::size_t count, FILE* stream);
-std::size_t __real_fwrite(const void* buffer, std::size_t size, std::size_t count, FILE* stream);
-int __real_fflush(FILE* stream);
-
-FILE* __wrap_fopen(const char* path, const char* mode) {
-  using vx::test::callText, vx::test::ScriptedStdio;
-  return ScriptedStdio::active == nullptr
-             ? __real_fopen(path, mode)
-             : ScriptedStdio::answer(callText("fopen", path, mode), &ScriptedStdio::stream);
-}
-
-FILE* __wrap_freopen(const char* path, const char* mode, FILE* stream) {
-  using vx::test::callText, vx::test::ScriptedStdio;
-  return ScriptedStdio::active == nullptr
-             ? __real_freopen(path, mode, stream)
-             : ScriptedStdio::answer(callText("freopen", path, mode, stream),
-                                     &ScriptedStdio::stream);
-}
-
-int __wrap_fclose(FILE* stream) {
-  using vx::test::callText, vx::test::ScriptedStdio;
-  return ScriptedStdio::active == nullptr
-             ? __real_fclose(stream)
-             : ScriptedStdio::answer(callText("fclose", stream), &ScriptedStdio::status);
-}
-
-int __wrap_fseeko(FILE* stream, off_t offset, int whence) {
-  using vx::test::callText, vx::test::ScriptedStdio;
-  return ScriptedStdio::active == nullptr
-             ? __real_fseeko(stream, offset, whence)
-             : ScriptedStdio::answer(callText("fseeko", stream, offset, whence),
-                                     &ScriptedStdio::status);
-}
-
-off_t __wrap_ftello(FILE* stream) {
-  using vx::test::callText, vx::test::ScriptedStdio;
-  return ScriptedStdio::active == nullptr
-             ? __real_ftello(stream)
-             : ScriptedStdio::answer(callText("ftello", stream), &ScriptedStdio::position);
-}
-
-std::size_t __wrap_fread(void* buffer, std::size_t size, std::size_t count, FILE* stream) {
-  using vx::test::callText, vx::test::ScriptedStdio;
-  return ScriptedStdio::active == nullptr
-             ? __real_fread(buffer, size, count, stream)
-             : ScriptedStdio::answer(callText("fread", buffer, size, count, stream),
-                                     &ScriptedStdio::items);
-}
-
-std::size_t __wrap_fwrite(const void* buffer, std::size_t size, std::size_t count, FILE* stream) {
-  using vx::test::callText, vx::test::ScriptedStdio;
-  return ScriptedStdio::active == nullptr
-             ? __real_fwrite(buffer, size, count, stream)
-             : ScriptedStdio::answer(callText("fwrite", buffer, size, count, stream),
-                                     &ScriptedStdio::items);
-}
-
-int __wrap_fflush(FILE* stream) {
-  using vx::test::callText, vx::test::ScriptedStdio;
-  return ScriptedStdio::active == nullptr
-             ? __real_fflush(stream)
-             : ScriptedStdio::answer(callText("fflush", stream), &ScriptedStdio::status);
-}
-
-}  // extern "C"
-// NOLINTEND(*-reserved-identifier, readability-identifier-naming)
-
-namespace vx::test {
-namespace {
-
-// An `errno` that none of these calls would set by itself: found afterwards, it has been passed on.
-constexpr int kErrno = EDOM;
-
-// Streams that scripted calls are given and answer with; nothing is done to them.
-FILE* const someStream = stdin;
-FILE* const otherStream = stdout;
-
 // ---------------------------------------------------------------------------------------------
-// The call and its result
+// Standard I/O
 
-class StdioCall : public SilentFsTest {};
-
-TEST_F(StdioCall, FopenOpensTheTextAsWritten) {
-  ScriptedStdio stdio;
-  stdio.stream = someStream;
-  stdio.error = kErrno;
-  errno = 0;
-
-  FILE* const opened = fs::Fopen("./a//..\\b", "rb+");
-
-  EXPECT_EQ(errno, kErrno);
-  EXPECT_EQ(opened, someStream);
-  EXPECT_EQ(stdio.calls, lines("fopen ./a//..\\b rb+"));
-}
-
-TEST_F(StdioCall, FopenPassesTheFailureOn) {
-  ScriptedStdio stdio;
-  stdio.error = kErrno;
-  errno = 0;
-
-  FILE* const opened = fs::Fopen("a", "r");
-
-  EXPECT_EQ(errno, kErrno);
-  EXPECT_EQ(opened, nullptr);
-  EXPECT_EQ(stdio.calls, lines("fopen a r"));
-}
-
-TEST_F(StdioCall, FreopenReopensTheStreamOnTheTextAsWritten) {
-  ScriptedStdio stdio;
-  stdio.stream = otherStream;
-  stdio.error = kErrno;
-  errno = 0;
-
-  FILE* const opened = fs::Freopen("./a//b", "w", someStream);
-
-  EXPECT_EQ(errno, kErrno);
-  EXPECT_EQ(opened, otherStream);
-  EXPECT_EQ(stdio.calls, lines(callText("freopen ./a//b w", someStream)));
-}
-
-TEST_F(StdioCall, FreopenPassesTheFailureOn) {
-  ScriptedStdio stdio;
-  stdio.error = kErrno;
-  errno = 0;
-
-  FILE* const opened = fs::Freopen("a", "w", someStream);
-
-  EXPECT_EQ(errno, kErrno);
-  EXPECT_EQ(opened, nullptr);
-}
-
-TEST_F(StdioCall, FclosePassesItsResultOn) {
-  for (const int status : {0, EOF}) {
-    ScriptedStdio stdio;
-    stdio.status = status;
-    stdio.error = kErrno;
-    errno = 0;
-
-    const int result = fs::Fclose(someStream);
-
-    EXPECT_EQ(errno, kErrno);
-    EXPECT_EQ(result, status);
-    EXPECT_EQ(stdio.calls, lines(callText("fclose", someStream)));
-  }
-}
-
-TEST_F(StdioCall, FremoveTurnsTheResultIntoSuccess) {
-  RecordedCalls calls;
-  calls.pretend("remove ./a//b");
-  calls.fail("remove missing", kErrno);
-
-  EXPECT_TRUE(fs::Fremove("./a//b"));
-  errno = 0;
-  const bool failed = fs::Fremove("missing");
-
-  EXPECT_EQ(errno, kErrno);
-  EXPECT_FALSE(failed);
-  EXPECT_EQ(calls.all(), lines("remove ./a//b", "remove missing"));
-}
-
-TEST_F(StdioCall, FrenamePassesItsResultOn) {
-  RecordedCalls calls;
-  calls.pretend("rename ./a//b c/./d");
-  calls.fail("rename c missing/d", kErrno);
-
-  EXPECT_EQ(fs::Frename("./a//b", "c/./d"), 0);
-  errno = 0;
-  const int failed = fs::Frename("c", "missing/d");
-
-  EXPECT_EQ(errno, kErrno);
-  EXPECT_EQ(failed, -1);
-  EXPECT_EQ(calls.all(), lines("rename ./a//b c/./d", "rename c missing/d"));
-}
-
-TEST_F(StdioCall, FseekTakesOffsetsOf64Bits) {
-  for (const long long offset :
-       {0LL, -5'000'000'000LL, 5'000'000'000LL, std::numeric_limits<long long>::max()}) {
-    for (const int whence : {SEEK_SET, SEEK_CUR, SEEK_END}) {
-      ScriptedStdio stdio;
-
-      EXPECT_EQ(fs::Fseek(someStream, offset, whence), 0);
-
-      EXPECT_EQ(stdio.calls, lines(callText("fseeko", someStream, offset, whence)));
+class StdioTest : public SilentFsTest {
+ protected:
+  /// Opens a stream without recording a call.
+  FILE* opened(const std::string& path, const char* mode) {
+    const Unobserved unobserved;
+    FILE* const stream = std::fopen(tmp.path(path).c_str(), mode);
+    if (stream == nullptr) {
+      throw std::runtime_error("cannot open " + path);
     }
+    return stream;
   }
-}
 
-TEST_F(StdioCall, FseekPassesTheFailureOn) {
-  ScriptedStdio stdio;
-  stdio.status = -1;
-  stdio.error = kErrno;
-  errno = 0;
-
-  const int result = fs::Fseek(someStream, 1, SEEK_SET);
-
-  EXPECT_EQ(errno, kErrno);
-  EXPECT_EQ(result, -1);
-}
-
-TEST_F(StdioCall, FtellAnswersPositionsOf64Bits) {
-  for (const long long position : {0LL, 6'000'000'000LL, -1LL}) {
-    ScriptedStdio stdio;
-    stdio.position = position;
-    stdio.error = kErrno;
-    errno = 0;
-
-    const long long result = fs::Ftell(someStream);
-
-    EXPECT_EQ(errno, kErrno);
-    EXPECT_EQ(result, position);
-    EXPECT_EQ(stdio.calls, lines(callText("ftello", someStream)));
-  }
-}
-
-TEST_F(StdioCall, FreadPassesItsArgumentsAndItsResultOn) {
-  ScriptedStdio stdio;
-  stdio.items = 5;
-  stdio.error = kErrno;
-  std::array<char, 21> buffer{};
-  void* const bytes = buffer.data();
-  errno = 0;
-
-  const std::size_t read = fs::Fread(bytes, 3, 7, someStream);
-
-  EXPECT_EQ(errno, kErrno);
-  EXPECT_EQ(read, 5U);
-  EXPECT_EQ(stdio.calls, lines(callText("fread", bytes, 3, 7, someStream)));
-}
-
-TEST_F(StdioCall, FwritePassesItsArgumentsAndItsResultOn) {
-  ScriptedStdio stdio;
-  stdio.items = 5;
-  stdio.error = kErrno;
-  const std::array<char, 21> buffer{};
-  const void* const bytes = buffer.data();
-  errno = 0;
-
-  const std::size_t written = fs::Fwrite(bytes, 3, 7, someStream);
-
-  EXPECT_EQ(errno, kErrno);
-  EXPECT_EQ(written, 5U);
-  EXPECT_EQ(stdio.calls, lines(callText("fwrite", bytes, 3, 7, someStream)));
-}
-
-TEST_F(StdioCall, FflushPassesItsResultOn) {
-  FILE* const all = nullptr;
-  for (FILE* const stream : {someStream, all}) {
-    for (const int status : {0, EOF}) {
-      ScriptedStdio stdio;
-      stdio.status = status;
-      stdio.error = kErrno;
+  /// Expects `function` to make only this library call and to return its failure and its `errno`.
+  template <class Result, class Function>
+  static void expectFailure(const std::string& call, Result failure, Function function) {
+    for (const int error : {EDOM, EINTR, EIO}) {
+      Calls calls;
+      calls.fail(call, error);
       errno = 0;
 
-      const int result = fs::Fflush(stream);
+      const Result result = function();
+      const int errorAfter = errno;
 
-      EXPECT_EQ(errno, kErrno);
-      EXPECT_EQ(result, status);
-      EXPECT_EQ(stdio.calls, lines(callText("fflush", stream)));
+      EXPECT_EQ(result, failure);
+      EXPECT_EQ(errorAfter, error);
+      EXPECT_EQ(calls.all(), lines(call));
     }
   }
+};
+
+using Fopen = StdioTest;
+
+TEST_F(Fopen, OpensThePathAsWritten) {
+  tmp.write("d/f\\", "text");
+  Calls calls;
+
+  FILE* const stream = fs::Fopen("./d//f\\", "rb+");
+
+  EXPECT_EQ(calls.all(), lines("fopen ./d//f\\ rb+"));
+  ASSERT_NE(stream, nullptr);
+  EXPECT_EQ(std::fgetc(stream), 't');
+  EXPECT_EQ(std::fclose(stream), 0);
 }
 
-// ---------------------------------------------------------------------------------------------
-// Real files
+TEST_F(Fopen, ReturnsNullOnFailure) {
+  FILE* const none = nullptr;
 
-class Stdio : public SilentFsTest {};
-
-TEST_F(Stdio, WritesAndReadsBackBytes) {
-  const std::string bytes("line\r\n\0\xff end", 12);
-  FILE* const out = fs::Fopen("f", "wb");
-  ASSERT_NE(out, nullptr);
-  EXPECT_EQ(fs::Fwrite(bytes.data(), 1, bytes.size(), out), bytes.size());
-  EXPECT_EQ(fs::Fclose(out), 0);
-
-  FILE* const in = fs::Fopen("f", "rb");
-  ASSERT_NE(in, nullptr);
-  std::string read(bytes.size() + 1, '?');
-  read.resize(fs::Fread(read.data(), 1, read.size(), in));
-  EXPECT_EQ(fs::Fclose(in), 0);
-
-  EXPECT_EQ(read, bytes);
+  expectFailure("fopen f r", none, [] { return fs::Fopen("f", "r"); });
 }
 
-TEST_F(Stdio, FopenOfAMissingFileIsNull) {
+TEST_F(Fopen, DoesNotTakeTheNormalForm) {
+  tmp.write("f", "text");
   errno = 0;
 
-  FILE* const opened = fs::Fopen("missing", "r");
+  FILE* const stream = fs::Fopen("missing/../f", "r");
 
   EXPECT_EQ(errno, ENOENT);
-  EXPECT_EQ(opened, nullptr);
+  EXPECT_EQ(stream, nullptr);
 }
 
-TEST_F(Stdio, FreopenMovesTheStreamToAnotherFile) {
-  FILE* const stream = fs::Fopen("a", "w");
-  ASSERT_NE(stream, nullptr);
-  EXPECT_EQ(fs::Fwrite("1", 1, 1, stream), 1U);
+using Freopen = StdioTest;
 
-  EXPECT_EQ(fs::Freopen("b", "w", stream), stream);
+TEST_F(Freopen, MovesTheStreamToThePathAsWritten) {
+  FILE* const stream = opened("a", "w");
+  std::fputs("1", stream);
+  Calls calls;
 
-  EXPECT_EQ(fs::Fwrite("2", 1, 1, stream), 1U);
-  EXPECT_EQ(fs::Fclose(stream), 0);
+  EXPECT_EQ(fs::Freopen(".//b", "wb", stream), stream);
+
+  EXPECT_EQ(calls.all(), lines("freopen .//b wb"));
+  std::fputs("2", stream);
+  EXPECT_EQ(std::fclose(stream), 0);
   EXPECT_EQ(tmp.read("a"), "1");
   EXPECT_EQ(tmp.read("b"), "2");
 }
 
-TEST_F(Stdio, FreopenThatFailsClosesTheStream) {
+TEST_F(Freopen, ReturnsNullOnFailure) {
+  FILE* const none = nullptr;
+
+  expectFailure("freopen f r", none, [&] { return fs::Freopen("f", "r", opened("old", "w")); });
+}
+
+TEST_F(Freopen, ClosesTheStreamOnFailure) {
   runInChild([] {
-    // A stream that needs no memory, which a failure would leave to nobody.
+    // A stream that needs no memory, since a failure does not release any.
     const int descriptor = ::fileno(stdin);
     ASSERT_EQ(::dup2(::open("/dev/null", O_RDONLY), descriptor), descriptor);
 
@@ -384,161 +123,448 @@ TEST_F(Stdio, FreopenThatFailsClosesTheStream) {
   });
 }
 
-TEST_F(Stdio, FcloseReportsBytesThatCouldNotBeWrittenAndClosesAllTheSame) {
+using Fclose = StdioTest;
+
+TEST_F(Fclose, WritesWhatIsBuffered) {
+  FILE* const stream = opened("f", "w");
+  const int descriptor = ::fileno(stream);
+  std::fputs("text", stream);
+  Calls calls;
+
+  EXPECT_EQ(fs::Fclose(stream), 0);
+
+  EXPECT_EQ(calls.all(), lines("fclose"));
+  EXPECT_EQ(::fcntl(descriptor, F_GETFD), -1);
+  EXPECT_EQ(tmp.read("f"), "text");
+}
+
+TEST_F(Fclose, ReturnsEofOnFailure) {
+  expectFailure("fclose", EOF, [&] { return fs::Fclose(opened("f", "w")); });
+}
+
+TEST_F(Fclose, ClosesTheStreamOnFailure) {
   FILE* const stream = fs::Fopen("/dev/full", "w");
   ASSERT_NE(stream, nullptr);
   const int descriptor = ::fileno(stream);
-  EXPECT_EQ(fs::Fwrite("x", 1, 1, stream), 1U);
-  errno = 0;
+  std::fputs("x", stream);
 
-  const int result = fs::Fclose(stream);
+  EXPECT_EQ(fs::Fclose(stream), EOF);
 
   EXPECT_EQ(errno, ENOSPC);
-  EXPECT_EQ(result, EOF);
   EXPECT_EQ(::fcntl(descriptor, F_GETFD), -1);
 }
 
-TEST_F(Stdio, FflushWritesOutWhatIsBuffered) {
-  FILE* const stream = fs::Fopen("f", "w");
-  ASSERT_NE(stream, nullptr);
-  EXPECT_EQ(fs::Fwrite("text", 1, 4, stream), 4U);
-  EXPECT_EQ(tmp.read("f"), "");
+using Fremove = StdioTest;
 
-  EXPECT_EQ(fs::Fflush(stream), 0);
-
-  EXPECT_EQ(tmp.read("f"), "text");
-  EXPECT_EQ(fs::Fclose(stream), 0);
-}
-
-TEST_F(Stdio, FflushOfNullWritesOutAllStreams) {
-  FILE* const a = fs::Fopen("a", "w");
-  FILE* const b = fs::Fopen("b", "w");
-  ASSERT_NE(a, nullptr);
-  ASSERT_NE(b, nullptr);
-  EXPECT_EQ(fs::Fwrite("1", 1, 1, a), 1U);
-  EXPECT_EQ(fs::Fwrite("2", 1, 1, b), 1U);
-
-  EXPECT_EQ(fs::Fflush(nullptr), 0);
-
-  EXPECT_EQ(tmp.read("a"), "1");
-  EXPECT_EQ(tmp.read("b"), "2");
-  EXPECT_EQ(fs::Fclose(a), 0);
-  EXPECT_EQ(fs::Fclose(b), 0);
-}
-
-TEST_F(Stdio, FflushReportsBytesThatCouldNotBeWritten) {
-  FILE* const stream = fs::Fopen("/dev/full", "w");
-  ASSERT_NE(stream, nullptr);
-  EXPECT_EQ(fs::Fwrite("x", 1, 1, stream), 1U);
-  errno = 0;
-
-  const int result = fs::Fflush(stream);
-
-  EXPECT_EQ(errno, ENOSPC);
-  EXPECT_EQ(result, EOF);
-  (void)fs::Fclose(stream);
-}
-
-TEST_F(Stdio, FreadCountsWholeItems) {
-  tmp.write("f", "0123456789");
-  FILE* const stream = fs::Fopen("f", "r");
-  ASSERT_NE(stream, nullptr);
-  std::array<char, 12> buffer{};
-
-  EXPECT_EQ(fs::Fread(buffer.data(), 4, 3, stream), 2U);
-
-  EXPECT_EQ(fs::Fclose(stream), 0);
-}
-
-TEST_F(Stdio, FwriteToAStreamForReadingWritesNothing) {
+TEST_F(Fremove, RemovesThePathAsWritten) {
   tmp.write("f", "text");
-  FILE* const stream = fs::Fopen("f", "r");
-  ASSERT_NE(stream, nullptr);
+  tmp.mkdir("empty");
+  Calls calls;
 
-  EXPECT_EQ(fs::Fwrite("ab", 1, 2, stream), 0U);
+  EXPECT_TRUE(fs::Fremove(".//f"));
+  EXPECT_TRUE(fs::Fremove("empty"));
 
-  EXPECT_EQ(fs::Fclose(stream), 0);
-  EXPECT_EQ(tmp.read("f"), "text");
-}
-
-TEST_F(Stdio, RenamedFileIsGoneUnderItsOldName) {
-  tmp.write("old", "text");
-
-  EXPECT_EQ(fs::Frename("old", "new"), 0);
-  EXPECT_FALSE(fs::Fremove("old"));
-
-  EXPECT_EQ(tmp.read("new"), "text");
-  EXPECT_TRUE(fs::Fremove("new"));
+  EXPECT_EQ(calls.all(), lines("remove .//f", "remove empty"));
   EXPECT_EQ(tmp.entries(), lines());
 }
 
-TEST_F(Stdio, FrenameReplacesWhatIsThere) {
-  tmp.write("from", "new");
-  tmp.write("to", "old");
-
-  EXPECT_EQ(fs::Frename("from", "to"), 0);
-
-  EXPECT_EQ(tmp.entries(), lines("to"));
-  EXPECT_EQ(tmp.read("to"), "new");
+TEST_F(Fremove, ReturnsFalseOnFailure) {
+  expectFailure("remove f", false, [] { return fs::Fremove("f"); });
 }
 
-TEST_F(Stdio, FrenameOfAMissingFileIsMinusOne) {
-  errno = 0;
-
-  const int result = fs::Frename("missing", "to");
-
-  EXPECT_EQ(errno, ENOENT);
-  EXPECT_EQ(result, -1);
-}
-
-TEST_F(Stdio, FremoveRemovesAnEmptyDirectoryButNoOther) {
-  tmp.mkdir("empty");
+TEST_F(Fremove, KeepsADirectoryThatIsNotEmpty) {
   tmp.write("full/f", "text");
 
-  EXPECT_TRUE(fs::Fremove("empty"));
   EXPECT_FALSE(fs::Fremove("full"));
 
   EXPECT_EQ(tmp.entries(), lines("full/", "full/f"));
 }
 
-TEST_F(Stdio, OffsetsGoBeyondFourGibibytes) {
+using Frename = StdioTest;
+
+TEST_F(Frename, ReturnsZeroOnSuccess) {
+  tmp.write("from", "new");
+  tmp.write("to", "old");
+  Calls calls;
+
+  EXPECT_EQ(fs::Frename("./from", ".//to"), 0);
+  EXPECT_FALSE(fs::Fremove("from"));
+
+  EXPECT_EQ(calls.all(), lines("rename ./from .//to", "remove from"));
+  EXPECT_EQ(tmp.entries(), lines("to"));
+  EXPECT_EQ(tmp.read("to"), "new");
+}
+
+TEST_F(Frename, ReturnsMinusOneOnFailure) {
+  expectFailure("rename from to", -1, [] { return fs::Frename("from", "to"); });
+}
+
+using Fseek = StdioTest;
+
+TEST_F(Fseek, TakesOffsetsOf64Bits) {
+  FILE* const stream = opened("f", "w");
+  for (const long long offset :
+       {0LL, -5'000'000'000LL, 5'000'000'000LL, std::numeric_limits<long long>::max()}) {
+    for (const int whence : {SEEK_SET, SEEK_CUR, SEEK_END}) {
+      Calls calls;
+      calls.succeed("fseeko");
+
+      EXPECT_EQ(fs::Fseek(stream, offset, whence), 0);
+
+      EXPECT_EQ(calls.all(),
+                lines("fseeko " + std::to_string(offset) + " " + std::to_string(whence)));
+    }
+  }
+  std::fclose(stream);
+}
+
+TEST_F(Fseek, ReturnsMinusOneOnFailure) {
+  FILE* const stream = opened("f", "w");
+
+  expectFailure("fseeko 1 0", -1, [&] { return fs::Fseek(stream, 1, SEEK_SET); });
+
+  std::fclose(stream);
+}
+
+TEST_F(Fseek, GoesBeyondFourGibibytes) {
   constexpr long long kGibibyte = 1LL << 30;
-  FILE* const stream = fs::Fopen("sparse", "w+b");
-  ASSERT_NE(stream, nullptr);
+  FILE* const stream = opened("sparse", "w+b");
   for (const long long offset : {3 * kGibibyte, 5 * kGibibyte}) {
     EXPECT_EQ(fs::Fseek(stream, offset, SEEK_SET), 0);
-    EXPECT_EQ(fs::Fwrite("x", 1, 1, stream), 1U);
+    std::fputs("x", stream);
     EXPECT_EQ(fs::Ftell(stream), offset + 1);
   }
 
+  EXPECT_EQ(fs::Fseek(stream, -2 * kGibibyte - 1, SEEK_CUR), 0);
+  EXPECT_EQ(std::fgetc(stream), 'x');
+  EXPECT_EQ(fs::Ftell(stream), 3 * kGibibyte + 1);
   EXPECT_EQ(fs::Fseek(stream, 0, SEEK_END), 0);
   EXPECT_EQ(fs::Ftell(stream), 5 * kGibibyte + 1);
-  EXPECT_EQ(fs::Fseek(stream, -2 * kGibibyte - 1, SEEK_CUR), 0);
-  char byte = '?';
-  EXPECT_EQ(fs::Fread(&byte, 1, 1, stream), 1U);
-
-  EXPECT_EQ(byte, 'x');
-  EXPECT_EQ(fs::Ftell(stream), 3 * kGibibyte + 1);
-  EXPECT_EQ(fs::Fclose(stream), 0);
-  struct stat status {};
-  ASSERT_EQ(::stat("sparse", &status), 0);
-  EXPECT_EQ(status.st_size, 5 * kGibibyte + 1);
+  std::fclose(stream);
 }
 
-TEST_F(Stdio, PositionOfAPipeCannotBeHad) {
-  std::array<int, 2> ends{};
-  ASSERT_EQ(::pipe(ends.data()), 0);
-  FILE* const stream = ::fdopen(ends[0], "r");
-  ASSERT_NE(stream, nullptr);
-  errno = 0;
+using Ftell = StdioTest;
 
-  const long long position = fs::Ftell(stream);
+TEST_F(Ftell, ReturnsPositionsOf64Bits) {
+  FILE* const stream = opened("f", "w");
+  for (const long long position : {0LL, 6'000'000'000LL}) {
+    Calls calls;
+    calls.answer("ftello", position);
 
-  EXPECT_EQ(errno, ESPIPE);
-  EXPECT_EQ(position, -1);
-  EXPECT_EQ(fs::Fseek(stream, 0, SEEK_SET), -1);
-  EXPECT_EQ(fs::Fclose(stream), 0);
-  ::close(ends[1]);
+    EXPECT_EQ(fs::Ftell(stream), position);
+
+    EXPECT_EQ(calls.all(), lines("ftello"));
+  }
+  std::fclose(stream);
+}
+
+TEST_F(Ftell, ReturnsMinusOneOnFailure) {
+  FILE* const stream = opened("f", "w");
+
+  expectFailure("ftello", -1LL, [&] { return fs::Ftell(stream); });
+
+  std::fclose(stream);
+}
+
+using Fread = StdioTest;
+
+TEST_F(Fread, CountsWholeItems) {
+  tmp.write("f", std::string("01\0\xff\r\n6789", 10));
+  FILE* const stream = opened("f", "r");
+  std::array<char, 12> buffer{};
+  Calls calls;
+
+  EXPECT_EQ(fs::Fread(buffer.data(), 4, 3, stream), 2U);
+
+  EXPECT_EQ(calls.all(), lines("fread 4 3"));
+  EXPECT_EQ(std::string(buffer.data(), 8), std::string("01\0\xff\r\n67", 8));
+  std::fclose(stream);
+}
+
+TEST_F(Fread, ReturnsZeroOnFailure) {
+  FILE* const stream = opened("f", "w+");
+  std::array<char, 21> buffer{};
+
+  expectFailure("fread 3 7", std::size_t{0},
+                [&] { return fs::Fread(buffer.data(), 3, 7, stream); });
+
+  std::fclose(stream);
+}
+
+using Fwrite = StdioTest;
+
+TEST_F(Fwrite, CountsWholeItems) {
+  const std::string bytes("01\0\xff\r\n", 6);
+  FILE* const stream = opened("f", "w");
+  Calls calls;
+
+  EXPECT_EQ(fs::Fwrite(bytes.data(), 3, 2, stream), 2U);
+
+  EXPECT_EQ(calls.all(), lines("fwrite 3 2"));
+  std::fclose(stream);
+  EXPECT_EQ(tmp.read("f"), bytes);
+}
+
+TEST_F(Fwrite, ReturnsTheItemsBeforeAFailure) {
+  FILE* const stream = opened("f", "w");
+  expectFailure("fwrite 1 2", std::size_t{0}, [&] { return fs::Fwrite("ab", 1, 2, stream); });
+  Calls calls;
+  calls.answer("fwrite", 1);
+
+  EXPECT_EQ(fs::Fwrite("ab", 1, 2, stream), 1U);
+
+  std::fclose(stream);
+}
+
+using Fflush = StdioTest;
+
+TEST_F(Fflush, WritesWhatIsBuffered) {
+  FILE* const stream = opened("f", "w");
+  FILE* const other = opened("g", "w");
+  std::fputs("text", stream);
+  std::fputs("text", other);
+  Calls calls;
+
+  EXPECT_EQ(fs::Fflush(stream), 0);
+
+  EXPECT_EQ(calls.all(), lines("fflush"));
+  EXPECT_EQ(tmp.read("f"), "text");
+  EXPECT_EQ(tmp.read("g"), "");
+  std::fclose(stream);
+  std::fclose(other);
+}
+
+TEST_F(Fflush, WritesAllStreamsForNull) {
+  FILE* const stream = opened("f", "w");
+  FILE* const other = opened("g", "w");
+  std::fputs("1", stream);
+  std::fputs("2", other);
+
+  EXPECT_EQ(fs::Fflush(nullptr), 0);
+
+  EXPECT_EQ(tmp.read("f"), "1");
+  EXPECT_EQ(tmp.read("g"), "2");
+  std::fclose(stream);
+  std::fclose(other);
+}
+
+TEST_F(Fflush, ReturnsEofOnFailure) {
+  FILE* const stream = opened("f", "w");
+
+  expectFailure("fflush", EOF, [&] { return fs::Fflush(stream); });
+
+  std::fclose(stream);
+}
+
+// ---------------------------------------------------------------------------------------------
+// isDir, isFile and exists
+
+enum class Kind { None, Directory, File };
+
+/// Returns what the three queries say together. Fails if they contradict each other.
+Kind kindOf(const std::string& path) {
+  const bool isDir = fs::isDir(vxText(path));
+  const bool isFile = fs::isFile(vxText(path));
+  EXPECT_FALSE(isDir && isFile) << path;
+  EXPECT_EQ(fs::exists(vxText(path)), isDir || isFile) << path;
+  if (isDir) {
+    return Kind::Directory;
+  }
+  return isFile ? Kind::File : Kind::None;
+}
+
+using StatusQueries = SilentFsTest;
+
+TEST_F(StatusQueries, FollowLinksAndTakeTheNormalForm) {
+  struct Row {
+    std::string path;
+    Kind kind;
+  };
+  createOneOfEachKind(tmp);
+  tmp.mkdir("far/away");
+  tmp.link("link", "far/away");
+  tmp.write("dir/f", "text");
+  const Row rows[] = {
+      {"", Kind::None},
+      {"dir", Kind::Directory},
+      {tmp.path("dir"), Kind::Directory},
+      {".", Kind::Directory},
+      {"..", Kind::Directory},
+      {"/", Kind::Directory},
+      {"link-to-dir", Kind::Directory},
+      {"socket", Kind::Directory},
+      {"file", Kind::File},
+      {tmp.path("file"), Kind::File},
+      {"link-to-file", Kind::File},
+      {"fifo", Kind::File},
+      {"/dev/null", Kind::File},
+      {"missing", Kind::None},
+      {"missing/x", Kind::None},
+      {"file/x", Kind::None},
+      {"dangling", Kind::None},
+      {"loop", Kind::None},
+      {"loop/x", Kind::None},
+      {std::string(300, 'n'), Kind::None},
+      {std::string(5000, 'n'), Kind::None},
+      {"dir/", Kind::Directory},
+      {"./dir//.", Kind::Directory},
+      {"file/", Kind::File},
+      {"file/..", Kind::Directory},
+      {"dir/./f", Kind::File},
+      {"missing/../dir/f", Kind::File},
+      // The parent directory of a link is the one that the link is in.
+      {"link/../file", Kind::File},
+      {"dir\\f", Kind::None},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(kindOf(row.path), row.kind) << row.path;
+  }
+}
+
+TEST_F(StatusQueries, TestTheDirectoryBitAlone) {
+  struct Row {
+    mode_t type;
+    Kind kind;
+  };
+  constexpr Row kRows[] = {
+      {S_IFDIR, Kind::Directory},  {S_IFBLK, Kind::Directory},
+      {S_IFSOCK, Kind::Directory}, {S_IFREG, Kind::File},
+      {S_IFCHR, Kind::File},       {S_IFIFO, Kind::File},
+      {S_IFLNK, Kind::File},       {0, Kind::File},
+  };
+  for (const Row& row : kRows) {
+    for (const mode_t permissions : {0U, 0644U, 07777U}) {
+      Calls calls;
+      calls.answer("stat entry", row.type | permissions);
+
+      EXPECT_EQ(kindOf("entry"), row.kind) << std::oct << (row.type | permissions);
+    }
+  }
+}
+
+TEST_F(StatusQueries, FindAFileBeyondFourGibibytes) {
+  std::filesystem::resize_file(tmp.write("f", ""), 5LL << 30);
+
+  EXPECT_EQ(kindOf("f"), Kind::File);
+}
+
+TEST_F(StatusQueries, NeedPermissionToSearchTheParentDirectory) {
+  tmp.mkdir("locked/d");
+  tmp.write("locked/f", "text");
+  tmp.write("f", "text");
+  ASSERT_EQ(::chmod("locked", 0600), 0);
+  ASSERT_EQ(::chmod("f", 0), 0);
+
+  runAsUnprivileged([&] {
+    EXPECT_EQ(kindOf("locked"), Kind::Directory);
+    EXPECT_EQ(kindOf("locked/d"), Kind::None);
+    EXPECT_EQ(kindOf("locked/f"), Kind::None);
+    EXPECT_EQ(kindOf("f"), Kind::File);
+    expectSilence();
+  });
+}
+
+TEST_F(StatusQueries, AskTheSystemAboutARemovedCurrentDirectory) {
+  const RemovedCurrentDir inside;
+  struct stat status {};
+  const bool isFound = ::stat(".", &status) == 0;
+
+  EXPECT_EQ(kindOf("."), isFound ? Kind::Directory : Kind::None);
+}
+
+TEST_F(StatusQueries, LeaveTheCallersPathAlone) {
+  const String path = "d//./";
+
+  (void)fs::isDir(path);
+  (void)fs::isFile(path);
+  (void)fs::exists(path);
+
+  EXPECT_EQ(path, "d//./");
+}
+
+using IsDir = SilentFsTest;
+
+TEST_F(IsDir, MakesOneCallForTheNormalForm) {
+  Calls calls;
+  calls.answer("stat d", S_IFDIR);
+
+  EXPECT_TRUE(fs::isDir("x/.././d//"));
+  EXPECT_FALSE(fs::isDir("./a b\n\\\xff/"));
+  EXPECT_FALSE(fs::isDir(""));
+
+  EXPECT_EQ(calls.all(), lines("stat d", "stat a b\n\\\xff"));
+}
+
+TEST_F(IsDir, IsFalseOnFailure) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.mkdir("d");
+
+    const bool isDir = run.act([] { return fs::isDir("d"); });
+
+    EXPECT_EQ(isDir, !run.failed("stat d"));
+    run.expectSilence();
+  });
+}
+
+using IsFile = SilentFsTest;
+
+TEST_F(IsFile, MakesOneCallForTheNormalForm) {
+  Calls calls;
+  calls.answer("stat f", S_IFREG);
+
+  EXPECT_TRUE(fs::isFile("x/.././f//"));
+  EXPECT_FALSE(fs::isFile("./a b\n\\\xff/"));
+  EXPECT_FALSE(fs::isFile(""));
+
+  EXPECT_EQ(calls.all(), lines("stat f", "stat a b\n\\\xff"));
+}
+
+TEST_F(IsFile, IsFalseOnFailure) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.write("f", "text");
+
+    const bool isFile = run.act([] { return fs::isFile("f"); });
+
+    EXPECT_EQ(isFile, !run.failed("stat f"));
+    run.expectSilence();
+  });
+}
+
+using Exists = SilentFsTest;
+
+TEST_F(Exists, MakesASecondCallUnlessItFindsADirectory) {
+  tmp.mkdir("d");
+  tmp.write("f", "text");
+  Calls calls;
+
+  EXPECT_TRUE(fs::exists(".//d/"));
+  EXPECT_TRUE(fs::exists(".//f/"));
+  EXPECT_FALSE(fs::exists("missing"));
+  EXPECT_FALSE(fs::exists(""));
+
+  EXPECT_EQ(calls.all(), lines("stat d", "stat f", "stat f", "stat missing", "stat missing"));
+}
+
+TEST_F(Exists, FindsAFileByItsSecondCallAlone) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.write("f", "text");
+
+    const bool exists = run.act([] { return fs::exists("f"); });
+
+    EXPECT_EQ(exists, !run.failed("stat f", 2));
+    run.expectSilence();
+  });
+}
+
+TEST_F(Exists, FindsADirectoryByItsFirstCallAlone) {
+  forEachFailure([](FailureRun& run) {
+    run.tmp.mkdir("d");
+
+    const bool exists = run.act([] { return fs::exists("d"); });
+
+    EXPECT_EQ(exists, !run.failed("stat d"));
+    run.expectSilence();
+  });
 }
 
 }  // namespace
