@@ -458,9 +458,9 @@ TEST_F(ReadZip, ChangesTheExtensionOfTheArchiveForAScene) {
 TEST_F(ReadZip, KeepsTheLastOfSeveralScenesAndListsEach) {
   EXPECT_EQ(extract(ZipMaker()
                         .file("a.ksx", "the first, which is longer")
-                        .file("b", "text")
-                        .file("res/c.KSX", "last")),
-            lines(tmp.path("pack.ksx"), "out/b", tmp.path("pack.ksx")));
+                        .file("res/c.KSX", "last")
+                        .file("b", "text")),
+            lines(tmp.path("pack.ksx"), tmp.path("pack.ksx"), "out/b"));
 
   EXPECT_EQ(tmp.read("pack.ksx"), "last");
 }
