@@ -33,7 +33,8 @@ constexpr milliseconds kBetweenKeys{200};
 constexpr milliseconds kAfterOpening{500};
 constexpr milliseconds kForAnEffect{2'000};
 
-/// What a shell command prints, without its last line break; nothing when it fails.
+/// What a shell command prints, without its last line break; nothing when it fails. `runProgram`
+/// would flush all streams, and wait for the one from which the dialog library reads.
 std::optional<std::string> output(const std::string& command) {
   FILE* const pipe = ::popen(command.c_str(), "r");
   if (pipe == nullptr) {
