@@ -1,161 +1,127 @@
-// What a process leaves behind that is killed before one of the calls of moveFile or writeZip.
+// What remains when the process is killed before one of the calls of moveFile or writeZip.
 
 #include "fs/vx_fs.h"
-#include "tests/faults/fail_calls.h"
+#include "tests/testing/calls.h"
 #include "tests/testing/child.h"
-#include "tests/testing/log_capture.h"
-#include "tests/testing/scoped_cwd.h"
-#include "tests/testing/temp_dir.h"
+#include "tests/testing/sandbox.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
-#include <algorithm>
 #include <csignal>
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace vx::test {
 namespace {
 
-/// Runs `function` in a child that is killed before its call of that number.
-template <class Function>
-void runUntilCall(std::size_t number, Function function) {
+/// Runs `body` in a child that is killed before its call of that number, counted from 1.
+void runUntilCall(std::size_t number, const std::function<void()>& body) {
   const ChildEnd end = endOfChild([&] {
-    const CallWatch watch({.call = number, .kills = true});
-    function();
+    Calls calls;
+    calls.kill("", static_cast<int>(number));
+    body();
   });
-  ASSERT_TRUE(end.wasKilled()) << "it makes fewer calls";
   ASSERT_EQ(end.signal, SIGKILL);
 }
 
-/// The texts of the calls that `function` makes.
-template <class Function>
-std::vector<std::string> callsOf(Function function) {
-  CallWatch watch;
-  function();
-  watch.stop();
-  std::vector<std::string> texts;
-  for (const WatchedCall& call : watch.calls()) {
-    texts.push_back(call.text);
-  }
-  return texts;
-}
-
-// ---- moveFile ----------------------------------------------------------------------------------
-
-struct Stop {
-  std::string before;                 ///< the call that is not made any more
-  std::vector<std::string> entries;   ///< what lies there then
-  std::vector<std::string> contents;  ///< of each
-};
-
-std::vector<Stop> stopsOfMoveFile() {
-  return {
-      // Nothing is touched while the source is looked at.
+TEST(MoveFileKilled, KeepsTheOldFileUnderOneOfTwoNames) {
+  struct Row {
+    const char* call;  ///< which is not made any more
+    std::vector<std::string> entries;
+    std::vector<std::string> contents;  ///< of each entry
+  };
+  const Row rows[] = {
       {"stat src", {"dst.bak", "dst.txt", "src"}, {"stale", "old", "new"}},
       {"remove dst.bak", {"dst.bak", "dst.txt", "src"}, {"stale", "old", "new"}},
-      // What bore the backup's name is lost.
       {"rename dst.txt dst.bak", {"dst.txt", "src"}, {"old", "new"}},
-      // The old file is under the backup's name, and nothing at the destination.
       {"rename src dst.txt", {"dst.bak", "src"}, {"old", "new"}},
-      // The move is done; the old file is still there.
       {"remove dst.bak", {"dst.bak", "dst.txt"}, {"old", "new"}},
   };
-}
+  std::vector<std::string> calls;
+  for (const Row& row : rows) {
+    calls.emplace_back(row.call);
+    SCOPED_TRACE("before " + calls.back());
+    const Sandbox box;
+    box.tmp.write("src", "new");
+    box.tmp.write("dst.txt", "old");
+    box.tmp.write("dst.bak", "stale");
 
-void arrangeMove(const TempDir& tmp) {
-  tmp.write("src", "new");
-  tmp.write("dst.txt", "old");
-  tmp.write("dst.bak", "stale");
-}
+    runUntilCall(calls.size(), [] { fs::moveFile("src", "dst.txt"); });
 
-TEST(MoveFileToBeKilled, StopsBeforeOneOfTheseCalls) {
-  const TempDir tmp;
-  arrangeMove(tmp);
-  const ScopedCurrentDir inside(tmp.path());
-
-  const std::vector<std::string> calls = callsOf([] { fs::moveFile("src", "dst.txt"); });
-
-  std::vector<std::string> expected;
-  for (const Stop& stop : stopsOfMoveFile()) {
-    expected.push_back(stop.before);
+    ASSERT_EQ(box.tmp.entries(), row.entries);
+    for (std::size_t i = 0; i < row.entries.size(); ++i) {
+      EXPECT_EQ(box.tmp.read(row.entries[i]), row.contents[i]) << row.entries[i];
+    }
   }
-  EXPECT_EQ(calls, expected);
+
+  const Sandbox box;
+  box.tmp.write("src", "new");
+  box.tmp.write("dst.txt", "old");
+  box.tmp.write("dst.bak", "stale");
+  const Calls all;
+  EXPECT_TRUE(fs::moveFile("src", "dst.txt"));
+  EXPECT_EQ(all.all(), calls);
 }
 
-class MoveFileKilled : public testing::TestWithParam<std::size_t> {};
-
-TEST_P(MoveFileKilled, LeavesTheOldFileUnderOneOfTheTwoNames) {
-  const Stop stop = stopsOfMoveFile()[GetParam()];
-  const TempDir tmp;
-  arrangeMove(tmp);
-  const ScopedCurrentDir inside(tmp.path());
-
-  runUntilCall(GetParam() + 1, [] { fs::moveFile("src", "dst.txt"); });
-
-  EXPECT_EQ(tmp.entries(), stop.entries);
-  for (std::size_t i = 0; i < stop.entries.size(); ++i) {
-    EXPECT_EQ(tmp.read(stop.entries[i]), stop.contents[i]) << stop.entries[i];
+/// The number of the first call of this text, counted from 1.
+std::size_t numberOf(const Calls& calls, const std::string& text) {
+  for (std::size_t i = 0; i < calls.records().size(); ++i) {
+    if (calls.records()[i].text == text) {
+      return i + 1;
+    }
   }
+  ADD_FAILURE() << "not called: " << text;
+  return 0;
 }
 
-INSTANTIATE_TEST_SUITE_P(BeforeCall, MoveFileKilled, testing::Range<std::size_t>(0, 5));
-
-// ---- writeZip ----------------------------------------------------------------------------------
-
-bool writeThePack() {
-  return fs::writeZip("pack.zip", {"look.ksx", "wood.png"}, {});
-}
-
-TEST(WriteZipKilled, LeavesTheOldArchiveOrNoneThatCanBeReadOrTheNewOne) {
-  std::size_t steps = 0;
+TEST(WriteZipKilled, LeavesTheOldTheNewOrAnUnreadableArchive) {
+  const std::string wood(100'000, 'w');
+  const auto arrange = [&](const TempDir& tmp) {
+    tmp.write("look.ksx", "scene");
+    tmp.write("wood.png", wood);
+    tmp.write("pack.zip", "old");
+  };
+  const auto write = [] { return fs::writeZip("pack.zip", {"look.ksx", "wood.png"}, {}); };
+  std::size_t count = 0;
   std::size_t opened = 0;
   std::size_t flushed = 0;
   {
-    const TempDir tmp;
-    tmp.write("look.ksx", "scene");
-    tmp.write("wood.png", std::string(100'000, 'w'));
-    tmp.write("pack.zip", "old");
-    const ScopedCurrentDir inside(tmp.path());
-    const std::vector<std::string> calls = callsOf([] { writeThePack(); });
-    const auto indexOf = [&](const std::string& call) {
-      return static_cast<std::size_t>(std::find(calls.begin(), calls.end(), call) - calls.begin());
-    };
-    steps = calls.size();
-    opened = indexOf("fopen64 pack.zip");
-    flushed = indexOf("fflush");
-    ASSERT_LT(opened, steps);
-    ASSERT_LT(flushed, steps);
+    const Sandbox box;
+    arrange(box.tmp);
+    const Calls calls;
+    ASSERT_TRUE(write());
+    count = calls.records().size();
+    opened = numberOf(calls, "fopen pack.zip wb");
+    flushed = numberOf(calls, "fflush");
   }
-  for (std::size_t step = 0; step < steps; ++step) {
-    SCOPED_TRACE("killed before call " + std::to_string(step + 1));
-    const TempDir tmp;
-    tmp.write("look.ksx", "scene");
-    tmp.write("wood.png", std::string(100'000, 'w'));
-    tmp.write("pack.zip", "old");
-    const ScopedCurrentDir inside(tmp.path());
+  for (std::size_t number = 1; number <= count; ++number) {
+    SCOPED_TRACE("before call " + std::to_string(number));
+    const Sandbox box;
+    arrange(box.tmp);
 
-    runUntilCall(step + 1, [] { writeThePack(); });
+    runUntilCall(number, write);
 
-    ASSERT_EQ(tmp.entries(), lines("look.ksx", "pack.zip", "wood.png"));
-    ASSERT_EQ(tmp.read("look.ksx"), "scene");
-    ASSERT_EQ(tmp.read("wood.png"), std::string(100'000, 'w'));
-    if (step <= opened) {
-      ASSERT_EQ(tmp.read("pack.zip"), "old");
+    ASSERT_EQ(box.tmp.entries(), lines("look.ksx", "pack.zip", "wood.png"));
+    ASSERT_EQ(box.tmp.read("look.ksx"), "scene");
+    ASSERT_EQ(box.tmp.read("wood.png"), wood);
+    if (number <= opened) {
+      ASSERT_EQ(box.tmp.read("pack.zip"), "old");
       continue;
     }
-    const LogCapture log;
     const StringVector extracted = fs::readZip("pack.zip", "out", {});
-    if (step <= flushed) {
-      // Without its directory, which comes last, nothing is an archive.
-      ASSERT_EQ(log.all(), lines("error: Failed to initialize archive: " + tmp.path("pack.zip")));
-      ASSERT_TRUE(extracted.empty());
+    if (number <= flushed) {
+      // The directory of the archive, which comes last, is missing.
+      ASSERT_EQ(box.log.all(),
+                lines("error: Failed to initialize archive: " + box.tmp.path("pack.zip")));
+      ASSERT_EQ(texts(extracted), lines());
       continue;
     }
-    ASSERT_EQ(log.all(), lines());
-    ASSERT_EQ(extracted.size(), 2U);
-    ASSERT_EQ(tmp.read("pack.ksx"), "scene");
-    ASSERT_EQ(tmp.read("out/res/wood.png"), std::string(100'000, 'w'));
+    ASSERT_EQ(box.log.all(), lines());
+    ASSERT_EQ(texts(extracted), lines(box.tmp.path("pack.ksx"), "out/res/wood.png"));
+    ASSERT_EQ(box.tmp.read("pack.ksx"), "scene");
+    ASSERT_EQ(box.tmp.read("out/res/wood.png"), wood);
   }
 }
 
