@@ -1,20 +1,18 @@
-// Disks that are full, that become full in the middle, that cannot be written or that hold what
-// others cannot.
+// Disks that are full, that fill up during a call, that are read-only, or that hold a file from
+// beyond all dates.
 
 #include "fs/vx_fs.h"
-#include "tests/testing/error_state.h"
-#include "tests/testing/log_capture.h"
+#include "tests/fs/fs_test.h"
 #include "tests/testing/own_mounts.h"
-#include "tests/testing/temp_dir.h"
-#include "tests/testing/texts.h"
+#include "tests/testing/zip_maker.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdint>
 #include <fstream>
-#include <random>
+#include <functional>
 #include <string>
 
 #include <fcntl.h>
@@ -23,18 +21,7 @@
 namespace vx::test {
 namespace {
 
-/// Bytes that no compression makes smaller.
-std::string noise(std::size_t length) {
-  std::mt19937 generator(42);
-  std::string bytes(length, '\0');
-  for (char& byte : bytes) {
-    byte = static_cast<char>(generator());
-  }
-  return bytes;
-}
-
-/// A disk of 64 KiB, mounted on the directory "disk".
-class SmallDisk : public testing::Test {
+class Disk : public FsTest {
  protected:
   void SetUp() override {
     if (!canMount()) {
@@ -42,155 +29,132 @@ class SmallDisk : public testing::Test {
     }
   }
 
-  void runOnSmallDisk(const std::function<void()>& body) const {
-    tmp_.mkdir("disk");
+  /// Runs `body` in a child where a disk of 64 KiB is mounted on the directory "disk".
+  void runWithDisk(const std::function<void()>& body) const {
+    tmp.mkdir("disk");
     runWithOwnMounts([&] {
-      mountMemory(tmp_.path("disk"), "size=64k");
+      mountMemory(tmp.path("disk"), "size=64k");
       body();
     });
   }
-
-  /// Takes all room that is left.
-  void fill() const {
-    std::ofstream stream(tmp_.path("disk/filler"), std::ios::binary);
-    for (const std::string block(4096, 'f'); stream.write(block.data(), 4096);) {
-      stream.flush();
-    }
-  }
-
-  const TempDir tmp_;
 };
 
-TEST_F(SmallDisk, FillsWhileWriteZipAddsAFile) {
-  runOnSmallDisk([&] {
-    const std::string small = tmp_.write("small.ksa", "small");
-    const std::string big = tmp_.write("big.png", noise(200'000));
-    tmp_.write("disk/pack.zip", "old");
-    const LogCapture log;
-    const ErrorStateSentinel sentinel;
+TEST_F(Disk, FillsUpWhileWriteZipAddsAFile) {
+  runWithDisk([&] {
+    tmp.write("small.ksa", "small");
+    tmp.write("big.png", noise(200'000));
+    tmp.write("disk/pack.zip", "old");
 
-    EXPECT_FALSE(
-        fs::writeZip(String(tmp_.path("disk/pack.zip")), {String(small), String(big)}, {}));
+    EXPECT_FALSE(fs::writeZip("disk/pack.zip", {"small.ksa", "big.png"}, {}));
 
-    EXPECT_EQ(log.all(), lines("error: Failed to add file to archive: " + big));
+    EXPECT_EQ(log.all(), lines("error: Failed to add file to archive: " + tmp.path("big.png")));
     EXPECT_TRUE(sentinel.isUntouched());
-    EXPECT_FALSE(tmp_.exists("disk/pack.zip"));
+    EXPECT_EQ(tmp.entries(), lines("big.png", "disk/", "small.ksa"));
   });
 }
 
-TEST_F(SmallDisk, IsFullWhenWriteZipWritesTheDirectoryOfTheArchive) {
-  runOnSmallDisk([&] {
-    const std::string small = tmp_.write("small.ksa", "small");
-    const std::string archive = tmp_.path("disk/pack.zip");
-    fill();
-    const LogCapture log;
+TEST_F(Disk, IsFullWhenWriteZipFinalizesTheArchive) {
+  runWithDisk([&] {
+    tmp.write("small.ksa", "small");
+    std::ofstream filler("disk/filler", std::ios::binary);
+    while (filler.write(noise(4096).data(), 4096)) {
+      filler.flush();
+    }
 
-    EXPECT_FALSE(fs::writeZip(String(archive), {String(small)}, {}));
+    EXPECT_FALSE(fs::writeZip("disk/pack.zip", {"small.ksa"}, {}));
 
-    EXPECT_EQ(log.all(), lines("error: Failed to finalize archive: " + archive));
-    EXPECT_FALSE(tmp_.exists("disk/pack.zip"));
+    EXPECT_EQ(log.all(), lines("error: Failed to finalize archive: disk/pack.zip"));
+    EXPECT_TRUE(sentinel.isUntouched());
+    EXPECT_EQ(tmp.entries(), lines("disk/", "disk/filler", "small.ksa"));
   });
 }
 
-TEST_F(SmallDisk, FillsWhileReadZipExtractsAFile) {
-  runOnSmallDisk([&] {
-    const std::string archive = tmp_.path("pack.zip");
-    ASSERT_TRUE(fs::writeZip(
-        String(archive),
-        {String(tmp_.write("a.ksa", "first")), String(tmp_.write("big.ksa", noise(200'000))),
-         String(tmp_.write("c.ksa", "last"))},
-        {}));
-    const LogCapture log;
+TEST_F(Disk, FillsUpWhileReadZipExtractsAFile) {
+  runWithDisk([&] {
+    const std::string big = noise(200'000);
+    tmp.write("pack.zip",
+              ZipMaker().file("a.ksa", "first").file("b.ksa", big).file("c.ksa", "last").bytes());
 
-    const StringVector extracted = fs::readZip(String(archive), String(tmp_.path("disk")), {});
+    const StringVector extracted = fs::readZip("pack.zip", "disk", {});
 
-    // What was extracted stays, and so does what is there of the file that did not fit; it takes
-    // the room of the one behind it.
-    EXPECT_EQ(std::string(extracted.join(", ").view()), tmp_.path("disk/a.ksa"));
-    EXPECT_EQ(log.all(),
-              lines("error: Failed to extract file " + tmp_.path("disk/big.ksa") + " from archive.",
-                    "error: Failed to extract file " + tmp_.path("disk/c.ksa") + " from archive."));
-    EXPECT_EQ(tmp_.read("disk/a.ksa"), "first");
-    EXPECT_TRUE(noise(200'000).starts_with(tmp_.read("disk/big.ksa")));
-    EXPECT_EQ(tmp_.read("disk/c.ksa"), "");
+    // The part of the file that fits remains, so there is no room for the next file.
+    EXPECT_EQ(texts(extracted), lines("disk/a.ksa"));
+    EXPECT_EQ(log.all(), lines("error: Failed to extract file disk/b.ksa from archive.",
+                               "error: Failed to extract file disk/c.ksa from archive."));
+    EXPECT_EQ(tmp.read("disk/a.ksa"), "first");
+    EXPECT_TRUE(big.starts_with(tmp.read("disk/b.ksa")));
+    EXPECT_EQ(tmp.read("disk/c.ksa"), "");
   });
 }
 
-TEST_F(SmallDisk, FillsWhileCopyFileCopies) {
-  runOnSmallDisk([&] {
-    const std::string source = tmp_.write("src", noise(200'000));
-    const LogCapture log;
-    const ErrorStateSentinel sentinel;
+TEST_F(Disk, FillsUpWhileCopyFileCopies) {
+  runWithDisk([&] {
+    const std::string content = noise(200'000);
+    tmp.write("src", content);
 
-    EXPECT_TRUE(fs::copyFile(String(source), String(tmp_.path("disk/dst"))));
+    EXPECT_TRUE(fs::copyFile("src", "disk/dst"));
 
-    const std::string copy = tmp_.read("disk/dst");
-    EXPECT_LT(copy.size(), 200'000U);
+    const std::string copy = tmp.read("disk/dst");
     EXPECT_GT(copy.size(), 0U);
-    EXPECT_TRUE(noise(200'000).starts_with(copy));
-    EXPECT_EQ(log.all(), lines());
-    EXPECT_TRUE(sentinel.isUntouched());
+    EXPECT_LT(copy.size(), content.size());
+    EXPECT_TRUE(content.starts_with(copy));
+    expectSilence();
   });
 }
 
-TEST_F(SmallDisk, WithoutRoomForOneMoreEntryTakesNoDirectory) {
-  runOnSmallDisk([&] {
-    // The room for entries is limited as well.
-    mountMemory(tmp_.mkdir("few"), "size=64k,nr_inodes=2");
-    ASSERT_TRUE(fs::mkDir(String(tmp_.path("few/a"))));
-    const LogCapture log;
+TEST_F(Disk, HasNoRoomForAnotherDirectory) {
+  runWithDisk([&] {
+    mountMemory(tmp.mkdir("few"), "size=64k,nr_inodes=2");
+    ASSERT_TRUE(fs::mkDir("few/a"));
 
-    EXPECT_FALSE(fs::mkDir(String(tmp_.path("few/b/c"))));
+    EXPECT_FALSE(fs::mkDir("few/b/c"));
 
-    EXPECT_EQ(log.all(), lines("error: Failed to create dir: " + tmp_.path("few/b") +
-                               " [err: " + errnoText(ENOSPC) + "]."));
+    EXPECT_EQ(log.all(),
+              lines("error: Failed to create dir: few/b [err: " + errnoText(ENOSPC) + "]."));
     EXPECT_TRUE(capturedErrorIs(ENOSPC, "mkDir"));
   });
 }
 
-TEST_F(SmallDisk, ThatIsReadOnlyKeepsWhatItHolds) {
-  runOnSmallDisk([&] {
-    const std::string source = tmp_.write("src", "new");
-    const std::string file = tmp_.write("disk/f.txt", "old");
-    const std::string directory = tmp_.mkdir("disk/d");
-    const std::string archive = tmp_.path("disk/pack.zip");
-    ASSERT_TRUE(fs::writeZip(String(archive), {String(source)}, {}));
-    const std::string bytes = tmp_.read("disk/pack.zip");
-    makeReadOnly(tmp_.path("disk"));
-    const std::string readOnly = errnoText(EROFS);
-    const LogCapture log;
+TEST_F(Disk, KeepsWhatItHoldsWhenReadOnly) {
+  runWithDisk([&] {
+    tmp.write("src", "new");
+    tmp.write("disk/f.txt", "old");
+    tmp.mkdir("disk/d");
+    const std::string archive = ZipMaker().file("res/x", "text").bytes();
+    tmp.write("disk/pack.zip", archive);
+    makeReadOnly(tmp.path("disk"));
+    const std::string readOnly = " [err: " + errnoText(EROFS) + "].";
 
-    EXPECT_FALSE(fs::mkDir(String(directory + "/x")));
-    EXPECT_FALSE(fs::rmDir(String(directory)));
-    EXPECT_FALSE(fs::rmFile(String(file)));
-    EXPECT_FALSE(fs::copyFile(String(source), String(file)));
-    EXPECT_FALSE(fs::copyFile(String(source), String(directory + "/new")));
-    EXPECT_FALSE(fs::moveFile(String(file), String(directory + "/f.txt")));
-    EXPECT_FALSE(fs::writeZip(String(archive), {String(source)}, {}));
-    EXPECT_TRUE(fs::readZip(String(archive), String(directory), {}).empty());
+    EXPECT_FALSE(fs::mkDir("disk/d/x"));
+    EXPECT_FALSE(fs::rmDir("disk/d"));
+    EXPECT_FALSE(fs::rmFile("disk/f.txt"));
+    EXPECT_FALSE(fs::copyFile("src", "disk/f.txt"));
+    EXPECT_FALSE(fs::copyFile("src", "disk/new"));
+    EXPECT_FALSE(fs::moveFile("disk/f.txt", "disk/d/f.txt"));
+    EXPECT_FALSE(fs::writeZip("disk/pack.zip", {"src"}, {}));
+    EXPECT_EQ(texts(fs::readZip("disk/pack.zip", "disk/d", {})), lines());
 
     EXPECT_EQ(log.all(),
-              lines("error: Failed to create dir: " + directory + "/x [err: " + readOnly + "].",
-                    "error: Failed to remove dir: " + directory + " [err: " + readOnly + "].",
-                    "error: File copy failed, could not delete destination file: " + file,
-                    "error: Failed to initialize archive: " + archive,
-                    "error: Failed to create dir: " + directory + "/res [err: " + readOnly + "].",
-                    "error: Failed to create archive subdir: " + directory + "/res/src"));
-    EXPECT_EQ(tmp_.read("disk/f.txt"), "old");
-    EXPECT_EQ(tmp_.read("disk/pack.zip"), bytes);
-    EXPECT_EQ(texts(fs::listDirs(String(tmp_.path("disk")))), lines(directory));
+              lines("error: Failed to create dir: disk/d/x" + readOnly,
+                    "error: Failed to remove dir: " + tmp.path("disk/d") + readOnly,
+                    "error: File copy failed, could not delete destination file: disk/f.txt",
+                    "error: Failed to initialize archive: disk/pack.zip",
+                    "error: Failed to create dir: disk/d/res" + readOnly,
+                    "error: Failed to create archive subdir: disk/d/res/x"));
+    EXPECT_EQ(tmp.entries(), lines("disk/", "disk/d/", "disk/f.txt", "disk/pack.zip", "src"));
+    EXPECT_EQ(tmp.read("disk/f.txt"), "old");
+    EXPECT_EQ(tmp.read("disk/pack.zip"), archive);
   });
 }
 
 // Some file systems keep times that no calendar reaches. The pinned archive library gives such a
 // file its first date.
-TEST_F(SmallDisk, WithAFileBeyondAllDatesIsPackedAllTheSame) {
+TEST_F(Disk, HoldsAFileBeyondAllDatesThatWriteZipTakes) {
   if (sizeof(time_t) < sizeof(std::int64_t)) {
-    GTEST_SKIP() << "where times have 32 bits none is beyond all dates";
+    GTEST_SKIP() << "no time of 32 bits is beyond all dates";
   }
-  runOnSmallDisk([&] {
-    const std::string source = tmp_.write("disk/f", "text");
-    const std::string archive = tmp_.path("pack.zip");
+  runWithDisk([&] {
+    const std::string source = tmp.write("disk/f", "text");
     constexpr auto kBeyondAllDates = static_cast<time_t>(100'000'000'000'000'000);
     const std::array<timespec, 2> times = {timespec{kBeyondAllDates, 0},
                                            timespec{kBeyondAllDates, 0}};
@@ -198,13 +162,11 @@ TEST_F(SmallDisk, WithAFileBeyondAllDatesIsPackedAllTheSame) {
     struct stat status {};
     ASSERT_EQ(::stat(source.c_str(), &status), 0);
     ASSERT_EQ(status.st_mtime, kBeyondAllDates);
-    const LogCapture log;
 
-    EXPECT_TRUE(fs::writeZip(String(archive), {String(source)}, {}));
+    EXPECT_TRUE(fs::writeZip("pack.zip", {"disk/f"}, {}));
 
+    EXPECT_EQ(texts(fs::readZip("pack.zip", "out", {})), lines("out/res/f"));
     EXPECT_EQ(log.all(), lines());
-    EXPECT_EQ(texts(fs::readZip(String(archive), String(tmp_.path("out")), {})),
-              lines(tmp_.path("out/res/f")));
   });
 }
 

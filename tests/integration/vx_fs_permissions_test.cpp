@@ -1,221 +1,134 @@
-// What a user may do who has not the right to.
+// What a user without the right to it can do.
 
 #include "fs/vx_fs.h"
+#include "tests/fs/fs_test.h"
 #include "tests/testing/child.h"
-#include "tests/testing/error_state.h"
-#include "tests/testing/log_capture.h"
 #include "tests/testing/scoped_env.h"
-#include "tests/testing/temp_dir.h"
-#include "tests/testing/texts.h"
+#include "tests/testing/zip_maker.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <string>
-
-#include <sys/stat.h>
 
 namespace vx::test {
 namespace {
 
-const std::string kDenied = errnoText(EACCES);
+using std::filesystem::perms;
 
-void setMode(const std::string& path, mode_t mode) {
-  ASSERT_EQ(::chmod(path.c_str(), mode), 0);
-}
+const std::string kDenied = " [err: " + errnoText(EACCES) + "].";
 
-/// The directory "locked", which may be read and searched but not changed. The directory "open" may
-/// be changed by everybody.
-class LockedDirectory : public testing::Test {
+/// Everybody may change the directory "open". "locked" can be read and searched, not changed.
+/// Nobody may read the file "open/secret" or look into "hidden".
+class Permissions : public FsTest {
  protected:
   void SetUp() override {
-    setMode(tmp_.mkdir("open"), 0777);
-    tmp_.mkdir("locked/d");
-    tmp_.write("locked/f.txt", "locked");
-    setMode(tmp_.write("open/src", "new"), 0666);
-    setMode(tmp_.path("locked"), 0555);
+    tmp.write("locked/f.txt", "locked");
+    tmp.mkdir("locked/d");
+    tmp.write("locked/pack.zip", "old");
+    tmp.write("hidden/d/f.txt", "hidden");
+    tmp.write("open/src", "new");
+    tmp.write("open/secret", "secret");
+    tmp.write("open/pack.zip", ZipMaker().file("res/x", "text").bytes());
+    std::filesystem::permissions("open", perms::all);
+    std::filesystem::permissions("open/src", perms(0666));
+    std::filesystem::permissions("open/secret", perms::none);
+    std::filesystem::permissions("locked/pack.zip", perms(0444));
+    std::filesystem::permissions("locked", perms(0555));
+    std::filesystem::permissions("hidden", perms::none);
   }
 
-  const TempDir tmp_;
+  void TearDown() override { std::filesystem::permissions("hidden", perms(0755)); }
 };
 
-TEST_F(LockedDirectory, TakesNoDirectory) {
+TEST_F(Permissions, KeepTheEntriesOfALockedDirectory) {
   runAsUnprivileged([&] {
-    const LogCapture log;
-    EXPECT_FALSE(fs::mkDir(String(tmp_.path("locked/x/y"))));
-    EXPECT_EQ(log.all(), lines("error: Failed to create dir: " + tmp_.path("locked/x") +
-                               " [err: " + kDenied + "]."));
+    EXPECT_FALSE(fs::mkDir("locked/x/y"));
     EXPECT_TRUE(capturedErrorIs(EACCES, "mkDir"));
-  });
-}
-
-TEST_F(LockedDirectory, KeepsItsDirectories) {
-  runAsUnprivileged([&] {
-    const LogCapture log;
-    EXPECT_FALSE(fs::rmDir(String(tmp_.path("locked/d"))));
-    EXPECT_EQ(log.all(), lines("error: Failed to remove dir: " + tmp_.path("locked/d") +
-                               " [err: " + kDenied + "]."));
+    EXPECT_FALSE(fs::rmDir("locked/d"));
     EXPECT_TRUE(capturedErrorIs(EACCES, "rmDir"));
+    EXPECT_FALSE(fs::rmFile("locked/f.txt"));
+    EXPECT_FALSE(fs::Fremove("locked/f.txt"));
+    EXPECT_EQ(fs::Frename("locked/f.txt", "open/f.txt"), -1);
+    EXPECT_FALSE(fs::moveFile("locked/f.txt", "open/f.txt"));
+    EXPECT_FALSE(fs::moveFile("open/src", "locked/f.txt"));
+    EXPECT_FALSE(fs::copyFile("open/src", "locked/f.txt"));
+    EXPECT_FALSE(fs::copyFile("open/src", "locked/new"));
+    EXPECT_FALSE(fs::writeZip("locked/pack.zip", {"open/src"}, {}));
+
+    EXPECT_EQ(log.all(),
+              lines("error: Failed to create dir: locked/x" + kDenied,
+                    "error: Failed to remove dir: " + tmp.path("locked/d") + kDenied,
+                    "error: File copy failed, could not delete destination file: locked/f.txt",
+                    "error: Failed to initialize archive: locked/pack.zip"));
   });
+
+  EXPECT_EQ(tmp.read("locked/f.txt"), "locked");
+  EXPECT_EQ(tmp.read("locked/pack.zip"), "old");
+  EXPECT_EQ(tmp.read("open/src"), "new");
+  EXPECT_TRUE(tmp.exists("locked/d"));
+  EXPECT_FALSE(tmp.exists("locked/new"));
 }
 
-TEST_F(LockedDirectory, KeepsItsFiles) {
+TEST_F(Permissions, KeepAnArchiveOutOfALockedDirectory) {
   runAsUnprivileged([&] {
-    const LogCapture log;
-    const ErrorStateSentinel sentinel;
-    const String file = String(tmp_.path("locked/f.txt"));
+    EXPECT_EQ(texts(fs::readZip("open/pack.zip", "locked/out", {})), lines());
+    EXPECT_EQ(texts(fs::readZip("open/pack.zip", "locked", {})), lines());
 
-    EXPECT_FALSE(fs::rmFile(file));
-    EXPECT_FALSE(fs::Fremove(file));
-    EXPECT_EQ(fs::Frename(file, String(tmp_.path("open/f.txt"))), -1);
-    EXPECT_FALSE(fs::moveFile(file, String(tmp_.path("open/f.txt"))));
-    EXPECT_FALSE(fs::moveFile(String(tmp_.path("open/src")), file));
-    EXPECT_EQ(log.all(), lines());
-
-    EXPECT_FALSE(fs::copyFile(String(tmp_.path("open/src")), file));
-    EXPECT_EQ(log.all(), lines("error: File copy failed, could not delete destination file: " +
-                               tmp_.path("locked/f.txt")));
-    EXPECT_TRUE(sentinel.isUntouched());
-  });
-
-  EXPECT_EQ(tmp_.read("locked/f.txt"), "locked");
-  EXPECT_EQ(tmp_.read("open/src"), "new");
-}
-
-TEST_F(LockedDirectory, TakesNoCopy) {
-  runAsUnprivileged([&] {
-    const LogCapture log;
-    EXPECT_FALSE(fs::copyFile(String(tmp_.path("open/src")), String(tmp_.path("locked/new"))));
-    EXPECT_EQ(log.all(), lines());
-  });
-
-  EXPECT_FALSE(tmp_.exists("locked/new"));
-}
-
-TEST_F(LockedDirectory, TakesNoArchiveAndKeepsTheOldOne) {
-  setMode(tmp_.path("locked"), 0755);
-  const std::string archive = tmp_.write("locked/pack.zip", "old");
-  setMode(archive, 0444);
-  setMode(tmp_.path("locked"), 0555);
-
-  runAsUnprivileged([&] {
-    const LogCapture log;
-    EXPECT_FALSE(fs::writeZip(String(archive), {String(tmp_.path("open/src"))}, {}));
-    EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: " + archive));
-  });
-
-  EXPECT_EQ(tmp_.read("locked/pack.zip"), "old");
-}
-
-TEST_F(LockedDirectory, TakesNothingOutOfAnArchive) {
-  const std::string archive = tmp_.path("open/pack.zip");
-  ASSERT_TRUE(fs::writeZip(String(archive), {String(tmp_.path("open/src"))}, {}));
-
-  runAsUnprivileged([&] {
-    const LogCapture log;
-
-    EXPECT_TRUE(fs::readZip(String(archive), String(tmp_.path("locked/out")), {}).empty());
-    EXPECT_TRUE(fs::readZip(String(archive), String(tmp_.path("locked")), {}).empty());
-
-    EXPECT_EQ(
-        log.all(),
-        lines(
-            "error: Failed to create dir: " + tmp_.path("locked/out") + " [err: " + kDenied + "].",
-            "error: Failed to create archive output dir: " + tmp_.path("locked/out"),
-            "error: Failed to create dir: " + tmp_.path("locked/res") + " [err: " + kDenied + "].",
-            "error: Failed to create archive subdir: " + tmp_.path("locked/res/src")));
+    EXPECT_EQ(log.all(), lines("error: Failed to create dir: locked/out" + kDenied,
+                               "error: Failed to create archive output dir: locked/out",
+                               "error: Failed to create dir: locked/res" + kDenied,
+                               "error: Failed to create archive subdir: locked/res/x"));
   });
 }
 
-TEST_F(LockedDirectory, AsHomeHoldsNoUserDir) {
-  const ScopedEnv home("HOME", tmp_.path("locked"));
+TEST_F(Permissions, KeepTheUserDirOutOfALockedHome) {
+  const ScopedEnv home("HOME", tmp.path("locked"));
   const ScopedEnv userDir("KAVRA_USER_DIR", nullptr);
-  const std::string wanted = tmp_.path("locked/kavra");
+  const std::string wanted = tmp.path("locked/kavra");
 
   runAsUnprivileged([&] {
-    const LogCapture log;
     String out;
 
     EXPECT_FALSE(fs::getKavraUserDir(out, /*create=*/true));
 
-    EXPECT_EQ(out, String(wanted));
-    EXPECT_EQ(log.all(),
-              lines("error: Failed to create dir: " + wanted + " [err: " + kDenied + "].",
-                    "warning: Failed to create kavra user dir: " + wanted + " (" + kDenied + ")."));
+    EXPECT_EQ(text(out), wanted);
+    EXPECT_EQ(log.all(), lines("error: Failed to create dir: " + wanted + kDenied,
+                               "warning: Failed to create kavra user dir: " + wanted + " (" +
+                                   errnoText(EACCES) + ")."));
   });
 }
 
-/// The directory "hidden", whose entries nobody else may look at, and the file "open/secret", which
-/// nobody else may read.
-class HiddenThings : public testing::Test {
- protected:
-  void SetUp() override {
-    tmp_.write("hidden/d/f.txt", "hidden");
-    setMode(tmp_.mkdir("open"), 0777);
-    setMode(tmp_.write("open/secret", "secret"), 0000);
-    setMode(tmp_.path("hidden"), 0000);
-  }
-
-  void TearDown() override { setMode(tmp_.path("hidden"), 0755); }
-
-  const TempDir tmp_;
-};
-
-TEST_F(HiddenThings, DoNotExist) {
+TEST_F(Permissions, HideTheEntriesOfADirectory) {
   runAsUnprivileged([&] {
-    const LogCapture log;
-    const ErrorStateSentinel sentinel;
-    EXPECT_FALSE(fs::exists(String(tmp_.path("hidden/d"))));
-    EXPECT_FALSE(fs::isDir(String(tmp_.path("hidden/d"))));
-    EXPECT_FALSE(fs::isFile(String(tmp_.path("hidden/d/f.txt"))));
-    EXPECT_TRUE(fs::listDirs(String(tmp_.path("hidden"))).empty());
-    EXPECT_TRUE(fs::listFiles(String(tmp_.path("hidden")), {""}).empty());
-    EXPECT_TRUE(fs::rmDir(String(tmp_.path("hidden/d"))));
-    EXPECT_TRUE(fs::rmFile(String(tmp_.path("hidden/d/f.txt"))));
-    EXPECT_TRUE(fs::resolvePath("f.txt", {String(tmp_.path("hidden/d"))}, {"txt"}).isEmpty());
-    EXPECT_EQ(log.all(), lines());
-    EXPECT_TRUE(sentinel.isUntouched());
+    EXPECT_FALSE(fs::exists("hidden/d"));
+    EXPECT_FALSE(fs::isDir("hidden/d"));
+    EXPECT_FALSE(fs::isFile("hidden/d/f.txt"));
+    EXPECT_EQ(texts(fs::listDirs("hidden")), lines());
+    EXPECT_EQ(texts(fs::listFiles("hidden", {""})), lines());
+    EXPECT_TRUE(fs::rmDir("hidden/d"));
+    EXPECT_TRUE(fs::rmFile("hidden/d/f.txt"));
+    EXPECT_EQ(fs::resolvePath("f.txt", {"hidden/d"}, {"txt"}), "");
+    expectSilence();
+
+    EXPECT_FALSE(fs::mkDir("hidden/d"));
+    EXPECT_EQ(log.all(), lines("error: Failed to create dir: hidden/d" + kDenied));
   });
 }
 
-TEST_F(HiddenThings, AreInTheWayOfADirectory) {
+TEST_F(Permissions, HideTheContentOfAFile) {
   runAsUnprivileged([&] {
-    const LogCapture log;
-    EXPECT_FALSE(fs::mkDir(String(tmp_.path("hidden/d"))));
-    EXPECT_EQ(log.all(), lines("error: Failed to create dir: " + tmp_.path("hidden/d") +
-                               " [err: " + kDenied + "]."));
-  });
-}
+    EXPECT_TRUE(fs::copyFile("open/secret", "open/copy"));
+    EXPECT_FALSE(fs::writeZip("open/new.zip", {"open/secret"}, {}));
+    EXPECT_EQ(texts(fs::readZip("open/secret", "open", {})), lines());
 
-TEST_F(HiddenThings, AreCopiedAsAnEmptyFile) {
-  runAsUnprivileged([&] {
-    const LogCapture log;
-    EXPECT_TRUE(fs::copyFile(String(tmp_.path("open/secret")), String(tmp_.path("open/copy"))));
-    EXPECT_EQ(log.all(), lines());
+    EXPECT_EQ(log.all(), lines("error: Failed to add file to archive: " + tmp.path("open/secret"),
+                               "error: Failed to initialize archive: " + tmp.path("open/secret")));
   });
 
-  EXPECT_EQ(tmp_.read("open/copy"), "");
-}
-
-TEST_F(HiddenThings, AreNotPacked) {
-  runAsUnprivileged([&] {
-    const LogCapture log;
-    EXPECT_FALSE(
-        fs::writeZip(String(tmp_.path("open/pack.zip")), {String(tmp_.path("open/secret"))}, {}));
-    EXPECT_EQ(log.all(),
-              lines("error: Failed to add file to archive: " + tmp_.path("open/secret")));
-  });
-
-  EXPECT_FALSE(tmp_.exists("open/pack.zip"));
-}
-
-TEST_F(HiddenThings, AreNotUnpacked) {
-  runAsUnprivileged([&] {
-    const LogCapture log;
-    EXPECT_TRUE(
-        fs::readZip(String(tmp_.path("open/secret")), String(tmp_.path("open")), {}).empty());
-    EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: " + tmp_.path("open/secret")));
-  });
+  EXPECT_EQ(tmp.read("open/copy"), "");
+  EXPECT_FALSE(tmp.exists("open/new.zip"));
 }
 
 }  // namespace
