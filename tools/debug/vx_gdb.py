@@ -6,17 +6,15 @@ import gdb
 import gdb.printing
 
 
-def block(handle, head):
-    """Returns the head of the block that a handle refers to, or None if the handle is empty."""
+def block(handle):
+    """Returns the length and the contents of the block of a handle, or 0 and None if it is empty."""
     implementation = handle["implementation_"]
     if int(implementation) == 0:
-        return None
-    return implementation.cast(gdb.lookup_type(head).pointer())
-
-
-def behind(head, element):
-    """Returns a pointer to what follows the head of a block."""
-    return (head + 1).cast(gdb.lookup_type(element).const().pointer())
+        return 0, None
+    # A pointer to the virtual functions, the references, the length and the capacity. The types are
+    # not used: an application without the library's debug information has only their names.
+    words = implementation.cast(gdb.lookup_type("char").pointer().pointer())
+    return int(words[2]), words + 4
 
 
 class String:
@@ -24,10 +22,10 @@ class String:
         self.value = value
 
     def to_string(self):
-        text = block(self.value, "vx::String::Text")
-        if text is None:
+        length, contents = block(self.value)
+        if contents is None:
             return ""
-        return behind(text, "char").lazy_string(length=int(text["length"]))
+        return contents.cast(gdb.lookup_type("char").pointer()).lazy_string(length=length)
 
     def display_hint(self):
         return "string"
@@ -35,8 +33,7 @@ class String:
 
 class StringVector:
     def __init__(self, value):
-        self.items = block(value, "vx::StringVector::Items")
-        self.size = 0 if self.items is None else int(self.items["size"])
+        self.size, self.contents = block(value)
 
     def to_string(self):
         return "vx::StringVector of length %d" % self.size
@@ -44,7 +41,7 @@ class StringVector:
     def children(self):
         if self.size == 0:
             return
-        first = behind(self.items, "vx::String")
+        first = self.contents.cast(gdb.lookup_type("vx::String").const().pointer())
         for index in range(self.size):
             yield "[%d]" % index, (first + index).dereference()
 
