@@ -221,7 +221,7 @@ class String final : public RefersTo<IRefCounted> {
   friend class internal::StringBuilder;
 
   /// The head of a block; the bytes and their terminating NUL follow it.
-  struct Text;
+  struct [[gnu::visibility("hidden")]] Text;
 
   /// Takes over the one reference to `text`.
   explicit String(Text& text) noexcept;
@@ -231,7 +231,7 @@ class String final : public RefersTo<IRefCounted> {
   }
 
   /// A block with the bytes of `text`, null for none.
-  [[nodiscard]] static Text* copied(std::string_view text);
+  [[nodiscard, gnu::visibility("hidden")]] static Text* copied(std::string_view text);
 
   [[nodiscard]] static String joined(std::string_view left, std::string_view right);
 

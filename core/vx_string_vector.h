@@ -109,7 +109,7 @@ class StringVector final : public RefersTo<IRefCounted> {
 
  private:
   /// The head of a block; the elements follow it.
-  struct Items;
+  struct [[gnu::visibility("hidden")]] Items;
 
   [[nodiscard]] Items* items() const noexcept;
 };

@@ -911,10 +911,10 @@ String resolvePath(String path, StringVector searchDirs, StringVector extensions
 }  // namespace vx::fs
 
 // The dialog library defines this switch only where the system's own text is not UTF-8. The weak
-// definition is used where the library has none. It is exported from a shared library, so that an
+// definition is used where the library has none. A shared library exports it, so that an
 // application with its own copy of the dialog library shares one switch with ours.
 extern "C" {
-[[gnu::weak, gnu::visibility("default")]] int tinyfd_winUtf8 = 0;
+[[gnu::weak]] int tinyfd_winUtf8 = 0;
 }
 
 namespace vx::fs {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(hidden)
 namespace vx::fs::platform {
 
 /// Writes the NUL-terminated path of the running executable to `buffer`.
@@ -18,3 +19,4 @@ namespace vx::fs::platform {
 int executablePath(char* buffer, std::uint32_t* size);
 
 }  // namespace vx::fs::platform
+#pragma GCC visibility pop

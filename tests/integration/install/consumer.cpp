@@ -1,7 +1,8 @@
-// What another project does with the library, whichever way it found it.
+// A program of a user, however it gets the library.
 
 #include "core/vx_env.h"
 #include "core/vx_error.h"
+#include "core/vx_format.h"
 #include "core/vx_log.h"
 #include "core/vx_path.h"
 #include "core/vx_ref_counted.h"
