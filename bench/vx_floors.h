@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The least that work can cost: plain C with exactly the system calls that it has to make.
 
 #pragma once

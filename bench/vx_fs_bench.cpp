@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Files and directories beside the same system calls made in C, and beside what people use instead.
 
 #include "fs/vx_fs.h"

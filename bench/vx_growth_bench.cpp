@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // How cost grows: each case is named "work/size", and its time divided by the size is to stay the
 // same.
 

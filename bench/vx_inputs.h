@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the benchmarks and the counts work on, so that their rows are of the same work.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // How much memory an archive takes: vx_memory FILES SIZE writes and reads one of so many files of
 // so many bytes, each in a child, and prints by how many bytes the child's peak has grown
 // meanwhile.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Which miniz a measurement ran with: the pinned build does other work than one found on the
 // system.
 

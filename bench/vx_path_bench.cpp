@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Paths beside what the same question costs in C on a buffer of the caller's, and what people use
 // instead.
 

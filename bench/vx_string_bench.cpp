@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Strings beside the least they can cost: a block of memory, a copy of the bytes, a count.
 
 #include "core/vx_string.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Files for the benchmarks to work on, on the RAM disk where there is one.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Archives beside bare miniz, and beside the libraries and programs that people use instead.
 
 #include "bench/vx_inputs.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/vx_env.h"
 
 #include <cstdlib>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The environment of the process.
 
 #pragma once

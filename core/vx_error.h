@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The current error: a record of the last failure that was set or captured on this thread.
 //
 // It holds a code, a context (the operation that failed) and a message. It remains until it is

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Makes std::format accept strings, with the format specifications of text:
 //
 //   std::format("{:>10}", vx::String("wood"))

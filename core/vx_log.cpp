@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/vx_log.h"
 
 #include "core/vx_error.h"

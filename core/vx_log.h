@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The log: formatted lines at two levels, written to standard error or passed to the application's
 // sink.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/vx_path.h"
 
 #include "core/internal/vx_entry_kind.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Paths: splitting and joining them, their normal and canonical forms, and what they name.
 //
 // Terms

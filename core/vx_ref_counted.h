@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Shared, reference-counted implementations and the handles that refer to them.
 //
 // A handle is a value of pointer size (beside its virtual table): copying it copies a pointer and

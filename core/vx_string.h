@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The library's text: a reference-counted value of 8-bit bytes, UTF-8 by convention.
 //
 //   vx::String path = "/var";

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/vx_string_vector.h"
 
 #include "core/internal/vx_string_builder.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The library's list of texts: a reference-counted, ordered sequence of `vx::String`.
 //
 //   vx::StringVector names = {"wood.png", "look.ksa"};

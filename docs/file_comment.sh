@@ -3,6 +3,7 @@
 # only the compiler needs. The header itself stays plain.
 awk '
   NR == 1 { print "/// @file" }
+  /^\/\/ SPDX-License-Identifier:/ { next }
   !past && /^\/\// { sub(/^\/\//, "///"); print; next }
   { past = 1 }
   /^template <>$/ { left_out = 1 }

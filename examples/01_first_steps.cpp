@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // First steps: a directory, a file in it, a look at both, and what a failure says.
 
 #include "core/vx_path.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Packs the files named on the command line with a progress bar, and reads the archive back.
 //
 //   02_archive_with_progress scene.ksz room.ksx lamp.ksa res/wood.png

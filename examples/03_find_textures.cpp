@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Finding the textures of an old document: its references were stored on another machine, and some
 // leave the extension open.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Where things live: the program, its resources, the user's directories.
 
 #include "core/vx_string.h"

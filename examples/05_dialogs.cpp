@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Dialogs: pick pictures, then a name to save to. Each call blocks until the user closes the
 // dialog.
 

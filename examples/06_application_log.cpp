@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The log of an application: it counts the library's errors, marks each line and forwards it.
 
 #include "core/vx_log.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Use from code that is written for std::filesystem: both take and give plain UTF-8 text.
 
 #include "core/vx_path.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The families, in the order of the header:
 //   standard I/O and status queries
 //   directories and removal

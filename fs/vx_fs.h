@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Files, directories, well-known locations, zip archives and native file dialogs.
 //
 // - Text is UTF-8 and goes to the system unchanged. The system stops reading a path at its first

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // vx::Path against std::filesystem::path, where the two mean the same, and against laws of its own.
 
 #include "core/vx_path.h"

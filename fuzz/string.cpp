@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // vx::String and vx::StringVector against std::string and std::vector: random operations on a few
 // handles that share their bytes with one another. After each operation every handle must hold what
 // its twin of the standard library holds, so that a change that leaks through a shared

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // readZip on arbitrary bytes. The archive library, asked by itself, says which entries there are;
 // each of them must be listed, logged, or a directory, each listed file must hold the entry's
 // bytes, and nothing may land anywhere else.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // writeZip and readZip on trees made from the input: what goes in comes out, byte for byte, where
 // the layout puts it, with exactly the reports and log lines that belong to it.
 

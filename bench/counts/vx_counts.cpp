@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Every operation a number of times in a process of its own, to be counted from outside: run
 // through valgrind for its instructions and through strace for its system calls (./dev counts).
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /* Builds miniz.c with some of its macros and functions replaced. miniz.h is included first: its
    include guard keeps miniz.c from defining the replaced macros again. */
 

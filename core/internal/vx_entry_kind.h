@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What a stat call says about an entry: the only place that maps a mode to directory or file.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Builds one string in one block, for code that knows how long it can get. Private to the library.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What differs by platform, and nothing else. One source per platform defines it; the build picks.
 
 #pragma once

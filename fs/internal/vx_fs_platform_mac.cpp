@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "fs/internal/vx_fs_platform.h"
 
 #include <cstdint>

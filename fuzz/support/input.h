@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Turns the bytes that a fuzzer feeds in into choices. Bytes that are not there any more read as 0,
 // so that every input, however short, stands for one run.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What a fuzzer does with a law that does not hold: it says which, and ends the process, so that
 // the input is kept.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The lines that the library logs, for a fuzzer to look at.
 
 #pragma once

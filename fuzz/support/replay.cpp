@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A plain main for the fuzzers: feeds them the files that are named on the command line, and those
 // in the directories that are.
 

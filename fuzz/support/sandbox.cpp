@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "fuzz/support/sandbox.h"
 
 #include "fuzz/support/law.h"

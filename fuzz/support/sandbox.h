@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A directory of its own for a fuzzer that works on files.
 
 #pragma once

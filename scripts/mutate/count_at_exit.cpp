@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Writes the counts of lines of a process that ends by _exit, as the tests' children do, unless it
 // has moved to where their folder is not.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The values that getEnv returns.
 
 #include "core/vx_env.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the current error holds after each call, and that each thread has its own.
 
 #include "core/vx_error.h"

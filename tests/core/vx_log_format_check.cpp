@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Compiled by tests only, never run: the compiler holds a format against its arguments.
 
 #include "core/vx_log.h"

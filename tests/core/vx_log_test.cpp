@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The bytes of a line, where it is written, what a sink may do, threads and `fork`.
 
 #include "core/vx_log.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Path: its text, then what it names in the file system.
 
 #include "core/vx_path.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Concern: when the handle base retains and releases, and the layout that both types promise.
 
 #include "core/vx_ref_counted.h"

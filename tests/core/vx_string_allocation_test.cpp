@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Concern: what strings and lists cost in memory. The program counts the calls of `operator new`.
 
 #include "core/vx_path.h"

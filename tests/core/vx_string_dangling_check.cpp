@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Draws a compiler warning for each pointer into a temporary. Not part of a program.
 
 #include "core/vx_string.h"

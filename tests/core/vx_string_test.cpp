@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Concern: the text operations, each flag in both values, and copies that never see each other's
 // changes. Counts of allocations are the concern of vx_string_allocation_test.cpp.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Concern: the order of elements, the questions past the end, and copies that never see each
 // other's changes.
 

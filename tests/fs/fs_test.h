@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the tests of files and directories share.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // copyFile and moveFile. What limits, full disks and kills leave behind is tested in integration/.
 
 #include "fs/vx_fs.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // browseFile, browseFiles, browseDir and saveFile: what they ask of the dialog library, and what
 // they make of its answers.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // mkDir, rmDir and rmFile.
 
 #include "core/vx_error.h"

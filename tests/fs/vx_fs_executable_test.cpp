@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // exePath, exeDir, appDir and resDir on a platform that answers as the test wants.
 
 #include "core/vx_string.h"

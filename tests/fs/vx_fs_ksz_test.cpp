@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // readKsz and writeKsz: what they add to readZip and writeZip.
 
 #include "fs/vx_fs.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // listDirs and listFiles, which never report anything.
 
 #include "fs/vx_fs.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The platform operation of Linux, with the kernel's answers real and made up.
 
 #include "core/vx_string.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The platform operation of macOS, whose header is a stand-in.
 
 #include "fs/internal/vx_fs_platform.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The product's directories for each user, and its help page.
 
 #include "core/vx_error.h"

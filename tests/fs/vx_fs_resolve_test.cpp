@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // resolvePath, which never reports anything.
 
 #include "fs/vx_fs.h"

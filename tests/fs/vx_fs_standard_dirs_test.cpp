@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // getCurrentDir, getHomeDir and getTempDir, and their value forms.
 
 #include "core/vx_error.h"

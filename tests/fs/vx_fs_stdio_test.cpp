@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The standard I/O wrappers, isDir, isFile and exists. None of them ever reports anything.
 
 #include "fs/vx_fs.h"

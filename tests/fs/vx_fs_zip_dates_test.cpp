@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The dates of files in archives, and the conversion of an entry's date. What the format cannot
 // hold is limited only by the pinned copy of miniz.
 

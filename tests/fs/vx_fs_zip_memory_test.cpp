@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Concern: what an archive that runs out of memory half-way leaves open. The program makes any call
 // of `operator new` fail.
 

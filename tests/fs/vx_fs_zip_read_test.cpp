@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // readZip.
 
 #include "core/vx_error.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // writeZip.
 
 #include "fs/vx_fs.h"

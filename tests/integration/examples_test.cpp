@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The numbered examples, run as their reader runs them.
 
 #include "tests/testing/scoped_cwd.h"

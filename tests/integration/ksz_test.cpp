@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Archives with ksz: what is packed and unpacked, and what is left after a failure or a signal.
 
 #include "tests/integration/run_ksz.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // ksz besides archives: the demo scene, files, places, dialogs and the command line.
 
 #include "tests/integration/run_ksz.h"

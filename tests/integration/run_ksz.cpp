@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/integration/run_ksz.h"
 
 #include <array>

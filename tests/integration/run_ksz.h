@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The program ksz, run as a user runs it.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The dialogs as a user meets them: the dialog library, the real zenity, a virtual screen and keys.
 
 #include "fs/vx_fs.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The dialogs with kdialog, and texts that only the pinned copy of the dialog library takes.
 
 #include "fs/vx_fs.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The dialogs through the dialog library, down to the command line of zenity and its answer.
 
 #include "fs/vx_fs.h"

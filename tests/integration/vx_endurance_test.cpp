@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Every function called over and over in one process: its answers, the memory and the descriptors
 // stay the same. 100,000 times where the environment variable VX_SOAK is set, else fewer times.
 

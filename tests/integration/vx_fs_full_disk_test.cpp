@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Disks that are full, that fill up during a call, that are read-only, or that hold a file from
 // beyond all dates.
 

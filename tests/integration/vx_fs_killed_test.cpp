@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What remains when the process is killed before one of the calls of moveFile or writeZip.
 
 #include "fs/vx_fs.h"

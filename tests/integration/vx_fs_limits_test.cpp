@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Processes that may write no longer files or open no further ones.
 
 #include "fs/vx_fs.h"

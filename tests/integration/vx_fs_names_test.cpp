@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Names and paths at the edges of what the system takes: what is no directory in the way, names of
 // the greatest length and of one byte more, paths that are too long, trees of 2,000 levels.
 

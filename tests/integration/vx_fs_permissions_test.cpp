@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What a user without the right to it can do.
 
 #include "fs/vx_fs.h"

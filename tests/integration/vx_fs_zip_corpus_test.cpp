@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // readZip of archives found in the wild, damaged and hostile ones among them: each entry comes out
 // with the right bytes or has its line in the log, and nothing is written outside the output
 // directory.

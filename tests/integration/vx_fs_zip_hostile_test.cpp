@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // readZip of archives made to do harm. Each is extracted in a child with limits on its time, memory
 // and files. The child has to end by itself, to write nothing outside the output directory, to list
 // only files with the right bytes, and to log one line for each entry that it does not extract.

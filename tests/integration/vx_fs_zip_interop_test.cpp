@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Archives that other programs read and write: Python's zipfile, unzip and zip.
 
 #include "fs/vx_fs.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Archives beyond the limits of the format's first version: more entries, larger files and longer
 // archives than its fields can count.
 //

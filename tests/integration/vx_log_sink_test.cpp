@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Operations whose lines go to a sink that uses this library itself, or that throws.
 
 #include "core/vx_error.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The program whose location is asked for: does the given steps, then says where it is.
 //
 //   vx_running_executable [remove PATH | rename FROM TO | copy FROM TO | chdir PATH]...

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // exePath, exeDir, appDir and resDir of a real process: the program VX_RUNNING_EXECUTABLE is copied
 // to the place and run.
 

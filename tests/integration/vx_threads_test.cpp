@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Eight threads at once: over all functions, each on files of its own; with strings and lists that
 // they share; with a current error each; with one log. What the thread sanitizer says of it counts
 // as much as what is asserted.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/testing/calls.h"
 
 #include "tests/testing/live_blocks.h"

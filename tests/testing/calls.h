@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The calls that the code under test makes: recorded, and answered as a test wants.
 //
 //   Calls calls;

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/testing/changed_root.h"
 
 #include "tests/testing/child.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Tests of places that only the root directory has: in a forked child with a root of its own.
 
 #pragma once

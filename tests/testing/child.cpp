@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/testing/child.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Child processes: functions that would spoil the test's own process, and other programs.
 //
 //   runAsUnprivileged([&] { EXPECT_FALSE(vx::fs::mkDir("locked/x")); });

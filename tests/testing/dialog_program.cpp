@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/testing/dialog_program.h"
 
 #include <cstdlib>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A stand-in for the program that shows the dialogs, so that no screen is needed.
 //
 //   const DialogProgram zenity;

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/testing/error_state.h"
 
 #include "core/vx_error.h"

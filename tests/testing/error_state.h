@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The current error as tests look at it.
 
 #pragma once

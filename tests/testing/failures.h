@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Each call that a function makes fails once.
 //
 //   forEachFailure([](FailureRun& run) {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The blocks of memory that a stretch of code has allocated and not freed, to the block.
 //
 //   LiveBlocks blocks;

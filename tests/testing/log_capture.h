@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the code under test logs.
 //
 //   LogCapture log;

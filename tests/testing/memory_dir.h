@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A fresh directory that lies in memory where the system has a place for such, for tests that make
 // and remove thousands.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/testing/own_mounts.h"
 
 #include "tests/testing/child.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Tests that need a file system of a certain kind: in a forked child with mounts of its own.
 
 #pragma once

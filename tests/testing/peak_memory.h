@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The most memory that this process has held so far, for a child that looks at what its work adds:
 //
 //   runInChild([&] {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What a test of files and directories works in.
 
 #pragma once

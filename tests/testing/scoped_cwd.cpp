@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/testing/scoped_cwd.h"
 
 #include <cerrno>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A current directory for the length of a scope.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // An environment variable for the length of a scope.
 
 #pragma once

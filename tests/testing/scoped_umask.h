@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The umask for the length of a scope.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A screen that nobody sees, and somebody who types on it.
 //
 //   String chosen;

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/testing/temp_dir.h"
 
 #include "tests/testing/unobserved.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A fresh directory for one test.
 //
 //   TempDir tmp;

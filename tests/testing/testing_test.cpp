@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The helpers of the tests.
 
 #include "core/vx_error.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The library's values as the standard library's, to compare and print them whole, and back.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Calls that `Calls` (calls.h) neither records nor changes: those of the test's own helpers.
 
 #pragma once

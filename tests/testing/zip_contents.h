@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What lies in an archive, read without the library under test.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Archives that the library leaves open.
 //
 // When a callback throws, or the end of an archive cannot be written, the library's record of the

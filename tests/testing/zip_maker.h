@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Archives as a test wants them, sound or not: every field of every header can be set.
 //
 //   tmp.write("pack.zip", ZipMaker().file("a/b.txt", "text").directory("c/").bytes());

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+#
 # gdb pretty-printers for vx::String, vx::StringVector and vx::Path.
 #
 # gdb loads an installed copy by itself; otherwise: (gdb) source vx_gdb.py

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+#
 # lldb formatters for vx::String, vx::StringVector and vx::Path.
 #
 #   (lldb) command script import vx_lldb.py

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The commands of ksz. Each shows its result on standard output and its errors on standard error,
 // and returns the exit status of the program.
 

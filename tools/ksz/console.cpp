@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/ksz/console.h"
 
 #include "core/vx_log.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the commands of ksz show: names, progress and messages.
 
 #pragma once

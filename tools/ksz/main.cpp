@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // ksz packs the files of a scene into a ksz archive, unpacks one next to itself, and offers other
 // functions of vx::fs on the command line.
 //

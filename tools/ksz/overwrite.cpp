@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/ksz/overwrite.h"
 
 #include "core/vx_path.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/vx_string.h"
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"

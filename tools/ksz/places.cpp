@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "core/vx_log.h"
 #include "core/vx_path.h"
 #include "fs/vx_fs.h"

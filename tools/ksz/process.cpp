@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/ksz/process.h"
 
 #include "tools/ksz/console.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Work in a child process, so that the program can clean up however the work ends.
 
 #pragma once

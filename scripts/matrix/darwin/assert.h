@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // No guard: each inclusion takes NDEBUG as it then stands.
 
 #undef assert

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The functions that take a locale, as libc++ calls them on macOS.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A program for debuggers to stop in: one value of each kind that they print.
 
 #include "core/vx_path.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A program of a user, however it gets the library.
 
 #include "core/vx_env.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // What the public headers bring to whoever includes them.
 
 #include <gtest/gtest.h>

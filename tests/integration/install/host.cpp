@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Loads a plug-in and runs it.
 
 #include <cstdio>

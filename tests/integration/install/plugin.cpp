@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A library of a user's that is loaded at run time.
 
 #include "core/vx_path.h"

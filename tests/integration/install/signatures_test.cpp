@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Concern: the exact types of the public functions, held by the compiler. Texts, lists and
 // callbacks go in by value and come out by value: a reference in their place is a change of the
 // interface.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // A program that uses the strings and paths alone.
 
 #include "core/vx_path.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // The types of macOS on 64-bit processors.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+//
 // Stands in for the header of that name on macOS, so that the source for that system is compiled
 // everywhere.
 
