@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <filesystem>
 #include <set>
 #include <vector>
@@ -52,6 +53,7 @@ std::vector<Call> runOnce(const FailureBody& body, const FailureRun::Plan& plan)
 void runEach(const FailureBody& body, bool lasts) {
   // Without it the C library looks for the zone at every question, and allocates its name.
   const ScopedEnv timeZone("TZ", "UTC0");
+  ::tzset();  // allocates the name once, and a call may need it only after another has failed
   std::optional<ScopedEnv> inMemory;
   if (::access("/dev/shm", W_OK) == 0) {
     inMemory.emplace("TMPDIR", "/dev/shm");
