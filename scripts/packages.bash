@@ -5,7 +5,7 @@ readonly build_packages=(cmake ninja-build g++)
 readonly example_packages=(libcli11-dev)
 readonly test_packages=(libgtest-dev libgmock-dev unzip python3 pkg-config)
 readonly some_tests_packages=(nlohmann-json3-dev libssl-dev locales zip xvfb xdotool zenity valgrind
-  strace)
+  strace gdb lintian dpkg-dev clang libc++-dev libc++abi-dev)
 readonly bench_packages=(libbenchmark-dev libboost-filesystem-dev qtbase5-dev llvm-14-dev libabsl-dev
   libzip-dev libminizip-dev libarchive-dev pkg-config zip unzip libarchive-tools python3
   python3-matplotlib valgrind strace)
@@ -37,6 +37,7 @@ is_available() {
     libdeflate-dev) package_installed "$1" || header_compiles libdeflate.h ;;
     libcli11-dev) package_installed "$1" || header_compiles CLI/CLI.hpp ;;
     libclang-rt-dev) package_installed "$1" || fuzzing_engine_links ;;
+    dpkg-dev) command -v dpkg-shlibdeps >/dev/null ;;
     locales) [[ -d /usr/share/i18n/locales ]] ;;
     xvfb) command -v Xvfb >/dev/null ;;
     libarchive-tools) command -v bsdtar >/dev/null ;;
