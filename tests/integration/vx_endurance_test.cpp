@@ -9,6 +9,7 @@
 #include "core/vx_string.h"
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"
+#include "tests/testing/calls.h"
 #include "tests/testing/memory_dir.h"
 #include "tests/testing/scoped_cwd.h"
 #include "tests/testing/scoped_env.h"
@@ -43,24 +44,6 @@
 // Declared here, since not every compiler that has it brings the header along.
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
-
-// The dialogs answer at once: what is looked at is what the module does around them.
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
-extern "C" {
-char* __wrap_tinyfd_openFileDialog(const char*, const char*, int, const char* const*, const char*,
-                                   int) {
-  static std::array<char, 6> answer = {'/', 'a', '|', '/', 'b'};
-  return answer.data();
-}
-char* __wrap_tinyfd_saveFileDialog(const char*, const char*, int, const char* const*, const char*) {
-  static std::array<char, 3> answer = {'/', 'a'};
-  return answer.data();
-}
-char* __wrap_tinyfd_selectFolderDialog(const char*, const char*) {
-  return nullptr;
-}
-}
-// NOLINTEND(bugprone-reserved-identifier)
 
 namespace vx::test {
 namespace {
@@ -112,165 +95,173 @@ bool makeFile(const char* path) {
   return stream != nullptr && fs::Fwrite("text", 1, 4, stream) == 4 && fs::Fclose(stream) == 0;
 }
 
-bool reopenStream() {
-  FILE* stream = fs::Fopen("f.txt", "rb");
-  stream = stream == nullptr ? nullptr : fs::Freopen("d/a.txt", "rb", stream);
-  return stream != nullptr && fs::Fclose(stream) == 0;
-}
-
-bool useStream() {
-  std::array<char, 4> buffer{};
-  FILE* const stream = fs::Fopen("stream", "w+b");
-  return stream != nullptr && fs::Fwrite("text", 1, 4, stream) == 4 && fs::Fflush(stream) == 0 &&
-         fs::Fseek(stream, 0, SEEK_SET) == 0 && fs::Fread(buffer.data(), 1, 4, stream) == 4 &&
-         fs::Ftell(stream) == 4 && fs::Fclose(stream) == 0;
-}
-
-bool renameAndRemove() {
-  return makeFile("x") && fs::Frename("x", "y") == 0 && fs::Fremove("y") && !fs::Fremove("y");
-}
-
-bool askForStatus() {
-  return fs::isDir("d/.") && fs::isFile("./f.txt") && fs::exists("f.txt") && !fs::exists("none");
-}
-
-bool makeAndRemoveDirectories() {
-  return fs::mkDir("n/m/o") && fs::rmDir("n/m/o") && fs::rmDir("n/m") && fs::rmDir("n") &&
-         fs::rmDir("n");
-}
-
-bool failToMakeAndRemoveDirectories() {
-  return !fs::mkDir("f.txt/x") && !fs::rmDir("d") && !fs::rmDir("f.txt") && !fs::mkDir("") &&
-         !fs::mkDir(String("d/" + std::string(300, 'n')));
-}
-
-bool removeFiles() {
-  return makeFile("x") && fs::rmFile("x") && fs::rmFile("x") && fs::rmFile("d");
-}
-
-bool copyFiles() {
-  return fs::copyFile("f.txt", "copy") && !fs::copyFile("none", "copy") &&
-         fs::copyFile("copy", "COPY") == fs::isFile("COPY") && !fs::copyFile("f.txt", "none/x");
-}
-
-bool moveFiles() {
-  return makeFile("x") && makeFile("y.txt") && fs::moveFile("x", "y.txt") &&
-         !fs::moveFile("x", "y.txt") && !fs::moveFile("y.txt", "none/x") && fs::rmFile("y.txt");
-}
-
-bool listDirectories() {
-  return fs::listDirs("d").size() == 1 && fs::listDirs("none").empty();
-}
-
-bool listFiles() {
-  return fs::listFiles("d", {"txt", ".TXT", "png"}).size() == 4 && fs::listFiles("d", {}).empty();
-}
-
-bool askForTheExecutable() {
-  return fs::isFile(fs::exePath()) && fs::exeDir() == fs::appDir() && fs::exeDir() == fs::resDir();
-}
-
-bool askForStandardDirectories() {
-  String current;
-  String home;
-  String temp;
-  return fs::getCurrentDir(current) && fs::currentDir() == current && fs::getHomeDir(home) &&
-         fs::homeDir() == home && fs::getTempDir(temp) && fs::tempDir() == temp;
-}
-
-bool makeProductDirectories() {
-  String out;
-  return fs::getKavraUserDir(out, /*create=*/true) && fs::getKavraConfigDir(out, /*create=*/true) &&
-         fs::getKavraOutputDir(out, /*create=*/true) &&
-         fs::getKavraPreviewDir(out, /*create=*/true) && fs::rmDir("home/kavra/config") &&
-         fs::rmDir("home/kavra/output") && fs::rmDir("home/kavra/preview") &&
-         fs::rmDir("home/kavra");
-}
-
-bool missProductDirectories() {
-  const String current = fs::currentDir();
-  return fs::kavraUserDir(/*create=*/false) == current &&
-         fs::kavraConfigDir(/*create=*/false) == current &&
-         fs::kavraOutputDir(/*create=*/false) == current &&
-         fs::kavraPreviewDir(/*create=*/false) == current;
-}
-
-bool askForTheHelpPage() {
-  return fs::kavraNodeHelpPath(/*asUrl=*/true) ==
-             String("file://") + fs::kavraNodeHelpPath(/*asUrl=*/false) &&
-         fs::rmDir("home/kavra");
-}
-
-bool readZip() {
-  return fs::readZip("pack.zip", "out", {}).size() == 2;
-}
-
-bool failToReadZip() {
-  return fs::readZip("f.txt", "out", {}).empty() && fs::readZip("none", "out", {}).empty() &&
-         fs::readZip("pack.zip", "f.txt", {}).empty() &&
-         fs::readZip("damaged.zip", "out", {}).empty();
-}
-
-bool writeZip() {
-  std::size_t reports = 0;
-  return fs::writeZip("new.zip", {"f.txt", "none", "look.ksx"},
-                      [&](const fs::ZipProgress& /*report*/) { ++reports; }) &&
-         reports == 2;
-}
-
-bool failToWriteZip() {
-  return !fs::writeZip("none/x.zip", {"f.txt"}, {}) && !fs::writeZip("d", {"f.txt"}, {});
-}
-
-bool packAndUnpackKsz() {
-  return fs::writeKsz("new.ksz", {"f.txt", "look.ksx"}, [](const fs::KszProgress& /*report*/) {}) &&
-         fs::readKsz("new.ksz", {});
-}
-
-bool resolveReferences() {
-  return !fs::resolvePath("f.txt", {}, {}).isEmpty() &&
-         !fs::resolvePath("tex/a.txt", {"none", "d"}, {"txt"}).isEmpty() &&
-         !fs::resolvePath("tex/a.*", {"d"}, {"*", "png", "txt"}).isEmpty() &&
-         fs::resolvePath("tex/none.txt", {"d", "home"}, {"png"}).isEmpty();
-}
-
-bool showDialogs() {
-  return fs::browseFile("T", "", "Images", {"png", ".jpg", "*"}) == "/a" &&
-         fs::browseFiles("T", "", "", {}).size() == 2 && fs::browseDir("T", "").isEmpty() &&
-         fs::saveFile("T", "", "", {"png"}) == "/a";
-}
-
-bool workWithPaths() {
-  const Path path("d/./e/../none/x.txt", /*normalizeFirst=*/true);
-  return path.components().size() == 3 && path.file(/*withExt=*/false) == "x" &&
-         path.ext(/*withDot=*/true) == ".txt" && path.dir() == "d/none" && !path.exists() &&
-         path.canonical() == Path::join(fs::currentDir(), "d", "none", "x.txt") &&
-         Path::changeExt("a/b.c", ".d") == "a/b.d";
-}
-
-bool workWithTexts() {
-  String text = "one";
-  text << "|" << String("two");
-  StringVector pieces = text.split('|', /*skipEmpty=*/true, /*trim=*/true);
-  pieces.push_back(text.replace('o', '0', /*firstOnly=*/true, /*ignoreCase=*/false));
-  return pieces.join("+") == "one+two+0ne|two" &&
-         text.fromLast('|', /*keepSeparator=*/true) == "|two";
-}
-
-bool logAndRecordErrors() {
-  logError("a line of %s", "one length");
-  logWarning("%s", std::string(2000, 'x').c_str());
-  os::setCurrentError(1, "context", "message");
-  const bool isKept = os::currentErrorMessage() == "message";
-  os::clearCurrentError();
-  return isKept && os::currentErrorMessage().isEmpty();
-}
-
-bool replaceTheSink() {
-  LogSink before = setLogSink([](LogLevel /*level*/, const String& /*line*/) {});
-  setLogSink(std::move(before));
-  return true;
-}
+const Work kWorks[] = {
+    {"OpeningAFile", [] { return makeFile("x"); }},
+    {"ReopeningAStream",
+     [] {
+       FILE* stream = fs::Fopen("f.txt", "rb");
+       stream = stream == nullptr ? nullptr : fs::Freopen("d/a.txt", "rb", stream);
+       return stream != nullptr && fs::Fclose(stream) == 0;
+     }},
+    {"UsingAStream",
+     [] {
+       std::array<char, 4> buffer{};
+       FILE* const stream = fs::Fopen("stream", "w+b");
+       return stream != nullptr && fs::Fwrite("text", 1, 4, stream) == 4 &&
+              fs::Fflush(stream) == 0 && fs::Fseek(stream, 0, SEEK_SET) == 0 &&
+              fs::Fread(buffer.data(), 1, 4, stream) == 4 && fs::Ftell(stream) == 4 &&
+              fs::Fclose(stream) == 0;
+     }},
+    {"RenamingAndRemoving",
+     [] {
+       return makeFile("x") && fs::Frename("x", "y") == 0 && fs::Fremove("y") && !fs::Fremove("y");
+     }},
+    {"StatusQueries",
+     [] {
+       return fs::isDir("d/.") && fs::isFile("./f.txt") && fs::exists("f.txt") &&
+              !fs::exists("none");
+     }},
+    {"MakingDirectories",
+     [] {
+       return fs::mkDir("n/m/o") && fs::rmDir("n/m/o") && fs::rmDir("n/m") && fs::rmDir("n") &&
+              fs::rmDir("n");
+     }},
+    {"FailingToMakeDirectories",
+     [] {
+       return !fs::mkDir("f.txt/x") && !fs::rmDir("d") && !fs::rmDir("f.txt") && !fs::mkDir("") &&
+              !fs::mkDir(String("d/" + std::string(300, 'n')));
+     }},
+    {"RemovingFiles",
+     [] { return makeFile("x") && fs::rmFile("x") && fs::rmFile("x") && fs::rmFile("d"); }},
+    {"CopyingFiles",
+     [] {
+       return fs::copyFile("f.txt", "copy") && !fs::copyFile("none", "copy") &&
+              fs::copyFile("copy", "COPY") == fs::isFile("COPY") &&
+              !fs::copyFile("f.txt", "none/x");
+     }},
+    {"MovingFiles",
+     [] {
+       return makeFile("x") && makeFile("y.txt") && fs::moveFile("x", "y.txt") &&
+              !fs::moveFile("x", "y.txt") && !fs::moveFile("y.txt", "none/x") &&
+              fs::rmFile("y.txt");
+     }},
+    {"ListingDirectories",
+     [] { return fs::listDirs("d").size() == 1 && fs::listDirs("none").empty(); }},
+    {"ListingFiles",
+     [] {
+       return fs::listFiles("d", {"txt", ".TXT", "png"}).size() == 4 &&
+              fs::listFiles("d", {}).empty();
+     }},
+    {"TheExecutable",
+     [] {
+       return fs::isFile(fs::exePath()) && fs::exeDir() == fs::appDir() &&
+              fs::exeDir() == fs::resDir();
+     }},
+    {"StandardDirectories",
+     [] {
+       String current;
+       String home;
+       String temp;
+       return fs::getCurrentDir(current) && fs::currentDir() == current && fs::getHomeDir(home) &&
+              fs::homeDir() == home && fs::getTempDir(temp) && fs::tempDir() == temp;
+     }},
+    {"MakingProductDirectories",
+     [] {
+       String out;
+       return fs::getKavraUserDir(out, /*create=*/true) &&
+              fs::getKavraConfigDir(out, /*create=*/true) &&
+              fs::getKavraOutputDir(out, /*create=*/true) &&
+              fs::getKavraPreviewDir(out, /*create=*/true) && fs::rmDir("home/kavra/config") &&
+              fs::rmDir("home/kavra/output") && fs::rmDir("home/kavra/preview") &&
+              fs::rmDir("home/kavra");
+     }},
+    {"MissingProductDirectories",
+     [] {
+       const String current = fs::currentDir();
+       return fs::kavraUserDir(/*create=*/false) == current &&
+              fs::kavraConfigDir(/*create=*/false) == current &&
+              fs::kavraOutputDir(/*create=*/false) == current &&
+              fs::kavraPreviewDir(/*create=*/false) == current;
+     }},
+    {"TheHelpPage",
+     [] {
+       return fs::kavraNodeHelpPath(/*asUrl=*/true) ==
+                  String("file://") + fs::kavraNodeHelpPath(/*asUrl=*/false) &&
+              fs::rmDir("home/kavra");
+     }},
+    {"ReadingZip", [] { return fs::readZip("pack.zip", "out", {}).size() == 2; }},
+    {"FailingToReadZip",
+     [] {
+       return fs::readZip("f.txt", "out", {}).empty() && fs::readZip("none", "out", {}).empty() &&
+              fs::readZip("pack.zip", "f.txt", {}).empty() &&
+              fs::readZip("damaged.zip", "out", {}).empty();
+     }},
+    {"WritingZip",
+     [] {
+       std::size_t reports = 0;
+       return fs::writeZip("new.zip", {"f.txt", "none", "look.ksx"},
+                           [&](const fs::ZipProgress& /*report*/) { ++reports; }) &&
+              reports == 2;
+     }},
+    {"FailingToWriteZip",
+     [] {
+       return !fs::writeZip("none/x.zip", {"f.txt"}, {}) && !fs::writeZip("d", {"f.txt"}, {});
+     }},
+    {"Ksz",
+     [] {
+       return fs::writeKsz("new.ksz", {"f.txt", "look.ksx"},
+                           [](const fs::KszProgress& /*report*/) {}) &&
+              fs::readKsz("new.ksz", {});
+     }},
+    {"ResolvingReferences",
+     [] {
+       return !fs::resolvePath("f.txt", {}, {}).isEmpty() &&
+              !fs::resolvePath("tex/a.txt", {"none", "d"}, {"txt"}).isEmpty() &&
+              !fs::resolvePath("tex/a.*", {"d"}, {"*", "png", "txt"}).isEmpty() &&
+              fs::resolvePath("tex/none.txt", {"d", "home"}, {"png"}).isEmpty();
+     }},
+    {"Dialogs",
+     [] {
+       Calls calls;
+       calls.answer("tinyfd_openFileDialog", "/a|/b");
+       calls.answer("tinyfd_saveFileDialog", "/a");
+       return fs::browseFile("T", "", "Images", {"png", ".jpg", "*"}) == "/a" &&
+              fs::browseFiles("T", "", "", {}).size() == 2 && fs::browseDir("T", "").isEmpty() &&
+              fs::saveFile("T", "", "", {"png"}) == "/a";
+     }},
+    {"Paths",
+     [] {
+       const Path path("d/./e/../none/x.txt", /*normalizeFirst=*/true);
+       return path.components().size() == 3 && path.file(/*withExt=*/false) == "x" &&
+              path.ext(/*withDot=*/true) == ".txt" && path.dir() == "d/none" && !path.exists() &&
+              path.canonical() == Path::join(fs::currentDir(), "d", "none", "x.txt") &&
+              Path::changeExt("a/b.c", ".d") == "a/b.d";
+     }},
+    {"Texts",
+     [] {
+       String text = "one";
+       text << "|" << String("two");
+       StringVector pieces = text.split('|', /*skipEmpty=*/true, /*trim=*/true);
+       pieces.push_back(text.replace('o', '0', /*firstOnly=*/true, /*ignoreCase=*/false));
+       return pieces.join("+") == "one+two+0ne|two" &&
+              text.fromLast('|', /*keepSeparator=*/true) == "|two";
+     }},
+    {"LogAndErrors",
+     [] {
+       logError("a line of %s", "one length");
+       logWarning("%s", std::string(2000, 'x').c_str());
+       os::setCurrentError(1, "context", "message");
+       const bool isKept = os::currentErrorMessage() == "message";
+       os::clearCurrentError();
+       return isKept && os::currentErrorMessage().isEmpty();
+     }},
+    {"Sinks",
+     [] {
+       LogSink before = setLogSink([](LogLevel /*level*/, const String& /*line*/) {});
+       setLogSink(std::move(before));
+       return true;
+     }},
+};
 
 class Endurance : public testing::TestWithParam<Work> {
  protected:
@@ -335,27 +326,8 @@ TEST_P(Endurance, KeepsAnswersMemoryAndDescriptors) {
 #endif
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Of, Endurance,
-    testing::Values(Work{"OpeningAFile", [] { return makeFile("x"); }},
-                    Work{"ReopeningAStream", reopenStream}, Work{"UsingAStream", useStream},
-                    Work{"RenamingAndRemoving", renameAndRemove},
-                    Work{"StatusQueries", askForStatus},
-                    Work{"MakingDirectories", makeAndRemoveDirectories},
-                    Work{"FailingToMakeDirectories", failToMakeAndRemoveDirectories},
-                    Work{"RemovingFiles", removeFiles}, Work{"CopyingFiles", copyFiles},
-                    Work{"MovingFiles", moveFiles}, Work{"ListingDirectories", listDirectories},
-                    Work{"ListingFiles", listFiles}, Work{"TheExecutable", askForTheExecutable},
-                    Work{"StandardDirectories", askForStandardDirectories},
-                    Work{"MakingProductDirectories", makeProductDirectories},
-                    Work{"MissingProductDirectories", missProductDirectories},
-                    Work{"TheHelpPage", askForTheHelpPage}, Work{"ReadingZip", readZip},
-                    Work{"FailingToReadZip", failToReadZip}, Work{"WritingZip", writeZip},
-                    Work{"FailingToWriteZip", failToWriteZip}, Work{"Ksz", packAndUnpackKsz},
-                    Work{"ResolvingReferences", resolveReferences}, Work{"Dialogs", showDialogs},
-                    Work{"Paths", workWithPaths}, Work{"Texts", workWithTexts},
-                    Work{"LogAndErrors", logAndRecordErrors}, Work{"Sinks", replaceTheSink}),
-    [](const testing::TestParamInfo<Work>& one) { return std::string(one.param.name); });
+INSTANTIATE_TEST_SUITE_P(Of, Endurance, testing::ValuesIn(kWorks),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace
 }  // namespace vx::test

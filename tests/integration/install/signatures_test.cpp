@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Concern: the exact types of the public functions, held by the compiler. Texts, lists and
-// callbacks go in by value and come out by value: a reference in their place is a change of the
-// interface.
+// The exact types of the public functions, checked by the compiler: a reference in place of a value
+// would change the interface.
 
 #include "core/vx_env.h"
 #include "core/vx_error.h"
