@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Eight threads at once: over all functions, each on files of its own; with strings and lists that
-// they share; with a current error each; with one log. What the thread sanitizer says of it counts
-// as much as what is asserted.
+// Eight threads at once: each with all functions on files of its own, with a current error each,
+// one log, and shared strings and lists. The thread sanitizer checks as much as the assertions.
 
 #include "core/vx_error.h"
 #include "core/vx_log.h"
@@ -10,11 +9,8 @@
 #include "core/vx_string.h"
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"
-#include "tests/testing/error_state.h"
-#include "tests/testing/log_capture.h"
+#include "tests/testing/sandbox.h"
 #include "tests/testing/scoped_env.h"
-#include "tests/testing/temp_dir.h"
-#include "tests/testing/texts.h"
 
 #include <gmock/gmock.h>
 
@@ -86,169 +82,131 @@ class LinesByThread {
   LogSink before_;
 };
 
-// ---- All functions, on files of their own ------------------------------------------------------
+// ---------------------------------------------------------------------------------------------
+// All functions, on files of their own
 
-constexpr long long kOwnCode = 7;
-constexpr const char* kOwnMessage = "kept while others have theirs";
+/// Calls every function once on the files of the directory `name`, and checks each result, line and
+/// current error.
+void useEverything(const TempDir& tmp, const std::string& name, LinesByThread& log) {
+  const auto path = [&](const std::string& relative) { return vxText(name + "/" + relative); };
+  const std::string full = tmp.path(name);
 
-/// One thread's part: every function once, each result checked, each line, each current error.
-class Worker {
- public:
-  Worker(const TempDir& tmp, int number, LinesByThread& log)
-      : tmp_(tmp), name_("t" + std::to_string(number)), log_(log) {}
+  // Directories
+  EXPECT_TRUE(fs::mkDir(path("d/e")));
+  EXPECT_TRUE(capturedErrorIs(0, "mkDir"));
+  EXPECT_TRUE(fs::isDir(path("d/e")));
+  EXPECT_TRUE(fs::exists(path("d")));
+  EXPECT_FALSE(fs::rmDir(path("d")));
+  EXPECT_TRUE(capturedErrorIs(ENOTEMPTY, "rmDir"));
+  EXPECT_EQ(log.takeOwn(), lines("error: Failed to remove dir: " + full +
+                                 "/d [err: " + errnoText(ENOTEMPTY) + "]."));
+  const std::string tooLong(NAME_MAX + 1, 'n');
+  EXPECT_FALSE(fs::mkDir(path(tooLong)));
+  EXPECT_TRUE(capturedErrorIs(ENAMETOOLONG, "mkDir"));
+  EXPECT_EQ(log.takeOwn(), lines("error: Failed to create dir: " + name + "/" + tooLong +
+                                 " [err: " + errnoText(ENAMETOOLONG) + "]."));
 
-  void run() {
-    makeDirectories();
-    useStreams();
-    copyAndMove();
-    packAndUnpack();
-    os::setCurrentError(kOwnCode, String(name_), kOwnMessage);
-    list();
-    askForLocations();
-    resolve();
-    EXPECT_TRUE(currentErrorIs(kOwnCode, name_, kOwnMessage));
-    removeEverything();
-    expectLines({});
+  // Streams
+  FILE* stream = fs::Fopen(path("f.txt"), "w+b");
+  ASSERT_NE(stream, nullptr);
+  EXPECT_EQ(fs::Fwrite(name.data(), 1, name.size(), stream), name.size());
+  EXPECT_EQ(fs::Fflush(stream), 0);
+  EXPECT_EQ(fs::Fseek(stream, 0, SEEK_SET), 0);
+  std::array<char, 8> buffer{};
+  EXPECT_EQ(fs::Fread(buffer.data(), 1, buffer.size(), stream), name.size());
+  EXPECT_EQ(fs::Ftell(stream), static_cast<long long>(name.size()));
+  stream = fs::Freopen(path("f.txt"), "rb", stream);
+  ASSERT_NE(stream, nullptr);
+  EXPECT_EQ(fs::Fclose(stream), 0);
+  EXPECT_EQ(fs::Frename(path("f.txt"), path("g.txt")), 0);
+  EXPECT_TRUE(fs::isFile(path("g.txt")));
+
+  // Copies and moves
+  EXPECT_TRUE(fs::copyFile(path("g.txt"), path("d/copy.txt")));
+  EXPECT_TRUE(fs::moveFile(path("g.txt"), path("d/moved.txt")));
+  EXPECT_EQ(tmp.read(name + "/d/copy.txt"), name);
+  EXPECT_EQ(tmp.read(name + "/d/moved.txt"), name);
+  EXPECT_FALSE(fs::copyFile(path("missing"), path("MISSING")));
+  EXPECT_EQ(log.takeOwn(), lines("warning: Cannot copy '" + name + "/missing' to itself."));
+
+  // Archives
+  std::vector<std::string> reported;
+  EXPECT_TRUE(
+      fs::writeZip(path("pack.zip"), {path("d/copy.txt"), path("missing")},
+                   [&](const fs::ZipProgress& report) { reported.push_back(text(report.file)); }));
+  EXPECT_EQ(reported, lines("res/copy.txt"));
+  EXPECT_EQ(log.takeOwn(),
+            lines("error: Cannot add non-existent file to archive: " + name + "/missing"));
+  EXPECT_EQ(texts(fs::readZip(path("pack.zip"), path("out"), {})),
+            lines(name + "/out/res/copy.txt"));
+  EXPECT_TRUE(capturedErrorIs(0, "mkDir"));
+  EXPECT_TRUE(fs::writeKsz(path("pack.ksz"), {path("d/moved.txt")}, {}));
+  EXPECT_TRUE(fs::readKsz(path("pack.ksz"), {}));
+  EXPECT_EQ(tmp.read(name + "/res/moved.txt"), name);
+
+  // Lists and locations
+  os::setCurrentError(7, vxText(name), "kept");
+  EXPECT_EQ(texts(fs::listDirs(path("d"))), lines(name + "/d/e"));
+  EXPECT_THAT(texts(fs::listFiles(path("d"), {"txt"})),
+              testing::UnorderedElementsAre(name + "/d/copy.txt", name + "/d/moved.txt"));
+  EXPECT_TRUE(fs::isFile(fs::exePath()));
+  EXPECT_TRUE(fs::isDir(fs::exeDir()));
+  EXPECT_EQ(fs::appDir(), fs::exeDir());
+  EXPECT_EQ(fs::resDir(), fs::exeDir());
+  EXPECT_EQ(text(fs::currentDir()), tmp.path());
+  EXPECT_EQ(text(fs::homeDir()), tmp.path());
+  EXPECT_EQ(text(fs::tempDir()), tmp.path());
+  EXPECT_EQ(text(fs::kavraUserDir(/*create=*/false)), tmp.path("kavra"));
+  EXPECT_EQ(text(fs::kavraConfigDir(/*create=*/true)), tmp.path("kavra/config"));
+  EXPECT_EQ(text(fs::kavraNodeHelpPath(/*asUrl=*/false)), tmp.path("kavra/nodehelp.html"));
+  String out;
+  EXPECT_FALSE(fs::getKavraOutputDir(out, /*create=*/false));
+  EXPECT_FALSE(fs::getKavraPreviewDir(out, /*create=*/false));
+  EXPECT_EQ(
+      log.takeOwn(),
+      lines("error: Failed to find kavra output dir: " + tmp.path("kavra/output") + " (kept).",
+            "error: Failed to find kavra preview dir: " + tmp.path("kavra/preview") + " (kept)."));
+  EXPECT_EQ(text(fs::resolvePath("tex/shared.png", {path("d"), "kavra"}, {"tx"})),
+            tmp.path("kavra/shared.png"));
+  EXPECT_EQ(text(Path(path("d/./e/../x"), /*normalizeFirst=*/true).canonical()), full + "/d/x");
+  EXPECT_TRUE(currentErrorIs(7, name, "kept"));
+
+  // Removals
+  for (const char* const file :
+       {"pack.zip", "pack.ksz", "out/res/copy.txt", "res/moved.txt", "d/copy.txt", "d/moved.txt"}) {
+    EXPECT_TRUE(fs::rmFile(path(file))) << file;
   }
-
- private:
-  [[nodiscard]] std::string at(const std::string& relative) const {
-    return tmp_.path(name_ + "/" + relative);
+  for (const char* const directory : {"out/res", "out", "res", "d/e", "d"}) {
+    EXPECT_TRUE(fs::rmDir(path(directory))) << directory;
   }
-  [[nodiscard]] String path(const std::string& relative) const { return String(at(relative)); }
+  EXPECT_EQ(log.takeOwn(), lines());
+}
 
-  void expectLines(const std::vector<std::string>& expected) {
-    EXPECT_EQ(log_.takeOwn(), expected) << name_;
-  }
-
-  void makeDirectories() {
-    EXPECT_TRUE(fs::mkDir(path("d/e")));
-    EXPECT_TRUE(capturedErrorIs(0, "mkDir"));
-    EXPECT_TRUE(fs::isDir(path("d/e")));
-    EXPECT_TRUE(fs::exists(path("d")));
-    EXPECT_FALSE(fs::rmDir(path("d")));
-    EXPECT_TRUE(capturedErrorIs(ENOTEMPTY, "rmDir"));
-    expectLines(
-        {"error: Failed to remove dir: " + at("d") + " [err: " + errnoText(ENOTEMPTY) + "]."});
-    const std::string tooLong = "d/" + std::string(NAME_MAX + 1, 'n');
-    EXPECT_FALSE(fs::mkDir(path(tooLong)));
-    EXPECT_TRUE(capturedErrorIs(ENAMETOOLONG, "mkDir"));
-    expectLines({"error: Failed to create dir: " + at(tooLong) +
-                 " [err: " + errnoText(ENAMETOOLONG) + "]."});
-  }
-
-  void useStreams() {
-    FILE* stream = fs::Fopen(path("f.txt"), "w+b");
-    ASSERT_NE(stream, nullptr);
-    EXPECT_EQ(fs::Fwrite(name_.data(), 1, name_.size(), stream), name_.size());
-    EXPECT_EQ(fs::Fflush(stream), 0);
-    EXPECT_EQ(fs::Fseek(stream, 0, SEEK_SET), 0);
-    std::array<char, 8> buffer{};
-    EXPECT_EQ(fs::Fread(buffer.data(), 1, buffer.size(), stream), name_.size());
-    EXPECT_EQ(fs::Ftell(stream), static_cast<long long>(name_.size()));
-    stream = fs::Freopen(path("f.txt"), "rb", stream);
-    ASSERT_NE(stream, nullptr);
-    EXPECT_EQ(fs::Fclose(stream), 0);
-    EXPECT_EQ(fs::Frename(path("f.txt"), path("g.txt")), 0);
-    EXPECT_TRUE(fs::isFile(path("g.txt")));
-  }
-
-  void copyAndMove() {
-    EXPECT_TRUE(fs::copyFile(path("g.txt"), path("d/copy.txt")));
-    EXPECT_TRUE(fs::moveFile(path("g.txt"), path("d/moved.txt")));
-    EXPECT_EQ(tmp_.read(name_ + "/d/copy.txt"), name_);
-    EXPECT_EQ(tmp_.read(name_ + "/d/moved.txt"), name_);
-    EXPECT_FALSE(fs::copyFile(path("missing"), path("MISSING")));
-    expectLines({"warning: Cannot copy '" + at("missing") + "' to itself."});
-  }
-
-  void packAndUnpack() {
-    std::vector<std::string> reported;
-    EXPECT_TRUE(fs::writeZip(
-        path("pack.zip"), {path("d/copy.txt"), path("missing")},
-        [&](const fs::ZipProgress& report) { reported.push_back(text(report.file)); }));
-    EXPECT_EQ(reported, lines("res/copy.txt"));
-    expectLines({"error: Cannot add non-existent file to archive: " + at("missing")});
-    EXPECT_EQ(texts(fs::readZip(path("pack.zip"), path("out"), {})), lines(at("out/res/copy.txt")));
-    EXPECT_TRUE(capturedErrorIs(0, "mkDir"));
-    EXPECT_TRUE(fs::writeKsz(path("pack.ksz"), {path("d/moved.txt")}, {}));
-    EXPECT_TRUE(fs::readKsz(path("pack.ksz"), {}));
-    EXPECT_EQ(tmp_.read(name_ + "/res/moved.txt"), name_);
-  }
-
-  void list() {
-    EXPECT_EQ(texts(fs::listDirs(path("d"))), lines(at("d/e")));
-    EXPECT_THAT(texts(fs::listFiles(path("d"), {"txt"})),
-                testing::UnorderedElementsAre(at("d/copy.txt"), at("d/moved.txt")));
-  }
-
-  void askForLocations() {
-    EXPECT_TRUE(fs::isFile(fs::exePath()));
-    EXPECT_TRUE(fs::isDir(fs::exeDir()));
-    EXPECT_EQ(fs::appDir(), fs::exeDir());
-    EXPECT_EQ(fs::resDir(), fs::exeDir());
-    EXPECT_TRUE(fs::isDir(fs::currentDir()));
-    EXPECT_EQ(fs::homeDir(), String(tmp_.path()));
-    EXPECT_EQ(fs::tempDir(), String(tmp_.path()));
-    EXPECT_EQ(fs::kavraUserDir(/*create=*/false), String(tmp_.path("kavra")));
-    EXPECT_EQ(fs::kavraConfigDir(/*create=*/true), String(tmp_.path("kavra/config")));
-    EXPECT_EQ(fs::kavraNodeHelpPath(/*asUrl=*/false), String(tmp_.path("kavra/nodehelp.html")));
-    String out;
-    EXPECT_FALSE(fs::getKavraOutputDir(out, /*create=*/false));
-    EXPECT_FALSE(fs::getKavraPreviewDir(out, /*create=*/false));
-    expectLines({"error: Failed to find kavra output dir: " + tmp_.path("kavra/output") + " (" +
-                     kOwnMessage + ").",
-                 "error: Failed to find kavra preview dir: " + tmp_.path("kavra/preview") + " (" +
-                     kOwnMessage + ")."});
-  }
-
-  void resolve() {
-    EXPECT_EQ(fs::resolvePath("tex/shared.png", {path("d"), String(tmp_.path("kavra"))}, {"tx"}),
-              String(tmp_.path("kavra/shared.png")));
-    EXPECT_EQ(Path(path("d/./e/../x"), /*normalizeFirst=*/true).canonical(), path("d/x"));
-  }
-
-  void removeEverything() {
-    for (const char* const file : {"pack.zip", "pack.ksz", "out/res/copy.txt", "res/moved.txt",
-                                   "d/copy.txt", "d/moved.txt"}) {
-      EXPECT_TRUE(fs::rmFile(path(file))) << file;
-    }
-    for (const char* const directory : {"out/res", "out", "res", "d/e", "d"}) {
-      EXPECT_TRUE(fs::rmDir(path(directory))) << directory;
-    }
-  }
-
-  const TempDir& tmp_;
-  std::string name_;
-  LinesByThread& log_;
-};
-
-TEST(EightThreads, DoTheirOwnWorkWithTheirOwnLinesAndErrors) {
-  const TempDir tmp;
-  tmp.mkdir("kavra/config");
-  tmp.write("kavra/shared.png", "text");
+TEST(Threads, DoTheirOwnWorkWithTheirOwnErrors) {
+  const Sandbox box;
+  box.tmp.mkdir("kavra/config");
+  box.tmp.write("kavra/shared.png", "text");
   for (int number = 0; number < kThreads; ++number) {
-    tmp.mkdir("t" + std::to_string(number));
+    box.tmp.mkdir("t" + std::to_string(number));
   }
-  const ScopedEnv home("HOME", tmp.path());
-  const ScopedEnv temp("TMPDIR", tmp.path());
+  const ScopedEnv home("HOME", box.tmp.path());
+  const ScopedEnv temp("TMPDIR", box.tmp.path());
   const ScopedEnv userDir("KAVRA_USER_DIR", nullptr);
   const ScopedEnv timeZone(kTimeZone, "UTC0");
   LinesByThread log;
 
   onAllThreads([&](int number) {
-    Worker worker(tmp, number, log);
     for (int round = 0; round < kRounds && !testing::Test::HasFailure(); ++round) {
-      worker.run();
+      useEverything(box.tmp, "t" + std::to_string(number), log);
     }
   });
 
-  EXPECT_EQ(tmp.entries(), lines("kavra/", "kavra/config/", "kavra/shared.png", "t0/", "t1/", "t2/",
-                                 "t3/", "t4/", "t5/", "t6/", "t7/"));
+  EXPECT_EQ(box.tmp.entries(), lines("kavra/", "kavra/config/", "kavra/shared.png", "t0/", "t1/",
+                                     "t2/", "t3/", "t4/", "t5/", "t6/", "t7/"));
 }
 
-// Any of them may make a level. Who comes second to one fails, and says so.
-TEST(EightThreads, MakeOneTreeTogether) {
+// The thread that comes second to a level fails.
+TEST(Threads, CreateOneTreeTogether) {
   const TempDir tmp;
   LinesByThread log;
   for (int round = 0; round < kRounds; ++round) {
@@ -271,9 +229,10 @@ TEST(EightThreads, MakeOneTreeTogether) {
   }
 }
 
-// ---- The current error -------------------------------------------------------------------------
+// ---------------------------------------------------------------------------------------------
+// The current error and the log
 
-TEST(EightThreads, HaveACurrentErrorEach) {
+TEST(Threads, HaveACurrentErrorEach) {
   std::barrier step(kThreads);
   onAllThreads([&](int number) {
     const bool isEven = number % 2 == 0;
@@ -294,10 +253,8 @@ TEST(EightThreads, HaveACurrentErrorEach) {
   EXPECT_TRUE(currentErrorIs(0, "", "")) << "the thread that waited has had no error";
 }
 
-// ---- The log -----------------------------------------------------------------------------------
-
-// What a sink refers to may go as soon as another has taken its place.
-TEST(EightThreads, LogWhileTheSinkIsReplaced) {
+// The object that a sink refers to may be destroyed as soon as the sink is replaced.
+TEST(Threads, LogWhileTheSinkIsReplaced) {
   struct Counter {
     bool isOver = false;
     int lines = 0;
@@ -332,7 +289,7 @@ TEST(EightThreads, LogWhileTheSinkIsReplaced) {
 }
 
 // A sink needs no lock of its own.
-TEST(EightThreads, AreInsideTheSinkOneAtATime) {
+TEST(Threads, CallTheSinkOneAtATime) {
   constexpr int kLines = kRounds * 10;
   std::map<std::thread::id, int> linesOf;
   LogSink before = setLogSink(
@@ -351,9 +308,10 @@ TEST(EightThreads, AreInsideTheSinkOneAtATime) {
   }
 }
 
-// ---- Shared handles ----------------------------------------------------------------------------
+// ---------------------------------------------------------------------------------------------
+// Shared strings and lists
 
-TEST(EightThreads, CopyChangeAndDropHandlesToOneString) {
+TEST(Threads, CopyChangeAndDropOneString) {
   const std::string original = "a text that is shared by all of them";
   const String shared(original);
   onAllThreads([&](int number) {
@@ -376,7 +334,7 @@ TEST(EightThreads, CopyChangeAndDropHandlesToOneString) {
   EXPECT_EQ(text(shared), original);
 }
 
-TEST(EightThreads, CopyGrowAndDropHandlesToOneList) {
+TEST(Threads, CopyGrowAndDropOneList) {
   const StringVector shared = {"one", "two", "three"};
   onAllThreads([&](int number) {
     const std::string own = std::to_string(number);
@@ -394,8 +352,8 @@ TEST(EightThreads, CopyGrowAndDropHandlesToOneList) {
   EXPECT_EQ(texts(shared), lines("one", "two", "three"));
 }
 
-// Any of them may be the one that drops the last handle.
-TEST(EightThreads, DropTheLastHandleWhereverItIs) {
+// Any thread may drop the last handle.
+TEST(Threads, DropTheLastHandle) {
   for (int round = 0; round < kRounds * 5; ++round) {
     std::array<std::optional<String>, kThreads> strings;
     std::array<std::optional<StringVector>, kThreads> lists;
@@ -414,34 +372,32 @@ TEST(EightThreads, DropTheLastHandleWhereverItIs) {
   }
 }
 
-// The functions take handles that other threads hold too.
-TEST(EightThreads, PassTheSameHandlesToTheFunctions) {
-  const TempDir tmp;
-  tmp.write("d/a.png", "text");
-  tmp.mkdir("d/e");
-  const String directory(tmp.path("d"));
-  const String file(tmp.path("d/a.png"));
-  const StringVector searched = {String(tmp.path("missing")), directory};
+TEST(Threads, PassTheSameStringsToTheFunctions) {
+  const Sandbox box;
+  box.tmp.write("d/a.png", "text");
+  box.tmp.mkdir("d/e");
+  const String directory = "d";
+  const String file = "d/a.png";
+  const StringVector searched = {"missing", "d"};
   const StringVector extensions = {"jpg", "png"};
   const ScopedEnv timeZone(kTimeZone, "UTC0");
-  const LogCapture log;
 
   onAllThreads([&](int number) {
-    const String out(tmp.path("out" + std::to_string(number)));
+    const String out = vxText("out" + std::to_string(number));
     for (int round = 0; round < kRounds; ++round) {
       EXPECT_TRUE(fs::isDir(directory));
       EXPECT_TRUE(fs::mkDir(directory));
-      EXPECT_EQ(texts(fs::listDirs(directory)), lines(tmp.path("d/e")));
-      EXPECT_EQ(texts(fs::listFiles(directory, extensions)), lines(tmp.path("d/a.png")));
-      EXPECT_EQ(fs::resolvePath("a.*", searched, extensions), file);
+      EXPECT_EQ(texts(fs::listDirs(directory)), lines("d/e"));
+      EXPECT_EQ(texts(fs::listFiles(directory, extensions)), lines("d/a.png"));
+      EXPECT_EQ(text(fs::resolvePath("a.*", searched, extensions)), box.tmp.path("d/a.png"));
       EXPECT_TRUE(fs::copyFile(file, out));
       EXPECT_TRUE(fs::writeZip(out + ".zip", {file, file}, {}));
       EXPECT_EQ(fs::readZip(out + ".zip", out + ".d", {}).size(), 2U);
     }
   });
 
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_EQ(tmp.read("d/a.png"), "text");
+  EXPECT_EQ(box.log.all(), lines());
+  EXPECT_EQ(box.tmp.read("d/a.png"), "text");
 }
 
 }  // namespace
