@@ -3,6 +3,7 @@
 #include "core/vx_log.h"
 
 #include "core/vx_error.h"
+#include "core/vx_ref_counted.h"
 
 #include <array>
 #include <atomic>
@@ -48,9 +49,29 @@ class SinkMutex {
   std::mutex mutex_;
 };
 
+class SharedSink final : public RefCounted {
+ public:
+  explicit SharedSink(LogSink given) : call(std::move(given)) {}
+
+  const LogSink call;
+
+ private:
+  void destroy() noexcept override { delete this; }
+};
+
+/// A shared sink, or none. With a shared pointer of the standard's, a shared library would export
+/// instances of its templates.
+class SinkHandle final : public RefersTo<SharedSink> {
+ public:
+  SinkHandle() = default;
+  explicit SinkHandle(LogSink sink) : RefersTo(sink ? new SharedSink(std::move(sink)) : nullptr) {}
+
+  [[nodiscard]] const SharedSink* get() const noexcept { return implementation(); }
+};
+
 struct SinkSlot {
   SinkMutex mutex;
-  std::shared_ptr<const LogSink> sink;
+  SinkHandle sink;
 };
 
 /// Lets a thread that logs pass the slot by without a lock while there is no sink.
@@ -117,11 +138,11 @@ bool writeToSink(LogLevel level, String line) {
   const std::lock_guard<SinkMutex> lock(slot.mutex);
   const ErrorStateGuard guard;
   // A copy keeps the sink alive while it runs, in case it sets another.
-  const std::shared_ptr<const LogSink> sink = slot.sink;
-  if (sink == nullptr) {
+  const SinkHandle sink = slot.sink;
+  if (sink.get() == nullptr) {
     return false;
   }
-  callSink(*sink, level, std::move(line));
+  callSink(sink.get()->call, level, std::move(line));
   return true;
 }
 
@@ -208,18 +229,18 @@ void logWarning(const char* format, ...) {
 }
 
 LogSink setLogSink(LogSink sink) {
-  auto exchanged = sink ? std::make_shared<const LogSink>(std::move(sink)) : nullptr;
+  SinkHandle exchanged(std::move(sink));
   {
     SinkSlot& slot = sinkSlot();
     const std::lock_guard<SinkMutex> lock(slot.mutex);
-    slot.sink.swap(exchanged);
-    isSinkSet = slot.sink != nullptr;
+    std::swap(slot.sink, exchanged);
+    isSinkSet = slot.sink.get() != nullptr;
   }
-  return exchanged ? *exchanged : LogSink();
+  return exchanged.get() != nullptr ? exchanged.get()->call : LogSink();
 }
 
 LogSink standardErrorSink() {
-  return writeToStandardError;
+  return [](LogLevel level, String line) { writeToStandardError(level, std::move(line)); };
 }
 
 }  // namespace vx
