@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <concepts>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -431,9 +432,9 @@ VX_CALL(FILE*, fopen, (const char* path, const char* mode), (path, mode), nullpt
 VX_CALL(FILE*, fopen64, (const char* path, const char* mode), (path, mode), nullptr, "fopen", path, mode)
 VX_RELEASE(int, fclose, (FILE* file), (file), EOF, "fclose")
 VX_CALL(int, fseeko, (FILE* file, off_t to, int whence), (file, to, whence), -1, "fseeko", to, whence)
-VX_CALL(int, fseeko64, (FILE* file, off64_t to, int whence), (file, to, whence), -1, "fseeko", to, whence)
+VX_CALL(int, fseeko64, (FILE* file, std::int64_t to, int whence), (file, to, whence), -1, "fseeko", to, whence)
 VX_CALL(off_t, ftello, (FILE* file), (file), -1, "ftello")
-VX_CALL(off64_t, ftello64, (FILE* file), (file), -1, "ftello")
+VX_CALL(std::int64_t, ftello64, (FILE* file), (file), -1, "ftello")
 VX_CALL(std::size_t, fread, (void* to, std::size_t size, std::size_t count, FILE* file), (to, size, count, file), 0, "fread", size, count)
 VX_CALL(std::size_t, fwrite, (const void* from, std::size_t size, std::size_t count, FILE* file), (from, size, count, file), 0, "fwrite", size, count)
 VX_CALL(int, fflush, (FILE* file), (file), EOF, "fflush")

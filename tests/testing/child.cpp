@@ -14,10 +14,12 @@
 
 #include <fcntl.h>
 #include <grp.h>
-#include <pty.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#ifdef __linux__
+#include <pty.h>
+#endif
 
 namespace vx::test {
 namespace {
@@ -70,8 +72,8 @@ void dropRoot() {
     return;
   }
   ASSERT_EQ(::setgroups(0, nullptr), 0);
-  ASSERT_EQ(::setresgid(kNobody, kNobody, kNobody), 0);
-  ASSERT_EQ(::setresuid(kNobody, kNobody, kNobody), 0);
+  ASSERT_EQ(::setgid(kNobody), 0);
+  ASSERT_EQ(::setuid(kNobody), 0);
 }
 
 pid_t forkChild() {
@@ -153,6 +155,7 @@ ChildEnd runProgram(const std::vector<std::string>& command, unsigned timeLimitS
   return end;
 }
 
+#ifdef __linux__
 ChildEnd runOnTerminal(const std::vector<std::string>& command) {
   std::fflush(nullptr);
   int terminal = -1;
@@ -169,5 +172,6 @@ ChildEnd runOnTerminal(const std::vector<std::string>& command) {
   end.out = shown;
   return end;
 }
+#endif
 
 }  // namespace vx::test
