@@ -4,22 +4,33 @@
 # Each kind of row is a function, which has the rest of the row's line for arguments and `$dir` for a
 # folder of its own, and counts what has passed, failed and been skipped.
 
-#   name               kind     compiler    library    C++  flags
+#   name               kind     compiler or target    library    C++  flags
 readonly matrix="\
-    gcc-O0-20          native   g++-12      libstdc++  20   -O0
-    gcc-O1-20          native   g++-12      libstdc++  20   -O1
-    gcc-O3-23          native   g++-12      libstdc++  23   -O3 -DNDEBUG
-    clang-O1-23        native   clang++-14  libstdc++  23   -O1
-    clang-O2-20        native   clang++-14  libstdc++  20   -O2 -DNDEBUG
-    clang-O0-23-libc++ native   clang++-14  libc++     23   -O0
-    clang-O3-20-libc++ native   clang++-14  libc++     20   -O3 -DNDEBUG
-    powerpc            powerpc  g++-12      libstdc++  20   -O2
-    darwin             darwin   clang++-14  libc++     20   -O2"
+    gcc-O0-20          native   g++-12                libstdc++  20   -O0
+    gcc-O1-20          native   g++-12                libstdc++  20   -O1
+    gcc-O3-23          native   g++-12                libstdc++  23   -O3 -DNDEBUG
+    clang-O1-23        native   clang++-14            libstdc++  23   -O1
+    clang-O2-20        native   clang++-14            libstdc++  20   -O2 -DNDEBUG
+    clang-O0-23-libc++ native   clang++-14            libc++     23   -O0
+    clang-O3-20-libc++ native   clang++-14            libc++     20   -O3 -DNDEBUG
+    clang22-O2-20      native   clang++-22            libstdc++  20   -O2
+    clang22-O0-23      native   clang++-22            libstdc++  23   -O0
+    unity              unity    g++-12                libstdc++  20   -O2
+    headers            headers  -                     libstdc++  -
+    powerpc            powerpc  g++-12                libstdc++  20   -O2
+    musl               cross    x86_64-linux-musl     libc++     20   -O1
+    aarch64-linux      cross    aarch64-linux-gnu.2.36 libc++     23   -O1
+    macos-arm64        macos    aarch64-macos         libc++     20   -O1
+    macos-x86_64       macos    x86_64-macos          libc++     23   -O1"
 
 readonly native_packages=(g++-12 clang-14)
+readonly newest_packages=(g++-12 clang-14 clang-22)
 readonly libcxx_packages=(libc++-14-dev libc++abi-14-dev googletest)
 readonly powerpc_packages=(g++-powerpc-linux-gnu qemu-user googletest)
-readonly libcxx_headers=/usr/lib/llvm-14/include/c++/v1
+readonly cross_packages=(googletest musl libc6-arm64-cross qemu-user)
+readonly macos_packages=(googletest file llvm-14)
+
+source scripts/matrix/zig.bash
 
 # ---- Building and testing a row ---------------------------------------------------------------
 
@@ -32,7 +43,7 @@ build_googletest() {
 
 build_tree() {
   cmake -S . -B "$dir/build" -G Ninja "$@" -DVX_WARNINGS_AS_ERRORS=ON -DVX_BUILD_BENCHMARKS=OFF &&
-    cmake --build "$dir/build" -j "$(jobs)"
+    cmake --build "$dir/build" -j "$(jobs)" -- -k 0
 }
 
 # test_tree CTEST-ARGS...
@@ -61,6 +72,8 @@ reasons_for_skips() {
     sed -n '/: Skipped$/{n;p}' "$dir/tests.xml" | sort | uniq -c |
       sed 's/^ *\([0-9]*\) \(.*\)/  \1 skipped: \2/'
 }
+
+reasons_not_built() { sed -n 's/^-- \(Not built: \)/  \1/p' "$dir/log" | sort -u; }
 
 # ---- The kinds of rows ------------------------------------------------------------------------
 
@@ -98,24 +111,26 @@ reasons_not_emulated() {
   printf '  not run: fs_zip_corpus needs OpenSSL, which Debian has not got for that system\n'
 }
 
-# darwin_row COMPILER LIBRARY STANDARD FLAGS...
+# unity_row COMPILER LIBRARY STANDARD FLAGS...
 #
-# The sources as macOS gets them, compiled for both of its processors against stand-ins for the
-# headers of its C library. That of the tests for its loader is the last folder, since others lie
-# beside it.
-darwin_row() {
-  local compiler=$1 processor source passed=0 failed=0
-  need_foreign_deps "$deps_dir" || return
-  local includes=(-nostdinc -isystem "$("$compiler" -print-resource-dir)/include"
-    -isystem scripts/matrix/darwin -isystem "$deps_dir/include/miniz"
-    -isystem "$deps_dir/include/tinyfiledialogs" -isystem tests/testing/stand_ins -I .)
-  local options=(-std="c++$3" "${@:4}" -stdlib=libc++ -Wall -Wextra -Wpedantic -Wconversion -Werror
-    -isystem "$libcxx_headers" "${includes[@]}")
-  for processor in x86_64 arm64; do
-    for source in core/*.cpp fs/vx_fs.cpp fs/internal/vx_fs_platform_mac.cpp; do
-      printf '%s for %s\n' "$source" "$processor"
-      if "$compiler" -target "$processor-apple-macos12" "${options[@]}" -c "$source" \
-        -o "$dir/$(basename "$source" .cpp)-$processor.o"; then
+# The libraries, the examples and ksz, with all sources of each in one.
+unity_row() {
+  build_tree -DCMAKE_CXX_COMPILER="$1" -DCMAKE_CXX_STANDARD="$3" -DCMAKE_CXX_FLAGS="${*:4}" \
+    -DCMAKE_PREFIX_PATH="$deps_dir" -DCMAKE_UNITY_BUILD=ON -DVX_BUILD_TESTS=OFF &&
+    printf '     built\n' >"$dir/counts"
+}
+
+# headers_row
+#
+# The public headers with the warnings that their users may have on.
+headers_row() {
+  local compiler standard passed=0 failed=0
+  local warnings=(-Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Werror)
+  printf '#include "%s"\n' core/*.h fs/*.h >"$dir/headers.cpp"
+  for compiler in g++-12 clang++-14 clang++-22; do
+    for standard in c++20 c++2b; do
+      printf '%s -std=%s\n' "$compiler" "$standard"
+      if "$compiler" -std="$standard" "${warnings[@]}" -I . -fsyntax-only "$dir/headers.cpp"; then
         passed=$((passed + 1))
       else
         failed=$((failed + 1))
@@ -126,11 +141,75 @@ darwin_row() {
   ((failed == 0))
 }
 
+# use_zig TARGET STANDARD FLAGS...: sets `zig_options` for CMake, with the dependencies in place.
+use_zig() {
+  local target=$1
+  export VX_ZIG_TARGET=$target
+  zig_options=(-DCMAKE_TOOLCHAIN_FILE="$zig_toolchain" -DCMAKE_CXX_STANDARD="$2"
+    -DCMAKE_CXX_FLAGS="${*:3}")
+  need_zig_prefix "$target" && build_googletest "${zig_options[@]}" || return
+  zig_options+=(-DCMAKE_PREFIX_PATH="$dir/prefix;$deps_dir/$target"
+    -DCMAKE_FIND_ROOT_PATH="$dir/prefix;$deps_dir/$target")
+}
+
+# cross_row TARGET LIBRARY STANDARD FLAGS...
+#
+# Static programs of another C library, which run here or under emulation.
+cross_row() {
+  use_zig "$1" "${@:3}" &&
+    build_tree "${zig_options[@]}" && test_tree
+}
+
+# macos_row TARGET LIBRARY STANDARD FLAGS...
+#
+# Everything that does not need Linux, compiled with the system's headers and linked against its
+# libraries' stubs: static with the tests, and shared. Nothing of it can run here.
+macos_row() {
+  use_zig "$1" "${@:3}" &&
+    build_tree "${zig_options[@]}" &&
+    build_shared "${zig_options[@]}" &&
+    check_mach_o "$1"
+}
+
+build_shared() {
+  cmake -S . -B "$dir/shared" -G Ninja "$@" -DVX_WARNINGS_AS_ERRORS=ON -DVX_BUILD_BENCHMARKS=OFF \
+    -DVX_BUILD_TESTS=OFF -DBUILD_SHARED_LIBS=ON &&
+    cmake --build "$dir/shared" -j "$(jobs)"
+}
+
+# check_mach_o TARGET: counts the linked files that are of that system.
+check_mach_o() {
+  local processor=${1%%-*} file passed=0 failed=0
+  rm -f "$dir/linked"
+  local libraries=("$dir"/shared/libvx_*.*.*.*.dylib)
+  while IFS= read -r file; do
+    if file -b "$file" | tee -a "$dir/linked" | grep -q "^Mach-O 64-bit ${processor/aarch/arm} "; then
+      passed=$((passed + 1))
+    else
+      printf 'not a program of %s: %s\n' "$1" "$file"
+      failed=$((failed + 1))
+    fi
+  done < <(linked_files)
+  file "${libraries[@]}" "$dir/build/tools/ksz/ksz"
+  llvm-objdump-14 --macho --dylibs-used "${libraries[@]}" "$dir/shared/tools/ksz/ksz"
+  printf '%4d linked, of them %d not for this system; %d test programs\n' \
+    "$((passed + failed))" "$failed" "$(linked_files | grep -c '/vx_test_')" >"$dir/counts"
+  ((passed > 0 && failed == 0))
+}
+
+linked_files() {
+  find "$dir/build" "$dir/shared" -path '*/CMakeFiles' -prune -o \
+    -type f \( -perm -u+x -o -name '*.dylib' \) -print
+}
+
 # ---- The matrix -------------------------------------------------------------------------------
 
 need_for_row() {
   case $* in
-    *powerpc*) need "${powerpc_packages[@]}" ;;
+    *" powerpc "*) need "${powerpc_packages[@]}" ;;
+    *" cross "*) need "${cross_packages[@]}" && need_zig ;;
+    *" macos "*) need "${macos_packages[@]}" && need_zig ;;
+    *" headers "* | *clang++-22*) need "${newest_packages[@]}" ;;
     *libc++*) need "${native_packages[@]}" "${libcxx_packages[@]}" ;;
     *) need "${native_packages[@]}" ;;
   esac
@@ -147,6 +226,7 @@ run_row() {
   "${kind}_row" "${@:3}" >"$dir/log" 2>&1 || status=1
   ((status == 0)) || show_failure
   reasons_for_skips
+  reasons_not_built
   [[ $kind != powerpc ]] || reasons_not_emulated
   results+=("$(printf '%-20s %s' "$name" "$(cat "$dir/counts" 2>/dev/null || echo '   not built')")")
   return "$status"

@@ -49,7 +49,9 @@ is_available() {
     graphviz) command -v dot >/dev/null ;;
     imagemagick) command -v import >/dev/null ;;
     ca-certificates | debian-archive-keyring | *-dev | python3-* | fonts-* | *-icon-theme | \
-      librsvg2-common) package_installed "$1" ;;
+      librsvg2-common | musl | libc6-arm64-cross | llvm-14)
+      package_installed "$1"
+      ;;
     *) command -v "$1" >/dev/null ;;
   esac
 }

@@ -1,0 +1,35 @@
+# For the system that the environment variable VX_ZIG_TARGET names (aarch64-macos, x86_64-linux-musl,
+# ...): the cross compiler that scripts/matrix/zig.bash has put into .deps/zig.
+set(target $ENV{VX_ZIG_TARGET})
+string(REGEX MATCH "^[^-]+" CMAKE_SYSTEM_PROCESSOR ${target})
+if(target MATCHES macos)
+  set(CMAKE_SYSTEM_NAME Darwin)
+  set(CMAKE_INSTALL_NAME_TOOL llvm-install-name-tool-14)
+else()
+  set(CMAKE_SYSTEM_NAME Linux)
+  # The tests replace calls of the C library, which a dynamic one permits.
+  string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -dynamic")
+endif()
+if(target MATCHES "^aarch64-linux")
+  # The programs know where their libraries are. Told by an option, the emulator would show them the
+  # folder in place of the root directory.
+  set(libraries /usr/aarch64-linux-gnu/lib)
+  string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT
+    " -Wl,--dynamic-linker=${libraries}/ld-linux-aarch64.so.1 -Wl,-rpath=${libraries}")
+  set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64)
+endif()
+
+get_filename_component(bin ${CMAKE_CURRENT_LIST_DIR}/../../.deps/zig/bin ABSOLUTE)
+foreach(language C CXX)
+  set(CMAKE_${language}_COMPILER_TARGET ${target})
+endforeach()
+set(CMAKE_C_COMPILER ${bin}/cc)
+set(CMAKE_CXX_COMPILER ${bin}/c++)
+set(CMAKE_AR ${bin}/ar)
+set(CMAKE_RANLIB ${bin}/ranlib)
+
+# Libraries come from CMAKE_PREFIX_PATH, programs from this system.
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
