@@ -8,8 +8,8 @@
 //   EXPECT_EQ(blocks.count(), 0U);
 //
 // Counts whatever comes from the C library's heap, its own streams and directory streams and the
-// C++ library's `new` included. The program that links this replaces `malloc` and its kin; under a
-// sanitizer, whose heap it is then, it is the sanitizer that tells.
+// C++ library's `new` included. The program that links this replaces `malloc` and its kin; a
+// sanitizer, which has a heap of its own, reports its blocks instead.
 
 #pragma once
 
