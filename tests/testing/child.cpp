@@ -19,6 +19,7 @@
 #include <unistd.h>
 #ifdef __linux__
 #include <pty.h>
+#include <sys/ioctl.h>
 #endif
 
 namespace vx::test {
@@ -156,10 +157,11 @@ ChildEnd runProgram(const std::vector<std::string>& command, unsigned timeLimitS
 }
 
 #ifdef __linux__
-ChildEnd runOnTerminal(const std::vector<std::string>& command) {
+ChildEnd runOnTerminal(const std::vector<std::string>& command, unsigned short columns) {
   std::fflush(nullptr);
+  const winsize size = {.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
   int terminal = -1;
-  const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+  const pid_t child = ::forkpty(&terminal, nullptr, nullptr, &size);
   if (child == -1) {
     throw std::system_error(errno, std::generic_category(), "forkpty");
   }

@@ -41,6 +41,7 @@ void runAsUnprivileged(const std::function<void()>& body);
                                   unsigned timeLimitSeconds = 60);
 
 /// As `runProgram`, with input and both outputs on a terminal of its own; `out` is what it shows.
-[[nodiscard]] ChildEnd runOnTerminal(const std::vector<std::string>& command);
+[[nodiscard]] ChildEnd runOnTerminal(const std::vector<std::string>& command,
+                                     unsigned short columns = 80);
 
 }  // namespace vx::test
