@@ -72,18 +72,27 @@ class AddressSet {
 };
 
 constinit AddressSet counted;
+constinit HeapUse used;
 constinit bool isCounting = false;
 constinit bool isWatching = false;  // frees are noticed
 
-void blockAllocated(const void* block) noexcept {
+void blockAllocated(const void* block, std::size_t size) noexcept {
   if (isCounting && block != nullptr) {
     counted.insert(block);
+    ++used.allocations;
+    used.bytes += size;
   }
 }
 
 void blockFreed(const void* block) noexcept {
-  if (isWatching && block != nullptr) {
+  if (block == nullptr) {
+    return;
+  }
+  if (isWatching) {
     counted.erase(block);
+  }
+  if (isCounting) {
+    ++used.frees;
   }
 }
 
@@ -93,8 +102,8 @@ LiveBlocks::LiveBlocks() {
 #ifdef VX_TEST_SANITIZED_HEAP
   static const bool hooked = [] {
     return __sanitizer_install_malloc_and_free_hooks(
-               [](const volatile void* block, std::size_t) {
-                 blockAllocated(const_cast<const void*>(block));
+               [](const volatile void* block, std::size_t size) {
+                 blockAllocated(const_cast<const void*>(block), size);
                },
                [](const volatile void* block) { blockFreed(const_cast<const void*>(block)); }) != 0;
   }();
@@ -103,6 +112,7 @@ LiveBlocks::LiveBlocks() {
   }
 #endif
   counted.clear();
+  used = {};
   isWatching = true;
   isCounting = true;
 }
@@ -118,6 +128,10 @@ void LiveBlocks::stop() noexcept {
 
 std::size_t LiveBlocks::count() const noexcept {
   return counted.size();
+}
+
+HeapUse LiveBlocks::use() const noexcept {
+  return used;
 }
 
 LiveBlocks::Pause::Pause() noexcept : wasCounting_(isCounting) {
@@ -143,26 +157,26 @@ void __libc_free(void* block);
 
 void* malloc(std::size_t size) {
   void* const block = __libc_malloc(size);
-  vx::test::blockAllocated(block);
+  vx::test::blockAllocated(block, size);
   return block;
 }
 
 void* calloc(std::size_t count, std::size_t size) {
   void* const block = __libc_calloc(count, size);
-  vx::test::blockAllocated(block);
+  vx::test::blockAllocated(block, count * size);
   return block;
 }
 
 void* realloc(void* block, std::size_t size) {
   vx::test::blockFreed(block);
   void* const moved = __libc_realloc(block, size);
-  vx::test::blockAllocated(moved == nullptr ? block : moved);
+  vx::test::blockAllocated(moved == nullptr ? block : moved, size);
   return moved;
 }
 
 void* aligned_alloc(std::size_t alignment, std::size_t size) {
   void* const block = __libc_memalign(alignment, size);
-  vx::test::blockAllocated(block);
+  vx::test::blockAllocated(block, size);
   return block;
 }
 

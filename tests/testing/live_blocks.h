@@ -1,21 +1,29 @@
 // SPDX-License-Identifier: MIT
 //
-// The blocks of memory that a stretch of code has allocated and not freed, to the block.
+// The blocks of memory that a stretch of code allocates, and those that it does not free.
 //
 //   LiveBlocks blocks;
 //   functionUnderTest();
 //   blocks.stop();
 //   EXPECT_EQ(blocks.count(), 0U);
+//   EXPECT_EQ(blocks.use().allocations, 1U);
 //
-// Counts whatever comes from the C library's heap, its own streams and directory streams and the
-// C++ library's `new` included. The program that links this replaces `malloc` and its kin; a
-// sanitizer, which has a heap of its own, reports its blocks instead.
+// Counts all blocks of the C library's heap, including those of its streams and of `new`. A program
+// that links live_blocks.cpp replaces `malloc` and the like. Under a sanitizer, which replaces them
+// itself, the sanitizer's hooks count.
 
 #pragma once
 
 #include <cstddef>
 
 namespace vx::test {
+
+/// What a stretch of code asks of the heap; a reallocation is an allocation and a free.
+struct HeapUse {
+  std::size_t allocations = 0;
+  std::size_t bytes = 0;
+  std::size_t frees = 0;  ///< of any block, whenever it was allocated
+};
 
 /// Counts for one thread at a time: at most one object at once, used where no other thread runs.
 class LiveBlocks {
@@ -31,6 +39,9 @@ class LiveBlocks {
 
   /// The blocks that have been allocated while counting and have not been freed since.
   [[nodiscard]] std::size_t count() const noexcept;
+
+  /// What has been asked of the heap while counting.
+  [[nodiscard]] HeapUse use() const noexcept;
 
   /// Leaves out what is allocated while it lives.
   class Pause {

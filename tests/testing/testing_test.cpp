@@ -9,6 +9,7 @@
 #include "tests/testing/child.h"
 #include "tests/testing/error_state.h"
 #include "tests/testing/failures.h"
+#include "tests/testing/live_blocks.h"
 #include "tests/testing/log_capture.h"
 #include "tests/testing/sandbox.h"
 #include "tests/testing/scoped_cwd.h"
@@ -42,36 +43,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace vx::test {
 namespace {
 
-namespace fs = std::filesystem;
-
-using vx::test::Calls;
-using vx::test::ChildEnd;
-using vx::test::currentErrorIs;
-using vx::test::endOfChild;
-using vx::test::ErrorStateSentinel;
-using vx::test::FailureRun;
-using vx::test::forEachFailure;
-using vx::test::forEachLastingFailure;
-using vx::test::lines;
-using vx::test::LogCapture;
-using vx::test::runAsUnprivileged;
-using vx::test::runInChild;
-using vx::test::runOnTerminal;
-using vx::test::runProgram;
-using vx::test::Sandbox;
-using vx::test::ScopedCurrentDir;
-using vx::test::ScopedEnv;
-using vx::test::ScopedUmask;
-using vx::test::TempDir;
+namespace stdfs = std::filesystem;
 
 TEST(TempDir, IsFreshEmptyAndCanonical) {
   const TempDir first;
   const TempDir second;
 
   EXPECT_NE(first.path(), second.path());
-  EXPECT_EQ(fs::canonical(first.path()).string(), first.path());
+  EXPECT_EQ(stdfs::canonical(first.path()).string(), first.path());
   EXPECT_EQ(first.path("x/y"), first.path() + "/x/y");
   EXPECT_EQ(first.entries(), lines());
 }
@@ -109,21 +91,21 @@ TEST(TempDir, GoesWithEverythingInIt) {
     tmp.link("up", "..");
     tmp.link("dangling", "missing");
   }
-  EXPECT_FALSE(fs::exists(path));
-  EXPECT_TRUE(fs::exists(fs::path(path).parent_path()));
+  EXPECT_FALSE(stdfs::exists(path));
+  EXPECT_TRUE(stdfs::exists(stdfs::path(path).parent_path()));
 }
 
 TEST(TempDir, GoesWithUnreadableDirectoriesInIt) {
   const TempDir outer;
-  fs::permissions(outer.path(), fs::perms::all);
+  stdfs::permissions(outer.path(), stdfs::perms::all);
 
   runAsUnprivileged([&] {
     const ScopedEnv below("TMPDIR", outer.path());
     {
       const TempDir tmp;
       tmp.write("locked/inner/file", "text");
-      fs::permissions(tmp.path("locked/inner"), fs::perms::none);
-      fs::permissions(tmp.path("locked"), fs::perms::none);
+      stdfs::permissions(tmp.path("locked/inner"), stdfs::perms::none);
+      stdfs::permissions(tmp.path("locked"), stdfs::perms::none);
     }
     EXPECT_EQ(outer.entries(), lines());
   });
@@ -170,21 +152,21 @@ TEST(ScopedEnv, UnsetsAVariableThatWasNotSet) {
 
 TEST(ScopedCurrentDir, RestoresTheCurrentDirectory) {
   const TempDir tmp;
-  const fs::path before = fs::current_path();
+  const stdfs::path before = stdfs::current_path();
   {
     const ScopedCurrentDir inside(tmp.path());
-    EXPECT_EQ(fs::current_path().string(), tmp.path());
-    fs::remove(tmp.path());
+    EXPECT_EQ(stdfs::current_path().string(), tmp.path());
+    stdfs::remove(tmp.path());
   }
-  EXPECT_EQ(fs::current_path(), before);
+  EXPECT_EQ(stdfs::current_path(), before);
 }
 
 TEST(ScopedCurrentDir, RefusesADirectoryThatIsMissing) {
-  const fs::path before = fs::current_path();
+  const stdfs::path before = stdfs::current_path();
 
   EXPECT_THROW(ScopedCurrentDir("/no such entry"), std::system_error);
 
-  EXPECT_EQ(fs::current_path(), before);
+  EXPECT_EQ(stdfs::current_path(), before);
 }
 
 TEST(LogCapture, KeepsTheLinesByLevelAndInOrder) {
@@ -246,6 +228,24 @@ TEST(ScopedUmask, RestoresTheMask) {
   EXPECT_EQ(::umask(022), 022U);
 }
 
+TEST(LiveBlocks, CountsWhatIsAllocatedAndFreed) {
+  auto before = std::make_unique<int>(1);
+  std::unique_ptr<std::array<char, 100>> kept;
+  LiveBlocks blocks;
+  kept = std::make_unique<std::array<char, 100>>();
+  std::make_unique<std::array<char, 20>>()->front() = 'x';
+  before.reset();
+  blocks.stop();
+  const auto unseen = std::make_unique<int>(2);
+
+  EXPECT_EQ(blocks.use().allocations, 2U);
+  EXPECT_EQ(blocks.use().bytes, 120U);
+  EXPECT_EQ(blocks.use().frees, 2U);
+  EXPECT_EQ(blocks.count(), 1U);
+  kept.reset();
+  EXPECT_EQ(blocks.count(), 0U);
+}
+
 TEST(Child, EndsWellWhenItsAssertionsHold) {
   const ChildEnd end = endOfChild([] { EXPECT_TRUE(true); });
 
@@ -276,7 +276,7 @@ TEST(Child, FailsTheTestWithABadEnd) {
 }
 
 TEST(Child, LeavesTheParentAsItIs) {
-  const fs::path before = fs::current_path();
+  const stdfs::path before = stdfs::current_path();
   int value = 1;
 
   runInChild([&] {
@@ -285,13 +285,13 @@ TEST(Child, LeavesTheParentAsItIs) {
   });
 
   EXPECT_EQ(value, 1);
-  EXPECT_EQ(fs::current_path(), before);
+  EXPECT_EQ(stdfs::current_path(), before);
 }
 
 TEST(Child, HasNoRightToOverridePermissionsWhenItIsUnprivileged) {
   const TempDir tmp;
   tmp.write("locked/file", "text");
-  fs::permissions(tmp.path("locked"), fs::perms::none);
+  stdfs::permissions(tmp.path("locked"), stdfs::perms::none);
 
   runAsUnprivileged([&] {
     EXPECT_NE(::geteuid(), 0U);
@@ -322,8 +322,13 @@ TEST(RunOnTerminal, GivesTheProgramATerminal) {
   EXPECT_EQ(end.out, "yes\r\n");
 }
 
+TEST(RunOnTerminal, GivesTheTerminalItsWidth) {
+  EXPECT_EQ(runOnTerminal({"stty", "size"}).out, "24 80\r\n");
+  EXPECT_EQ(runOnTerminal({"stty", "size"}, 31).out, "24 31\r\n");
+}
+
 // ---------------------------------------------------------------------------------------------
-// The engine. `fs::mkDir` and the like stand for any code under test.
+// The engine. `stdfs::mkDir` and the like stand for any code under test.
 
 TEST(Calls, AreRecordedWithTheirArguments) {
   const Sandbox box;
@@ -522,3 +527,4 @@ TEST(ForEachLastingFailure, FailsAllLaterCallsToo) {
 }
 
 }  // namespace
+}  // namespace vx::test
