@@ -177,8 +177,9 @@ void checkChangeExt(const std::string& given) {
               text(Path::dir(ours(given), false)), given);
   expectEqual("the last change counts", text(Path::changeExt(backup, ".x")),
               text(Path::changeExt(ours(given), ".x")), given);
-  expectEqual("a path's own extension changes nothing",
-              text(Path::changeExt(ours(given), path.ext(true))), given, given);
+  expectEqual("a path's own extension removes trailing separators only",
+              text(Path::changeExt(ours(given), path.ext(true))),
+              given.substr(0, given.find_last_not_of('/') + 1), given);
   if (given.ends_with('/')) {
     return;
   }
