@@ -32,8 +32,8 @@ namespace {
 
 using namespace vx::bench;
 
-const Scratch& scratch() {
-  static const Scratch directory;
+const vx::test::TempDir& scratch() {
+  static const vx::test::TempDir directory = vx::test::TempDir::inMemory();
   return directory;
 }
 

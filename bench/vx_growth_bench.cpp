@@ -21,7 +21,6 @@
 namespace {
 
 using vx::bench::kMiB;
-using vx::bench::Scratch;
 using vx::bench::Workload;
 
 std::size_t sizeOf(const benchmark::State& state) {
@@ -113,7 +112,7 @@ PATH("ext, none there", pathOfHalves, askForExt);
 // ---- Directories with entries -----------------------------------------------------------------
 
 const std::string& directoryOf(std::size_t entries) {
-  static const Scratch scratch;
+  static const vx::test::TempDir scratch = vx::test::TempDir::inMemory();
   static std::map<std::size_t, std::string> made;
   std::string& path = made[entries];
   if (path.empty()) {

@@ -6,32 +6,26 @@
 
 #include "bench/vx_workload.h"
 #include "fs/vx_fs.h"
+#include "tests/testing/peak_memory.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
 
 #include <malloc.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
-
-long peakBytes() {
-  rusage usage{};
-  ::getrusage(RUSAGE_SELF, &usage);
-  return usage.ru_maxrss * 1024;
-}
 
 /// Runs `act` in a child, where the peak is that of this work alone.
 bool inChild(const char* name, const std::function<bool()>& act) {
   std::fflush(stdout);
   const pid_t child = ::fork();
   if (child == 0) {
-    const long before = peakBytes();
+    const long before = vx::test::peakKibibytes();
     const bool good = act();
-    std::printf("%s\t%ld\n", name, peakBytes() - before);
+    std::printf("%s\t%ld\n", name, (vx::test::peakKibibytes() - before) * 1024);
     std::fflush(stdout);
     ::_exit(good ? EXIT_SUCCESS : EXIT_FAILURE);
   }

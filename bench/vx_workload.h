@@ -7,11 +7,10 @@
 #include "bench/vx_inputs.h"
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"
+#include "tests/testing/temp_dir.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <ostream>
@@ -19,31 +18,7 @@
 #include <string>
 #include <vector>
 
-#include <stdlib.h>
-
 namespace vx::bench {
-
-/// A directory that is gone at the end of the process.
-class Scratch {
- public:
-  Scratch() {
-    const bool hasRamDisk = std::filesystem::is_directory("/dev/shm");
-    std::string name = (hasRamDisk ? "/dev/shm" : "/tmp") + std::string("/vx_bench_XXXXXX");
-    if (::mkdtemp(name.data()) == nullptr) {
-      std::perror(name.c_str());
-      std::exit(EXIT_FAILURE);
-    }
-    root_ = name;
-  }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-  ~Scratch() { std::filesystem::remove_all(root_); }
-
-  [[nodiscard]] std::string path(const std::string& name) const { return root_ + "/" + name; }
-
- private:
-  std::string root_;
-};
 
 inline constexpr std::size_t kSmallFile = 200;
 inline constexpr std::size_t kMiB = 1024 * 1024;
@@ -89,7 +64,7 @@ class Workload {
   }
 
  private:
-  Scratch scratch_;
+  test::TempDir scratch_ = test::TempDir::inMemory();
   std::vector<std::string> files_;
   StringVector list_;
 };

@@ -6,6 +6,7 @@
 #include "fuzz/support/input.h"
 #include "fuzz/support/law.h"
 #include "fuzz/support/sandbox.h"
+#include "tests/testing/temp_dir.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -242,9 +243,9 @@ void furnish(const std::string& directory) {
   fs::current_path(directory);
   fs::create_directories("a/b/a");
   fs::create_directories("b");
-  writeFile("f", "");
-  writeFile("a/f.a", "");
-  writeFile("a.f", "");
+  test::writeFile("f", "");
+  test::writeFile("a/f.a", "");
+  test::writeFile("a.f", "");
   fs::create_symlink("a/b", "l");
   fs::create_symlink("missing/b", "b/l");
   fs::create_symlink("../f", "a/l");

@@ -7,8 +7,9 @@
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"
 #include "fuzz/support/law.h"
-#include "fuzz/support/log_lines.h"
 #include "fuzz/support/sandbox.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/temp_dir.h"
 
 #include <miniz.h>
 
@@ -244,13 +245,14 @@ void checkContents(const std::vector<Entry>& entries, const std::vector<std::str
       continue;
     }
     expect("what is listed can be extracted", entry->content.has_value(), entry->name);
-    expect("a listed file holds the entry's bytes", readFile(key) == *entry->content, entry->name);
+    expect("a listed file holds the entry's bytes", test::readFile(key) == *entry->content,
+           entry->name);
   }
 }
 
 void checkPlaces(const std::string& outDir, const std::string& bytes) {
   const fs::path in = fs::path(archivePath()).parent_path();
-  expect("the archive stays as it is", readFile(archivePath()) == bytes);
+  expect("the archive stays as it is", test::readFile(archivePath()) == bytes);
   sandbox().expectNothingOutside();
   for (const fs::directory_entry& entry : fs::directory_iterator(sandbox().path())) {
     expect("nothing lands beside the archive's directory", entry.path() == in,
@@ -269,14 +271,14 @@ void checkPlaces(const std::string& outDir, const std::string& bytes) {
 void expand(const std::string& bytes, bool beside) {
   const fs::path in = fs::path(archivePath()).parent_path();
   fs::create_directory(in);
-  writeFile(archivePath(), bytes);
+  test::writeFile(archivePath(), bytes);
   const std::string outDir = beside ? in.string() : (in / "out").string();
   const std::optional<std::vector<Entry>> entries = entriesOf(outDir);
   if (!entries) {
     return;
   }
 
-  const LogLines log;
+  const test::LogCapture log;
   const StringVector found =
       vx::fs::readZip(archivePath().c_str(), beside ? "" : outDir.c_str(), {});
 
@@ -285,7 +287,7 @@ void expand(const std::string& bytes, bool beside) {
     listed.emplace_back(file.view());
     expect("a listed file is there", fs::is_regular_file(listed.back()), listed.back());
   }
-  std::vector<std::string> lines = withoutMkDir(log.lines());
+  std::vector<std::string> lines = withoutMkDir(log.all());
   if (entries->empty() && !lines.empty()) {
     expect("an unreadable archive is logged",
            lines.size() == 1 && listed.empty() &&

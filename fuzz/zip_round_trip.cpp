@@ -7,8 +7,9 @@
 #include "fs/vx_fs.h"
 #include "fuzz/support/input.h"
 #include "fuzz/support/law.h"
-#include "fuzz/support/log_lines.h"
 #include "fuzz/support/sandbox.h"
+#include "tests/testing/log_capture.h"
+#include "tests/testing/temp_dir.h"
 
 #include <algorithm>
 #include <array>
@@ -110,7 +111,7 @@ std::string makeSource(Input& input, Files& files) {
   const std::string key = keyOf(path);
   if (!isMissing && !fs::is_directory(key)) {
     files[key] = anyContent(input);
-    writeFile(key, files[key]);
+    test::writeFile(key, files[key]);
   }
   return path;
 }
@@ -161,14 +162,14 @@ void write(const std::string& archive, const std::vector<std::string>& sources,
     given.push_back(String(std::string_view(source)));
   }
   std::vector<std::string> reports;
-  const LogLines log;
+  const test::LogCapture log;
   const bool isWritten =
       vx::fs::writeZip(archive.c_str(), given, [&reports](const vx::fs::ZipProgress& progress) {
         reports.push_back(report(std::string(progress.file.view()), progress.progress));
       });
   expect("the archive is written", isWritten, archive);
   expect("each file that was added is reported", reports == right.reports, archive);
-  expect("each file that is missing is logged", log.lines() == right.lines, archive);
+  expect("each file that is missing is logged", log.all() == right.lines, archive);
 }
 
 /// What `readZip` is to list, log and leave on disk.
@@ -212,21 +213,21 @@ Reading rightReading(const std::string& archive, std::string outDir,
 }
 
 void read(const std::string& archive, const std::string& outDir, const Reading& right) {
-  const LogLines log;
+  const test::LogCapture log;
   const StringVector found = vx::fs::readZip(archive.c_str(), outDir.c_str(), {});
   std::vector<std::string> listed;
   for (const String& file : found) {
     listed.emplace_back(file.view());
   }
   expect("each file that was extracted is listed", listed == right.listed, archive);
-  expect("each that was not is logged", log.lines() == right.lines, archive);
+  expect("each that was not is logged", log.all() == right.lines, archive);
 }
 
 Files filesOnDisk() {
   Files found;
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(sandbox().path())) {
     if (!entry.is_directory()) {
-      found[entry.path().string()] = readFile(entry.path());
+      found[entry.path().string()] = test::readFile(entry.path());
     }
   }
   return found;
@@ -246,7 +247,7 @@ void roundTrip(Input& input) {
 
   const Writing writing = rightWriting(sources, files);
   write(archive, sources, writing);
-  files[keyOf(archive)] = readFile(archive);
+  files[keyOf(archive)] = test::readFile(archive);
 
   const Reading reading = rightReading(archive, outDir, writing.entries);
   read(archive, outDir, reading);

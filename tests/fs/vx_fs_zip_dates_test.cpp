@@ -4,7 +4,6 @@
 // hold is limited only by the pinned copy of miniz.
 
 #include "fs/vx_fs.h"
-#include "tests/testing/memory_dir.h"
 #include "tests/testing/scoped_env.h"
 #include "tests/testing/temp_dir.h"
 #include "tests/testing/zip_maker.h"
@@ -18,7 +17,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <limits>
-#include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -32,7 +30,6 @@ using vx::fs::readZip;
 using vx::fs::writeZip;
 using vx::test::ScopedEnv;
 using vx::test::TempDir;
-using vx::test::tempDirInMemory;
 using vx::test::ZipEntry;
 using vx::test::ZipMaker;
 
@@ -115,8 +112,7 @@ class ZipDate : public testing::TestWithParam<FileDate> {
   }
 
   // The file system in memory holds every date.
-  std::unique_ptr<TempDir> memory = tempDirInMemory();
-  const TempDir& tmp = *memory;
+  const TempDir tmp = TempDir::inMemory();
   ScopedZone zone{"UTC0"};
 };
 

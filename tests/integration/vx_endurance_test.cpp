@@ -10,7 +10,6 @@
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"
 #include "tests/testing/calls.h"
-#include "tests/testing/memory_dir.h"
 #include "tests/testing/scoped_cwd.h"
 #include "tests/testing/scoped_env.h"
 #include "tests/testing/temp_dir.h"
@@ -24,7 +23,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -266,14 +264,14 @@ const Work kWorks[] = {
 class Endurance : public testing::TestWithParam<Work> {
  protected:
   Endurance() {
-    tmp_->write("f.txt", "text");
-    tmp_->write("look.ksx", "scene");
-    tmp_->write("d/a.txt", "text");
-    tmp_->write("d/b.txt", "text");
-    tmp_->mkdir("d/e");
-    tmp_->mkdir("home");
+    tmp_.write("f.txt", "text");
+    tmp_.write("look.ksx", "scene");
+    tmp_.write("d/a.txt", "text");
+    tmp_.write("d/b.txt", "text");
+    tmp_.mkdir("d/e");
+    tmp_.mkdir("home");
     EXPECT_TRUE(fs::writeZip("pack.zip", {"f.txt", "look.ksx"}, {}));
-    writeDamaged(tmp_->read("pack.zip"));
+    writeDamaged(tmp_.read("pack.zip"));
   }
   ~Endurance() override { setLogSink(std::move(sink_)); }
 
@@ -295,11 +293,11 @@ class Endurance : public testing::TestWithParam<Work> {
          at = bytes.find("PK\3\4")) {
       bytes[at] = 'x';
     }
-    tmp_->write("damaged.zip", bytes);
+    tmp_.write("damaged.zip", bytes);
   }
 
-  const std::unique_ptr<TempDir> tmp_ = tempDirInMemory();
-  const ScopedCurrentDir inside_{tmp_->path()};
+  const TempDir tmp_ = TempDir::inMemory();
+  const ScopedCurrentDir inside_{tmp_.path()};
   const ScopedEnv home_{"HOME", "home"};
   const ScopedEnv userDir_{"KAVRA_USER_DIR", nullptr};
   LogSink sink_ = setLogSink([](LogLevel /*level*/, const String& /*line*/) {});

@@ -12,14 +12,15 @@
 #include <system_error>
 
 #include <stdlib.h>
+#include <unistd.h>
 
 namespace vx::test {
 namespace fs = std::filesystem;
 namespace {
 
-std::string createDirectory() {
+std::string createDirectory(const fs::path& parent) {
   const Unobserved unobserved;
-  std::string name = (fs::temp_directory_path() / "vx_test_XXXXXX").string();
+  std::string name = (parent / "vx_test_XXXXXX").string();
   if (::mkdtemp(name.data()) == nullptr) {
     throw std::system_error(errno, std::generic_category(), "mkdtemp " + name);
   }
@@ -66,7 +67,14 @@ void createParents(const std::string& path) {
 
 }  // namespace
 
-TempDir::TempDir() : path_(createDirectory()) {}
+TempDir::TempDir() : TempDir(fs::temp_directory_path()) {}
+
+TempDir::TempDir(const fs::path& parent) : path_(createDirectory(parent)) {}
+
+TempDir TempDir::inMemory() {
+  const fs::path memory = "/dev/shm";
+  return TempDir(::access(memory.c_str(), W_OK) == 0 ? memory : fs::temp_directory_path());
+}
 
 TempDir::~TempDir() {
   removeTree(path_);
@@ -87,12 +95,7 @@ std::string TempDir::write(std::string_view relative, std::string_view content) 
   const Unobserved unobserved;
   std::string full = path(relative);
   createParents(full);
-  std::ofstream file(full, std::ios::binary | std::ios::trunc);
-  file.write(content.data(), static_cast<std::streamsize>(content.size()));
-  file.close();
-  if (!file) {
-    throw std::runtime_error("cannot write " + full);
-  }
+  writeFile(full, content);
   return full;
 }
 
@@ -109,13 +112,7 @@ void TempDir::removeDir(std::string_view relative) const {
 }
 
 std::string TempDir::read(std::string_view relative) const {
-  const Unobserved unobserved;
-  const std::string full = path(relative);
-  std::ifstream file(full, std::ios::binary);
-  if (!file) {
-    throw std::runtime_error("cannot read " + full);
-  }
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  return readFile(path(relative));
 }
 
 bool TempDir::exists(std::string_view relative) const {
@@ -135,6 +132,25 @@ std::vector<std::string> TempDir::entries() const {
   }
   std::sort(names.begin(), names.end());
   return names;
+}
+
+void writeFile(const fs::path& file, std::string_view content) {
+  const Unobserved unobserved;
+  std::ofstream stream(file, std::ios::binary | std::ios::trunc);
+  stream.write(content.data(), static_cast<std::streamsize>(content.size()));
+  stream.close();
+  if (!stream) {
+    throw std::runtime_error("cannot write " + file.string());
+  }
+}
+
+std::string readFile(const fs::path& file) {
+  const Unobserved unobserved;
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) {
+    throw std::runtime_error("cannot read " + file.string());
+  }
+  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
 }  // namespace vx::test

@@ -23,6 +23,11 @@ namespace vx::test {
 class TempDir {
  public:
   TempDir();
+
+  /// A directory in memory where the system has such a place, for tests that create thousands of
+  /// files.
+  [[nodiscard]] static TempDir inMemory();
+
   TempDir(const TempDir&) = delete;
   TempDir& operator=(const TempDir&) = delete;
   ~TempDir();
@@ -58,7 +63,15 @@ class TempDir {
   [[nodiscard]] std::vector<std::string> entries() const;
 
  private:
+  explicit TempDir(const std::filesystem::path& parent);
+
   std::string path_;
 };
+
+/// Creates or replaces the file, whose parent directory must exist. Throws when that fails.
+void writeFile(const std::filesystem::path& file, std::string_view content);
+
+/// The bytes of the file. Throws when it cannot be read.
+[[nodiscard]] std::string readFile(const std::filesystem::path& file);
 
 }  // namespace vx::test

@@ -58,6 +58,13 @@ TEST(TempDir, IsFreshEmptyAndCanonical) {
   EXPECT_EQ(first.entries(), lines());
 }
 
+TEST(TempDir, IsInMemoryWhereTheSystemHasSuchAPlace) {
+  if (!stdfs::is_directory("/dev/shm")) {
+    GTEST_SKIP() << "this system has no directory in memory";
+  }
+  EXPECT_TRUE(TempDir::inMemory().path().starts_with("/dev/shm/"));
+}
+
 TEST(TempDir, IsCanonicalBehindALink) {
   const TempDir tmp;
   tmp.mkdir("real");
