@@ -39,6 +39,7 @@ concept RangeOfTexts =
 /// them.
 class StringVector final : public RefersTo<IRefCounted> {
  public:
+  /// A member type of the standard's containers.
   using value_type = String;
   using size_type = std::size_t;
   using difference_type = std::ptrdiff_t;

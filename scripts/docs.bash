@@ -1,11 +1,23 @@
 # `./dev docs` and `./dev screenshots`. Read by `dev`.
 
 run_docs() {
-  need doxygen graphviz
-  rm -rf build/docs
+  local site=$root/build/docs/html
+  need "${docs_packages[@]}"
   mkdir -p build/docs
+  rm -rf build/docs/xml
   doxygen docs/Doxyfile || die "doxygen reports the warnings above."
-  say "build/docs/html/index.html"
+  # Breathe would show the members of a group without their namespace.
+  sed -i '/<name>/{N;s|<name>.*</name>\n *<qualifiedname>\(.*\)</qualifiedname>|<name>\1</name>|}' \
+    build/docs/xml/group__*.xml
+  # Everything is read again (-E), because Sphinx does not notice that a header has changed.
+  sphinx-build -q -W --keep-going -E -b html -d build/docs/doctrees docs "$site" ||
+    die "sphinx reports the warnings above."
+  if [[ ${1:-} == --test ]]; then
+    need "${docs_test_packages[@]}"
+    /usr/bin/python3 -B scripts/docs/test_site.py "$site" build/docs/screenshots ||
+      die "the site has the faults above."
+  fi
+  say "${site#"$root"/}/index.html"
 }
 
 run_screenshots() {

@@ -9,6 +9,8 @@ readonly some_tests_packages=(nlohmann-json3-dev libssl-dev locales zip xvfb xdo
 readonly bench_packages=(libbenchmark-dev libboost-filesystem-dev qtbase5-dev llvm-14-dev libabsl-dev
   libzip-dev libminizip-dev libarchive-dev pkg-config zip unzip libarchive-tools python3
   python3-matplotlib valgrind strace)
+readonly docs_packages=(doxygen graphviz python3-sphinx furo python3-breathe python3-myst-parser)
+readonly docs_test_packages=(chromium chromium-driver python3-selenium)
 readonly screenshot_packages=(xvfb openbox xdotool zenity xterm imagemagick fonts-dejavu-core
   adwaita-icon-theme librsvg2-common)
 
@@ -46,9 +48,10 @@ is_available() {
     qemu-user) command -v qemu-ppc >/dev/null ;;
     googletest) [[ -d /usr/src/googletest ]] ;;
     iwyu) command -v include-what-you-use >/dev/null ;;
+    chromium-driver) command -v chromedriver >/dev/null ;;
     graphviz) command -v dot >/dev/null ;;
     imagemagick) command -v import >/dev/null ;;
-    ca-certificates | debian-archive-keyring | *-dev | python3-* | fonts-* | *-icon-theme | \
+    ca-certificates | debian-archive-keyring | furo | *-dev | python3-* | fonts-* | *-icon-theme | \
       librsvg2-common | musl | libc6-arm64-cross | llvm-14)
       package_installed "$1"
       ;;
