@@ -16,8 +16,8 @@ struct ErrorRecord {
   String message;
 };
 
-/// Whether the record of this thread has been destroyed. Has no destructor itself, so that it can
-/// be read to the end of the thread.
+/// Whether the record of this thread has been destroyed. It has no destructor, so it can be read
+/// until the thread ends.
 thread_local bool recordIsGone = false;
 
 struct RecordOfThread {

@@ -4,7 +4,7 @@
 //
 //   std::format("{:>10}", vx::String("wood"))
 //
-// It is a separate header because `<format>` takes long to compile. It declares nothing where the
+// It is a separate header because `<format>` takes long to compile. It declares nothing if the
 // standard library has no std::format.
 
 #pragma once

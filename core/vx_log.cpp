@@ -25,11 +25,11 @@ namespace {
 
 // ---- The sink ----------------------------------------------------------------------------------
 
-/// How many times this thread has locked the sink's mutex: more than 0 inside a sink.
+/// The number of times that this thread has locked the sink's mutex. More than 0 inside a sink.
 thread_local int locksOfThread = 0;
 
-/// A mutex that its thread may lock again, as a sink does that sets another sink, and that a child
-/// of `fork` may unlock, as it may not unlock a std::recursive_mutex.
+/// A recursive mutex, because a sink may set another sink. Unlike a std::recursive_mutex, it may be
+/// unlocked in the child of `fork`.
 class SinkMutex {
  public:
   void lock() {
@@ -59,8 +59,8 @@ class SharedSink final : public RefCounted {
   void destroy() noexcept override { delete this; }
 };
 
-/// A shared sink, or none. With a shared pointer of the standard's, a shared library would export
-/// instances of its templates.
+/// A shared sink, or none. A std::shared_ptr would make a shared library export instances of its
+/// templates.
 class SinkHandle final : public RefersTo<SharedSink> {
  public:
   SinkHandle() = default;
@@ -74,7 +74,7 @@ struct SinkSlot {
   SinkHandle sink;
 };
 
-/// Lets a thread that logs pass the slot by without a lock while there is no sink.
+/// Whether a sink is set. Without a sink, logging does not lock the mutex.
 constinit std::atomic<bool> isSinkSet = false;
 
 SinkSlot& sinkSlot();
@@ -88,10 +88,10 @@ void unlockAfterFork() {
 }
 
 SinkSlot& createSlot() {
-  // Registered with the first sink rather than at load time: locks that a sink takes are usually
-  // older, and `fork` has to take them after this one. The handlers may not outlive this code:
-  // glibc removes those of a library that is unloaded, musl unloads none, and macOS none that has
-  // thread-local variables.
+  // The handlers are registered with the first sink, not at load time. Locks that a sink takes are
+  // usually older, and `fork` has to take them after this one. The handlers must not be called
+  // after this code has been unloaded: glibc removes the handlers of a library that it unloads,
+  // musl does not unload libraries, and macOS does not unload those with thread-local variables.
   static_cast<void>(::pthread_atfork(lockForFork, unlockAfterFork, unlockAfterFork));
   return *new SinkSlot;
 }
@@ -128,16 +128,16 @@ void callSink(const LogSink& sink, LogLevel level, String line) {
     throw;  // the thread is being cancelled
 #endif
   } catch (...) {
-    return;  // the operation that logs goes on as if the line had been taken
+    return;  // a failing sink does not affect the operation that logs
   }
 }
 
-/// Whether there was a sink to take the line.
+/// Passes the line to the sink. Returns false if there is none.
 bool writeToSink(LogLevel level, String line) {
   SinkSlot& slot = sinkSlot();
   const std::lock_guard<SinkMutex> lock(slot.mutex);
   const ErrorStateGuard guard;
-  // A copy keeps the sink alive while it runs, in case it sets another.
+  // A copy, because a sink that sets another one must not be destroyed while it runs.
   const SinkHandle sink = slot.sink;
   if (sink.get() == nullptr) {
     return false;
@@ -174,7 +174,7 @@ void writeToStandardError(LogLevel level, String line) {
     appendEscaped(whole, byte);
   }
   whole += '\n';
-  // One call, so that lines of threads and short lines of processes do not mix.
+  // One call, so that lines of threads, and short lines of processes, do not mix.
   std::fwrite(whole.data(), 1, whole.size(), stderr);
 }
 

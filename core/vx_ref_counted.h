@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// Shared, reference-counted implementations and the handles that refer to them.
+// Reference-counted implementations and the handles that refer to them.
 //
-// A handle is a value of pointer size (beside its virtual table): copying it copies a pointer and
-// counts. The implementation behind it lives until its last handle goes.
+// A handle contains a pointer and a pointer to its virtual table. Copying a handle copies the
+// pointer and adds a reference. The implementation is destroyed with its last handle.
 //
-// Thread safety: handles to one implementation may be copied and destroyed on several threads at
-// once. One handle object, like any value, must not be changed by one thread while another uses it.
+// Thread safety: different threads may copy and destroy handles to the same implementation. One
+// handle object must not be changed while another thread uses it.
 //
-// Nothing here needs dynamic_cast or typeid, and neither works across libraries that hide their
+// Do not use dynamic_cast or typeid on these types: neither works across libraries that hide their
 // symbols.
 
 #pragma once
@@ -25,29 +25,29 @@ namespace vx {
 
 /// The interface of a shared implementation.
 ///
-/// Its destructor is neither public nor virtual: an object goes by `release` alone, and the two
-/// operations keep the first two slots of the virtual table.
+/// Objects are destroyed only by `release`. The destructor is not virtual, so that `retain` and
+/// `release` have the first two slots of the virtual table.
 class IRefCounted {
  public:
   /// Adds one reference.
   virtual void retain() noexcept = 0;
 
-  /// Drops one reference; the object destroys itself when that was the last.
+  /// Drops one reference. The object is destroyed with its last reference.
   virtual void release() noexcept = 0;
 
  protected:
   IRefCounted() = default;
-  /// For implementations that are copied; the references stay with the original.
+  /// Allows implementations to be copied. The references are not copied.
   IRefCounted(const IRefCounted&) = default;
-  /// As the copy.
+  /// Allows implementations to be assigned. The references are not copied.
   IRefCounted& operator=(const IRefCounted&) = default;
   ~IRefCounted() = default;
 };
 
-/// An implementation that counts its own references, starting with one.
+/// An implementation with a reference count, which starts at 1.
 ///
-/// The count is atomic. While the process has a single thread, and the C library says so, it is
-/// kept by plain loads and stores, which cost a fraction of the locked instructions.
+/// The count is atomic. If the C library can tell that the process has a single thread, the count
+/// is changed by plain loads and stores, which are faster than atomic operations.
 class RefCounted : public IRefCounted {
  public:
   RefCounted(const RefCounted&) = delete;
@@ -61,7 +61,7 @@ class RefCounted : public IRefCounted {
     }
   }
 
-  /// True when exactly one handle refers to the object, so that its holder may change it in place.
+  /// Returns whether exactly one handle refers to the object, which may then be changed in place.
   [[nodiscard]] bool isUnique() const noexcept {
     return count_.load(std::memory_order_acquire) == 1;
   }
@@ -102,26 +102,26 @@ class RefCounted : public IRefCounted {
   std::atomic<std::size_t> count_{1};
 };
 
-/// The handle base: one pointer, possibly null, to a shared implementation.
+/// The base of handles: a pointer, possibly null, to a shared implementation.
 ///
-/// Copies retain, the destructor releases, moves take the pointer over and leave null behind.
-/// Nothing here throws.
+/// Copying calls `retain`, the destructor calls `release`, and a handle that has been moved from is
+/// null. Nothing throws.
 template <class Interface>
 class RefersTo {
  public:
   RefersTo() noexcept = default;
 
-  /// Takes over one reference that the caller holds; `implementation` may be null.
+  /// Adopts a reference that the caller owns. `implementation` may be null.
   explicit RefersTo(Interface* implementation) noexcept : implementation_(implementation) {}
 
-  /// Refers to the same implementation, with one more reference.
+  /// Adds a reference to the implementation of `other`.
   RefersTo(const RefersTo& other) noexcept : implementation_(other.implementation_) {
     if (implementation_ != nullptr) {
       implementation_->retain();
     }
   }
 
-  /// Takes the reference of `other` over and leaves null behind.
+  /// Moves the reference from `other`, which becomes null.
   RefersTo(RefersTo&& other) noexcept
       : implementation_(std::exchange(other.implementation_, nullptr)) {}
 
@@ -132,11 +132,10 @@ class RefersTo {
   }
 
  protected:
-  // Assignment is for the handle types alone: through a reference to the base, a list could be
-  // assigned to a string.
+  // Assignment is protected because a list could be assigned to a string through references to the
+  // base.
 
-  /// Retains the incoming implementation before the held one is released, so that a handle may be
-  /// assigned to itself.
+  /// Retains the new implementation before it releases the old one, for self-assignment.
   RefersTo& operator=(const RefersTo& other) noexcept {
     if (other.implementation_ != nullptr) {
       other.implementation_->retain();
@@ -148,7 +147,7 @@ class RefersTo {
     return *this;
   }
 
-  /// Takes the reference of `other` over and leaves null behind, then releases the held one.
+  /// Moves the reference from `other`, which becomes null, and releases the old implementation.
   RefersTo& operator=(RefersTo&& other) noexcept {
     Interface* const incoming = std::exchange(other.implementation_, nullptr);
     Interface* const held = std::exchange(implementation_, incoming);
@@ -158,14 +157,13 @@ class RefersTo {
     return *this;
   }
 
-  /// The implementation, null where there is none.
+  /// Returns the implementation, null if there is none.
   [[nodiscard]] Interface* implementation() const noexcept { return implementation_; }
 
-  // As the copy and the destructor, for handles that know what class their implementation is: the
-  // calls then are no virtual ones, and the compiler can put the count in line. Strings and lists
-  // travel by value everywhere.
+  // Handles that know the class of their implementation copy and release with these functions: the
+  // calls are not virtual and can be inlined. Strings and lists are passed by value everywhere.
 
-  /// The implementation with one more reference, null where there is none.
+  /// Adds a reference to the implementation and returns it, null if there is none.
   template <class Implementation>
   [[nodiscard]] Implementation* retained() const noexcept {
     auto* const held = static_cast<Implementation*>(implementation_);
@@ -175,8 +173,8 @@ class RefersTo {
     return held;
   }
 
-  /// Releases the implementation and leaves null behind, last of all: the compiler then sees that
-  /// the destructor here has nothing to do.
+  /// Releases the implementation and then sets the pointer to null, so that the compiler can remove
+  /// the work of the base's destructor.
   template <class Implementation>
   void release() noexcept {
     if (auto* const held = static_cast<Implementation*>(implementation_)) {

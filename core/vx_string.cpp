@@ -99,13 +99,12 @@ void String::append(std::string_view added) {
   Text* const held = text();
   const std::size_t length = this->length() + added.size();
   if (held != nullptr && held->isUnique() && held->capacity >= length) {
-    // Bytes of the own buffer end where the new ones begin, so the two never overlap.
+    // `added` may be part of the own buffer, which ends where the new bytes start: no overlap.
     std::memcpy(held->bytes() + held->length, added.data(), added.size());
     held->setLength(length);
     return;
   }
-  // Room for as much again, so that a text built piece by piece is copied a constant number of
-  // times.
+  // Doubling the capacity makes appending take amortized constant time.
   Text* const grown = Text::create(held == nullptr ? length : 2 * length);
   std::memcpy(grown->bytes(), buf(), this->length());
   std::memcpy(grown->bytes() + this->length(), added.data(), added.size());
@@ -189,7 +188,7 @@ std::strong_ordering String::operator<=>(String other) const noexcept {
 }
 
 std::strong_ordering String::operator<=>(std::string_view text) const noexcept {
-  // Not every standard library has <=> of views yet.
+  // Some standard libraries have no <=> for string views.
   return view().compare(text) <=> 0;
 }
 

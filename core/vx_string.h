@@ -1,21 +1,23 @@
 // SPDX-License-Identifier: MIT
 //
-// The library's text: a reference-counted value of 8-bit bytes, UTF-8 by convention.
+// String: reference-counted text of 8-bit bytes, UTF-8 by convention.
 //
 //   vx::String path = "/var";
 //   path << "/" << "log";
 //   std::fopen(path.buf(), "rb");
 //
-// A copy shares the bytes; an operation that changes a string whose bytes are shared copies them
-// first, so no other handle sees the change. A string is one block of memory, the empty string
-// none. The length is known and the bytes may hold NUL, though `buf()` then ends early for whoever
-// reads up to the first one.
+// Copies share their bytes. An operation that changes a string copies shared bytes first, so other
+// strings do not change. A string takes one block of memory, the empty string none. The length is
+// stored, and the bytes may include NUL; code that reads `buf()` up to the first NUL then sees only
+// the text before it.
 //
-// Letter case is that of ASCII, whatever the locale: only A to Z and a to z differ by case.
-// Nothing fails but for want of memory. Nothing touches the file system, logs, or records an error.
+// Letter case is that of ASCII in every locale: only A to Z and a to z differ by case.
 //
-// Thread safety: see vx_ref_counted.h. Handles that share their bytes may live on different
-// threads; one handle must not be changed while another thread uses that same handle.
+// The only failure is running out of memory. Nothing accesses the file system, logs, or changes the
+// current error.
+//
+// Thread safety: different threads may use strings that share their bytes. One string object must
+// not be changed while another thread uses it.
 
 #pragma once
 
@@ -30,8 +32,8 @@
 #include <string>
 #include <string_view>
 
-// Lets the compiler warn about a pointer into a temporary, where it can. Clang 14 looks only at the
-// latest declaration of a function, so definitions repeat it.
+// Clang warns about pointers into temporaries. Version 14 considers only the latest declaration of
+// a function, so definitions repeat the attribute.
 #if __has_cpp_attribute(clang::lifetimebound)
 #define VX_LIFETIMEBOUND [[clang::lifetimebound]]
 #else
@@ -48,42 +50,42 @@ class StringBuilder;
 }
 #pragma GCC visibility pop
 
-/// A text: see the head of this file.
+/// A text. The rules are at the top of this file.
 ///
-/// Operands may be a `String`, a NUL-terminated text, or, in comparisons, a `std::string_view` or
-/// `std::string`. A null pointer stands for the empty text. The deleted templates refuse numbers,
-/// because a literal 0 would convert to a null pointer; `nullptr` is accepted.
+/// Operands are a `String`, a NUL-terminated text, or, in comparisons, a `std::string_view` or
+/// `std::string`. A null pointer is the empty text. The deleted templates reject numbers, because a
+/// literal 0 would convert to a null pointer; `nullptr` is accepted.
 class String final : public RefersTo<IRefCounted> {
  public:
-  /// The empty string.
+  /// Creates the empty string.
   String() noexcept = default;
 
-  /// The first `length` bytes of `text`; with length 0 the text up to its terminating NUL. A null
-  /// pointer gives the empty string.
+  /// Copies the first `length` bytes of `text`, or, if `length` is 0, the bytes before its
+  /// terminating NUL. A null pointer gives the empty string.
   String(const char* text, std::size_t length = 0);
 
-  /// Not a length: `String("abc", true)` would take one byte.
+  /// A flag is not a length: `String("abc", true)` would copy one byte.
   template <std::same_as<bool> Flag>
   String(const char* text, Flag flag) = delete;
 
   template <std::integral Number>
   String(Number number) = delete;
 
-  /// The bytes of `text`, NUL included. A `std::string` converts to the view.
+  /// Copies the bytes of `text`, including NUL. A `std::string` converts to the view.
   explicit String(std::string_view text);
 
   /// Shares the bytes of `other`.
   String(const String& other) noexcept : RefersTo(other.retained<RefCounted>()) {}
-  /// Takes the bytes of `other` over and leaves it empty.
+  /// Moves from `other` and leaves it empty.
   String(String&& other) noexcept = default;
-  /// Shares the bytes of `other` in place of its own.
+  /// Shares the bytes of `other`.
   String& operator=(const String& other) & noexcept { return *this = String(other); }
-  /// Takes the bytes of `other` over in place of its own.
+  /// Moves from `other` and leaves it empty.
   String& operator=(String&& other) & noexcept = default;
   ~String() override { release<RefCounted>(); }
 
-  /// Replaces the content by the NUL-terminated `text`, which may lie in this string's own buffer.
-  /// A null pointer makes the string empty.
+  /// Replaces the text by the NUL-terminated `text`, which may point into `buf()`. A null pointer
+  /// gives the empty string.
   ///
   /// Assignment requires an lvalue: `names[0] = "x"` would change a copy of the element.
   String& operator=(const char* text) &;
@@ -91,60 +93,60 @@ class String final : public RefersTo<IRefCounted> {
   template <std::integral Number>
   String& operator=(Number number) = delete;
 
-  /// Appends in place; the text may lie in this string's own buffer. A null pointer adds nothing.
+  /// Appends `text`, which may point into `buf()`. A null pointer appends nothing.
   String& operator<<(const char* text);
 
-  /// Appends in place.
+  /// Appends `text`.
   String& operator<<(String text);
 
   template <std::integral Number>
   String& operator<<(Number number) = delete;
 
-  /// As `<<`, on an lvalue.
+  /// Same as `<<`; requires an lvalue.
   String& operator+=(const char* text) & { return *this << text; }
 
-  /// As `<<`, on an lvalue.
+  /// Same as `<<`; requires an lvalue.
   String& operator+=(String text) &;
 
   template <std::integral Number>
   String& operator+=(Number number) = delete;
 
-  /// The NUL-terminated bytes, never null; valid while this string lives and is not changed.
+  /// Returns the NUL-terminated bytes, never null. Valid until this string is changed or destroyed.
   [[nodiscard]] const char* buf() const noexcept VX_LIFETIMEBOUND;
 
-  /// The number of bytes.
+  /// Returns the number of bytes.
   [[nodiscard]] std::size_t length() const noexcept;
 
-  /// The bytes, valid as long as `buf()`.
+  /// Returns the bytes. Valid until this string is changed or destroyed.
   [[nodiscard]] std::string_view view() const noexcept VX_LIFETIMEBOUND;
 
-  /// As `view()`. Explicit, because `==` and `+` with the standard's types would be ambiguous
-  /// otherwise.
+  /// Same as `view()`. Explicit, because `==` and `+` with standard string types would otherwise be
+  /// ambiguous.
   [[nodiscard]] explicit operator std::string_view() const noexcept VX_LIFETIMEBOUND;
 
-  /// A copy of the bytes.
+  /// Returns a copy of the bytes.
   [[nodiscard]] explicit operator std::string() const { return std::string(view()); }
 
-  /// Whether there are no bytes.
+  /// Returns whether there are no bytes.
   [[nodiscard]] bool isEmpty() const noexcept { return length() == 0; }
 
-  /// Whether the text begins with `prefix` (the empty one always).
+  /// Returns whether the text starts with `prefix`; true for the empty prefix.
   [[nodiscard]] bool startsWith(String prefix, bool ignoreCase) const noexcept;
 
   template <class Text>
   bool startsWith(String prefix, Text* notAFlag) const = delete;
 
-  /// Whether the text ends with `suffix` (the empty one always).
+  /// Returns whether the text ends with `suffix`; true for the empty suffix.
   [[nodiscard]] bool endsWith(String suffix, bool ignoreCase) const noexcept;
 
   template <class Text>
   bool endsWith(String suffix, Text* notAFlag) const = delete;
 
-  /// Three-way comparison of the bytes, unsigned, with A to Z taken as a to z: negative, 0 or
-  /// positive as this text comes before, equals, or comes after `other`.
+  /// Compares as unsigned bytes, with A to Z as a to z. Returns a negative number, 0 or a positive
+  /// number if this text is less than, equal to or greater than `other`.
   [[nodiscard]] int compareNoCase(String other) const noexcept;
 
-  /// The pieces between the separators, in order.
+  /// Returns the pieces between the separators, in order.
   ///
   ///   "a|b||c"   ('|', false, false) => "a", "b", "", "c"
   ///   "a|b||c"   ('|', true,  false) => "a", "b", "c"
@@ -152,17 +154,17 @@ class String final : public RefersTo<IRefCounted> {
   ///   ""         ('|', false, false) => ""
   ///   ""         ('|', true,  false) => nothing
   ///
-  /// @param skipEmpty drops empty pieces, after trimming where that is asked for.
-  /// @param trim removes white space (of ASCII) from both ends of each piece.
+  /// @param skipEmpty leaves out empty pieces, after trimming if `trim` is true.
+  /// @param trim removes ASCII white space from both ends of each piece.
   [[nodiscard]] StringVector split(char separator, bool skipEmpty, bool trim) const;
 
-  /// The text with `from` replaced by `to`.
+  /// Returns the text with `from` replaced by `to`.
   ///
   /// @param firstOnly replaces only the first occurrence.
   /// @param ignoreCase also replaces `from` in the other letter case.
   [[nodiscard]] String replace(char from, char to, bool firstOnly, bool ignoreCase) const;
 
-  /// The text after the last occurrence of `separator`, or the whole text where there is none.
+  /// Returns the text after the last `separator`, or the whole text if there is none.
   ///
   ///   "a:b:c" (':', false) => "c"
   ///   "a:b:c" (':', true)  => ":c"
@@ -170,40 +172,40 @@ class String final : public RefersTo<IRefCounted> {
   ///   "a:"    (':', false) => ""
   [[nodiscard]] String fromLast(char separator, bool keepSeparator) const;
 
-  /// Exact equality of the bytes. A null pointer equals the empty string.
+  /// Returns whether the bytes are equal. A null pointer equals the empty string.
   [[nodiscard]] bool operator==(const char* text) const noexcept;
 
-  /// Exact equality of the bytes.
+  /// Returns whether the bytes are equal.
   [[nodiscard]] bool operator==(String other) const noexcept;
 
-  /// Exact equality of the bytes.
+  /// Returns whether the bytes are equal.
   [[nodiscard]] bool operator==(std::string_view text) const noexcept;
 
   template <std::integral Number>
   bool operator==(Number number) const = delete;
 
-  /// Byte order, unsigned. A null pointer compares as the empty string.
+  /// Compares as unsigned bytes. A null pointer equals the empty string.
   [[nodiscard]] std::strong_ordering operator<=>(const char* text) const noexcept;
 
-  /// Byte order, unsigned.
+  /// Compares as unsigned bytes.
   [[nodiscard]] std::strong_ordering operator<=>(String other) const noexcept;
 
-  /// Byte order, unsigned.
+  /// Compares as unsigned bytes.
   [[nodiscard]] std::strong_ordering operator<=>(std::string_view text) const noexcept;
 
   template <std::integral Number>
   std::strong_ordering operator<=>(Number number) const = delete;
 
-  /// Concatenation into a new string. A null pointer adds nothing.
+  /// Returns the concatenation. A null pointer is the empty text.
   [[nodiscard]] String operator+(const char* text) const;
 
-  /// Concatenation into a new string.
+  /// Returns the concatenation.
   [[nodiscard]] String operator+(String text) const;
 
   template <std::integral Number>
   String operator+(Number number) const = delete;
 
-  /// Concatenation into a new string. A null pointer adds nothing.
+  /// Returns the concatenation. A null pointer is the empty text.
   [[nodiscard]] friend String operator+(const char* left, String right) {
     return joined(viewOf(left), right.view());
   }
@@ -214,7 +216,8 @@ class String final : public RefersTo<IRefCounted> {
   /// Writes the bytes, formatted as the stream formats text.
   friend std::ostream& operator<<(std::ostream& stream, String text);
 
-  /// The text for {fmt}. It takes a reference, because the view must outlive the call.
+  /// Returns the text for {fmt}. Takes a reference, because the view must remain valid after the
+  /// call.
   [[nodiscard]] friend std::string_view format_as(const String& text VX_LIFETIMEBOUND) noexcept {
     return text.view();
   }
@@ -222,17 +225,17 @@ class String final : public RefersTo<IRefCounted> {
  private:
   friend class internal::StringBuilder;
 
-  /// The head of a block; the bytes and their terminating NUL follow it.
+  /// The header of a block of memory. The bytes and a terminating NUL follow it.
   struct [[gnu::visibility("hidden")]] Text;
 
-  /// Takes over the one reference to `text`.
+  /// Adopts the only reference to `text`.
   explicit String(Text& text) noexcept;
 
   [[nodiscard]] static std::string_view viewOf(const char* text) noexcept {
     return text == nullptr ? std::string_view() : std::string_view(text);
   }
 
-  /// A block with the bytes of `text`, null for none.
+  /// Returns a block with the bytes of `text`, null if there are none.
   [[nodiscard, gnu::visibility("hidden")]] static Text* copied(std::string_view text);
 
   [[nodiscard]] static String joined(std::string_view left, std::string_view right);
@@ -243,14 +246,14 @@ class String final : public RefersTo<IRefCounted> {
 
 struct String::Text final : RefCounted {
   std::size_t length = 0;
-  std::size_t capacity = 0;  // bytes that fit, the terminating NUL not counted
+  std::size_t capacity = 0;  // in bytes, without the terminating NUL
 
   [[nodiscard]] char* bytes() noexcept { return reinterpret_cast<char*>(this + 1); }
 
-  /// A block with room for `capacity` bytes that holds none yet.
+  /// Creates a block for `capacity` bytes, without any.
   [[nodiscard]] static Text* create(std::size_t capacity);
 
-  /// Ends the text after `length` bytes.
+  /// Sets the length and terminates the text.
   void setLength(std::size_t newLength) noexcept {
     length = newLength;
     bytes()[newLength] = '\0';

@@ -50,7 +50,7 @@ void StringVector::push_back(String element) {
   constexpr std::size_t kFirstCapacity = 8;
   Items* const grown = Items::create(held == nullptr ? kFirstCapacity : held->size * 2);
   for (std::size_t i = 0; held != nullptr && i < held->size; ++i) {
-    // Elements that nobody else sees move over; shared ones are copied.
+    // Elements that are not shared are moved.
     String& kept = held->elements()[i];
     grown->append(held->isUnique() ? std::move(kept) : kept);
   }

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// The library's list of texts: a reference-counted, ordered sequence of `vx::String`.
+// StringVector: a reference-counted sequence of `vx::String`.
 //
 //   vx::StringVector names = {"wood.png", "look.ksa"};
 //   names.push_back("scene.ksx");
 //   for (const vx::String& name : names) ...
 //
-// A copy shares the elements; `push_back` on a list that is shared copies them first, so no other
-// handle sees the change. Nothing fails but for want of memory. Thread safety is that of
-// `vx::String`.
+// Copies share their elements. `push_back` copies shared elements first, so other lists do not
+// change. The only failure is running out of memory. Thread safety is that of `vx::String`.
 
 #pragma once
 
@@ -27,16 +26,14 @@ namespace vx {
 
 class StringVector;
 
-/// A range of what a `String` can be made from, other than a list itself.
+/// A range whose elements convert to `String`, other than a `StringVector`.
 template <class Range>
 concept RangeOfTexts =
     !std::same_as<std::remove_cvref_t<Range>, StringVector> && std::ranges::input_range<Range> &&
     std::constructible_from<String, std::ranges::range_reference_t<Range>>;
 
-/// A list of texts: see the head of this file.
-///
-/// It is a container of the standard's kind whose elements are read-only: copies of a list share
-/// them.
+/// A list of texts, with the interface of a standard container. Elements are read-only, because
+/// copies of a list share them.
 class StringVector final : public RefersTo<IRefCounted> {
  public:
   /// A member type of the standard's containers.
@@ -50,14 +47,14 @@ class StringVector final : public RefersTo<IRefCounted> {
   using iterator = const String*;
   using const_iterator = const String*;
 
-  /// The empty list, which takes no memory.
+  /// Creates the empty list, which allocates no memory.
   StringVector() noexcept = default;
 
-  /// The given elements, in order.
+  /// Creates a list of `elements`, in order.
   StringVector(std::initializer_list<String> elements);
 
-  /// The elements of `range`, in order: anything that a `String` can be made from, such as
-  /// `std::string` or `const char*`.
+  /// Creates a list of the elements of `range`, in order. They may have any type that converts to
+  /// `String`, such as `std::string` or `const char*`.
   // NOLINTNEXTLINE(bugprone-forwarding-reference-overload): the concept excludes lists
   explicit StringVector(RangeOfTexts auto&& range) {
     for (auto&& element : range) {
@@ -67,51 +64,52 @@ class StringVector final : public RefersTo<IRefCounted> {
 
   /// Shares the elements of `other`.
   StringVector(const StringVector& other) noexcept : RefersTo(other.retained<RefCounted>()) {}
-  /// Takes the elements of `other` over and leaves it empty.
+  /// Moves from `other` and leaves it empty.
   StringVector(StringVector&& other) noexcept = default;
-  /// Shares the elements of `other` in place of its own.
+  /// Shares the elements of `other`.
   StringVector& operator=(const StringVector& other) & noexcept {
     return *this = StringVector(other);
   }
-  /// Takes the elements of `other` over in place of its own.
+  /// Moves from `other` and leaves it empty.
   StringVector& operator=(StringVector&& other) & noexcept = default;
   ~StringVector() override { release<RefCounted>(); }
 
-  /// Appends `element`; iterators become invalid.
+  /// Appends `element`. Invalidates iterators.
   void push_back(String element);
 
-  /// The elements in the order of their insertion, valid until the list is changed or destroyed.
+  /// Returns an iterator to the first element. Valid until the list is changed or destroyed.
   [[nodiscard]] const String* begin() const noexcept VX_LIFETIMEBOUND;
 
-  /// The end of the elements.
+  /// Returns the iterator after the last element.
   [[nodiscard]] const String* end() const noexcept VX_LIFETIMEBOUND { return begin() + size(); }
 
-  /// The first element; the empty string where there is none.
+  /// Returns the first element, or the empty string if there is none.
   [[nodiscard]] String front() const noexcept { return (*this)[0]; }
 
-  /// The last element; the empty string where there is none.
+  /// Returns the last element, or the empty string if there is none.
   [[nodiscard]] String back() const noexcept { return (*this)[size() - 1]; }
 
-  /// Element `index`, counting from 0; the empty string past the end.
+  /// Returns the element at `index`, or the empty string if `index` is not less than `size()`.
   [[nodiscard]] String operator[](std::size_t index) const noexcept;
 
-  /// The number of elements.
+  /// Returns the number of elements.
   [[nodiscard]] std::size_t size() const noexcept;
 
-  /// Whether there are no elements.
+  /// Returns whether there are no elements.
   [[nodiscard]] bool empty() const noexcept { return size() == 0; }
 
-  /// The elements in order, `separator` between each two; the empty string for no elements.
+  /// Returns the elements in order with `separator` between them; the empty string if there are
+  /// none.
   [[nodiscard]] String join(String separator) const;
 
-  /// Whether both lists have equal elements in the same order.
+  /// Returns whether both lists have equal elements in the same order.
   [[nodiscard]] bool operator==(StringVector other) const noexcept;
 
-  /// Lexicographical order of the elements.
+  /// Compares the elements lexicographically.
   [[nodiscard]] std::strong_ordering operator<=>(StringVector other) const noexcept;
 
  private:
-  /// The head of a block; the elements follow it.
+  /// The header of a block of memory. The elements follow it.
   struct [[gnu::visibility("hidden")]] Items;
 
   [[nodiscard]] Items* items() const noexcept;
@@ -123,10 +121,10 @@ struct StringVector::Items final : RefCounted {
 
   [[nodiscard]] String* elements() noexcept { return reinterpret_cast<String*>(this + 1); }
 
-  /// A block with room for `capacity` elements that holds none yet.
+  /// Creates a block for `capacity` elements, without any.
   [[nodiscard]] static Items* create(std::size_t capacity);
 
-  /// A block with copies of the elements of `source`, and no room for more.
+  /// Creates a block with copies of the elements of `source` and no further capacity.
   [[nodiscard]] static Items* copied(std::initializer_list<String> source);
 
   void append(String element) noexcept;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What a stat call says about an entry: the only place that maps a mode to directory or file.
+// The status of an entry. No other code derives the kind of an entry from its mode.
 
 #pragma once
 
@@ -17,8 +17,8 @@ enum class EntryKind { None, Directory, File };
 
 /// Returns the kind of an existing entry with this mode.
 [[nodiscard]] inline EntryKind entryKind(mode_t mode) noexcept {
-  // A test of one bit, not of the type field: block devices and sockets, whose types share the bit,
-  // count as directories.
+  // This tests one bit, not the type field. Block devices and sockets, whose types share the bit,
+  // are directories.
   return (mode & S_IFDIR) != 0 ? EntryKind::Directory : EntryKind::File;
 }
 

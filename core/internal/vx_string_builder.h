@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Builds one string in one block, for code that knows how long it can get. Private to the library.
+// Builds a string with a known maximum length in one block of memory.
 
 #pragma once
 
@@ -17,7 +17,7 @@ namespace vx::internal {
 
 class StringBuilder {
  public:
-  /// Room for `capacity` bytes, all in one block; none for 0.
+  /// Allocates a block for `capacity` bytes, none for 0.
   explicit StringBuilder(std::size_t capacity) : capacity_(capacity) {
     if (capacity != 0) {
       string_ = String(*String::Text::create(capacity));
@@ -47,7 +47,7 @@ class StringBuilder {
 
   [[nodiscard]] std::string_view view() const noexcept { return {bytes_, length_}; }
 
-  /// The string; the builder is spent.
+  /// Returns the string. The builder must not be used afterwards.
   [[nodiscard]] String finish() noexcept {
     if (length_ == 0) {
       return {};
