@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// First steps: a directory, a file in it, a look at both, and what a failure says.
+// Creates a directory and a file, lists the directory, and shows what a failure logs.
 
 #include "core/vx_path.h"
 #include "core/vx_string.h"
@@ -27,7 +27,7 @@ int main() {
     std::cout << vx::Path(found, /*normalizeFirst=*/true).file(/*withExt=*/true) << '\n';
   }
 
-  // A file is no place for a directory; this logs a line that names the level that is in the way.
+  // Fails because the parent is a file, and logs that file's path.
   if (vx::fs::mkDir(vx::Path::join(path, "sub"))) {
     return 1;
   }

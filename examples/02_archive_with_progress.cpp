@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Packs the files named on the command line with a progress bar, and reads the archive back.
+// Writes the files on the command line to an archive with a progress bar, and extracts it.
 //
 //   02_archive_with_progress scene.ksz room.ksx lamp.ksa res/wood.png
 
@@ -43,7 +43,7 @@ int main(int argc, char** argv) {
   // [write]
 
   // [read]
-  // The scene is extracted next to the archive, under the archive's name; all else into "res".
+  // The scene is extracted next to the archive with the archive's name, other files into "res".
   const bool isRead = vx::fs::readKsz(archive);
   // [read]
 

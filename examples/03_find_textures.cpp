@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Finding the textures of an old document: its references were stored on another machine, and some
-// leave the extension open.
+// Finds the textures of a document. Its references were stored on another machine, and some have
+// no fixed extension.
 //
 //   03_find_textures DIRECTORY
 
@@ -20,9 +20,9 @@ int main(int argc, char** argv) {
   const vx::StringVector searchDirs = {argv[1]};
   const vx::StringVector extensions = {"png", "jpg"};
   const vx::StringVector stored = {
-      "/old/machine/textures/wood.png",  // absolute: looked for by its name
-      "textures/wood.png",               // relative: by its name, then with its directory
-      "textures/wood.*",                 // any of the extensions, in their order
+      "/old/machine/textures/wood.png",  // absolute: searched by file name
+      "textures/wood.png",               // relative: by file name, then with its directory
+      "textures/wood.*",                 // any of the extensions, in order
       "textures/lost.png",
   };
   int missing = 0;

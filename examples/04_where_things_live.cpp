@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Where things live: the program, its resources, the user's directories.
+// Prints the paths of the program, its resources and the user's directories.
 
 #include "core/vx_string.h"
 #include "fs/vx_fs.h"
@@ -8,14 +8,14 @@
 #include <iostream>
 
 int main() {
-  // The value forms always answer, with the next best directory where the wanted one is missing.
+  // These functions always return a directory. If the first choice is missing, they fall back.
   std::cout << "program    " << vx::fs::exePath() << '\n'
             << "resources  " << vx::fs::resDir() << '\n'
             << "current    " << vx::fs::currentDir() << '\n'
             << "home       " << vx::fs::homeDir() << '\n'
             << "temporary  " << vx::fs::tempDir() << '\n';
 
-  // The get forms say whether there is one. Only looked for, so nothing is created.
+  // A `get` function reports whether the directory exists. `create` is false: nothing is created.
   vx::String config;
   if (vx::fs::getKavraConfigDir(config, /*create=*/false)) {
     std::cout << "settings   " << config << '\n';

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Dialogs: pick pictures, then a name to save to. Each call blocks until the user closes the
-// dialog.
+// Lets the user pick pictures and a name to save them to. Each call blocks until the user closes
+// the dialog.
 
 #include "core/vx_path.h"
 #include "core/vx_string.h"
@@ -12,12 +12,12 @@
 
 int main() {
   const vx::String home = vx::fs::homeDir();
-  const vx::String start = home + "/";  // without the slash its parent directory opens
+  const vx::String start = home + "/";  // without the slash, the parent directory opens
 
   const vx::StringVector pictures =
       vx::fs::browseFiles("Pick pictures", start, "Pictures", {"png", "jpg"});
   if (pictures.empty()) {
-    std::cout << "nothing picked\n";  // cancelled: no error, nothing in the log
+    std::cout << "nothing picked\n";  // a cancel is not an error and is not logged
     return 0;
   }
   std::cout << pictures.size() << " picked: " << pictures.join(", ") << '\n';

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The log of an application: it counts the library's errors, marks each line and forwards it.
+// Sets a log sink that counts errors, adds a prefix to each line and forwards it.
 
 #include "core/vx_log.h"
 #include "core/vx_string.h"

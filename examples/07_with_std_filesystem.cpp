@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Use from code that is written for std::filesystem: both take and give plain UTF-8 text.
+// Uses vx together with std::filesystem. Paths are converted as UTF-8 text.
 
 #include "core/vx_path.h"
 #include "core/vx_string.h"
@@ -33,12 +33,12 @@ int main() {
   }
   std::cout << directories << " directories in " << root << '\n';
 
-  // Both compute the same normal form, but for a trailing separator, which ours drops.
+  // Both compute the same normal form, except that vx drops a trailing separator.
   const vx::String ours = vx::Path::normalize("textures//wood/../oak.png");
   const std::filesystem::path theirs =
       std::filesystem::path("textures//wood/../oak.png").lexically_normal();
   const bool isSame = toStd(ours) == theirs;
 
-  std::filesystem::remove_all(root);  // ours removes one empty directory at a time
+  std::filesystem::remove_all(root);  // vx removes only empty directories
   return directories == 2 && isSame ? 0 : 1;
 }

@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: MIT
 //
-// The families, in the order of the header:
-//   standard I/O and status queries
-//   directories and removal
-//   copy and move
-//   listing
-//   the executable and its bundle
-//   current, home and temporary directories
-//   product directories
-//   zip archives
-//   ksz archives
-//   resolving file references
-//   file dialogs
+// The families are in the order of the header:
+//   Standard I/O
+//   Status queries
+//   Directories
+//   Copy and move
+//   Listing
+//   Executable and bundle
+//   Current, home and temporary directories
+//   Product directories
+//   Zip archives
+//   Ksz archives
+//   File references
+//   Dialogs
 
 #include "fs/vx_fs.h"
 
@@ -43,8 +44,7 @@
 
 namespace vx::fs {
 
-// ---------------------------------------------------------------------------------------------
-// Standard I/O and status queries
+// ---- Standard I/O ---------------------------------------------------------------------------
 
 FILE* Fopen(String path, String mode) {
   return std::fopen(path.buf(), mode.buf());
@@ -86,6 +86,8 @@ int Frename(String from, String to) {
   return std::rename(from.buf(), to.buf());
 }
 
+// ---- Status queries -------------------------------------------------------------------------
+
 namespace {
 
 using internal::EntryKind;
@@ -112,8 +114,7 @@ bool exists(String path) {
   return isDir(path) || isFile(path);
 }
 
-// ---------------------------------------------------------------------------------------------
-// Directories and removal
+// ---- Directories ----------------------------------------------------------------------------
 
 namespace {
 
@@ -158,7 +159,7 @@ bool mkDir(String path) {
   }
   for (const String& level : levels) {
     walked << level;
-    // As walked, since normalising each level would cost the square of the depth.
+    // Not normalized: that would take time proportional to the square of the depth.
     if (!Path::isDir(walked, /*normalizeFirst=*/false) && !createLevel(walked)) {
       return false;
     }
@@ -199,15 +200,14 @@ bool rmFile(String path) {
   return std::remove(path.buf()) == 0;
 }
 
-// ---------------------------------------------------------------------------------------------
-// Copy and move
+// ---- Copy and move --------------------------------------------------------------------------
 
 namespace {
 
-/// Overwrites `dst` with the content of `src`, as far as both can be opened, read and written.
+/// Overwrites `dst` with the content of `src`. Errors are ignored.
 void copyContent(String src, String dst) {
-  // The streams would move 8 KiB at a time. One byte more than a block, since they read one less
-  // than the room they are given.
+  // The default is 8 KiB. One byte more than 128 KiB, because a stream reads one byte less than the
+  // size of its buffer.
   constexpr std::size_t kRoom = 128 * 1024 + 1;
   const std::unique_ptr<char[]> room(new char[kRoom]);
   std::ifstream input;
@@ -250,8 +250,7 @@ bool moveFile(String src, String dst) {
   return false;
 }
 
-// ---------------------------------------------------------------------------------------------
-// Listing
+// ---- Listing --------------------------------------------------------------------------------
 
 namespace {
 
@@ -299,7 +298,7 @@ StringVector listFiles(String dir, StringVector exts) {
     }
     const String bare = Path::ext(path, /*withDot=*/false);
     const String dotted = Path::ext(path, /*withDot=*/true);
-    // A match does not end the scan: an entry is listed once for each filter that takes it.
+    // No break after a match: an entry is listed once for each extension that it matches.
     for (const String& wanted : exts) {
       if (wanted.compareNoCase(bare) == 0 || wanted.compareNoCase(dotted) == 0) {
         found.push_back(path);
@@ -309,18 +308,16 @@ StringVector listFiles(String dir, StringVector exts) {
   return found;
 }
 
-// ---------------------------------------------------------------------------------------------
-// The executable and its bundle
+// ---- Executable and bundle ------------------------------------------------------------------
 
 namespace {
 
 void setExePathError(const char* message) {
-  // Callers know the context by this name, though the function is not a member of `Path`.
+  // Callers know this context, although the function is not a member of `Path`.
   os::setCurrentError(0, "vx::Path::exePath()", message);
 }
 
-/// Returns the directory at `relative` to the executable's directory if that is in a bundle,
-/// otherwise the executable's directory.
+/// Returns the executable's directory or, in a bundle, the directory at the path `relative` to it.
 String bundleDir(const char* relative) {
   const String directory = exeDir();
   if (!directory.endsWith("/MacOS", /*ignoreCase=*/false)) {
@@ -363,8 +360,7 @@ String resDir() {
   return bundleDir("/../Resources");
 }
 
-// ---------------------------------------------------------------------------------------------
-// Current, home and temporary directories
+// ---- Current, home and temporary directories ------------------------------------------------
 
 bool getCurrentDir(String& out) {
   const Path current(".", /*normalizeFirst=*/true);
@@ -426,8 +422,7 @@ String tempDir() {
   return directory;
 }
 
-// ---------------------------------------------------------------------------------------------
-// Product directories
+// ---- Product directories --------------------------------------------------------------------
 
 namespace {
 
@@ -441,8 +436,8 @@ bool findOrCreate(String path, bool create) {
   return Path::isDir(path, /*normalizeFirst=*/true) || (create && mkDir(path));
 }
 
-/// Sets `out` to a subdirectory of the user directory, and finds or creates it. `logFailure` logs a
-/// failure; `getKavraUserDir` has already logged its own.
+/// Sets `out` to a subdirectory of the user directory, and finds or creates it. `logFailure` is not
+/// called if `getKavraUserDir` fails, which logs its own failure.
 template <class LogFailure>
 bool getUserSubdir(String& out, bool create, const char* name, LogFailure logFailure) {
   if (!getKavraUserDir(out, create)) {
@@ -488,7 +483,7 @@ bool getKavraConfigDir(String& out, bool create) {
                        });
 }
 
-// A missing config directory only warns; without the next two, work is lost, so they are errors.
+// The next two directories are logged as errors, because the user can lose work without them.
 
 bool getKavraOutputDir(String& out, bool create) {
   return getUserSubdir(out, create, "output",
@@ -528,14 +523,13 @@ String kavraNodeHelpPath(bool asUrl) {
   return String("file://") + path.replace('\\', '/', /*firstOnly=*/false, /*ignoreCase=*/false);
 }
 
-// ---------------------------------------------------------------------------------------------
-// Zip archives
+// ---- Zip archives ---------------------------------------------------------------------------
 
 namespace {
 
 using FileStatus = struct stat;
 
-/// Returns the status of what `path` names, following links.
+/// Returns the status of the entry at `path`, following links.
 std::optional<FileStatus> statusOf(String path) {
   FileStatus status;
   if (::stat(path.buf(), &status) != 0) {
@@ -552,10 +546,10 @@ struct EndArchive {
   void operator()(mz_zip_archive* zip) const noexcept { mz_zip_end(zip); }
 };
 
-/// Ends the archive if it has not been released, so when an exception passes.
+/// Closes the archive unless it has been released, for example if an exception is thrown.
 using OpenArchive = std::unique_ptr<mz_zip_archive, EndArchive>;
 
-/// Returns the name of an entry in the archive, up to its first NUL.
+/// Returns the name of an entry up to its first NUL.
 std::optional<String> entryName(mz_zip_archive& zip, mz_uint index) {
   const mz_uint size = mz_zip_reader_get_filename(&zip, index, nullptr, 0);
   const auto buffer = std::make_unique<char[]>(std::size_t{size} + 1);
@@ -599,7 +593,7 @@ class ZipExpansion {
     }
     if (mz_zip_reader_is_file_supported(&zip_, index) == MZ_FALSE ||
         (!isScene && leadsOut(*name))) {
-      // The odd spelling is part of the message.
+      // The spelling is part of the message.
       logWarning("Unaupported file in archive: %s", name->buf());
       return;
     }
@@ -628,9 +622,9 @@ class ZipExpansion {
     extracted_.push_back(destination);
   }
 
-  /// Returns whether `destination` is missing, or a regular file that is known not to be the
-  /// archive. Extraction opens and truncates the destination first: the archive would be lost, and
-  /// a FIFO would block.
+  /// Returns whether `destination` does not exist or is a regular file other than the archive.
+  /// Extraction starts by truncating the destination: this would destroy the archive, and block if
+  /// it is a FIFO.
   [[nodiscard]] bool mayOverwrite(String destination) const {
     const std::optional<FileStatus> status = statusOf(destination);
     if (!status) {
@@ -646,13 +640,13 @@ class ZipExpansion {
   StringVector extracted_;
 };
 
-/// Returns the directory to extract an archive into when the caller gives none.
+/// Returns the directory to extract an archive into if the caller gives none.
 String dirOfArchive(const Path& given, String canonical) {
   String directory = given.dir();
   return directory.isEmpty() ? Path::dir(std::move(canonical), /*isDir=*/false) : directory;
 }
 
-/// Returns the name that a file gets in an archive.
+/// Returns the name of the entry for a file.
 String entryNameFor(String fileName) {
   if (fileName.endsWith(".ksa", /*ignoreCase=*/false) ||
       fileName.endsWith(".ksx", /*ignoreCase=*/false)) {
@@ -661,7 +655,7 @@ String entryNameFor(String fileName) {
   return Path::join("res", fileName);
 }
 
-/// Returns the canonical path of the first of `files` that has this device and inode.
+/// Returns the canonical path of the first of `files` that is the file `wanted`.
 std::optional<String> findFile(StringVector files, const FileStatus& wanted) {
   for (const String& file : files) {
     const Path source(file, /*normalizeFirst=*/true);
@@ -673,16 +667,15 @@ std::optional<String> findFile(StringVector files, const FileStatus& wanted) {
   return std::nullopt;
 }
 
-/// Reports a file that has been added. Leaves the archive open if the callback throws, as
-/// documented.
+/// Reports an added file. If the callback throws, the archive remains open, as documented.
 void report(OpenArchive& writer, const ZipCallback& callback, ZipProgress progress) {
   mz_zip_archive* const zip = writer.release();
   callback(std::move(progress));
   writer.reset(zip);
 }
 
-/// Adds `files` in order and reports each; stops at the first that cannot be added. The file that
-/// the call itself has created, if any, counts as missing.
+/// Adds `files` in order and reports each. Stops at the first that cannot be added. The file
+/// `created` by this call is skipped like a missing one.
 bool addFiles(OpenArchive& writer, StringVector files, std::optional<FileStatus> created,
               const ZipCallback& callback) {
   for (std::size_t i = 0; i < files.size(); ++i) {
@@ -749,7 +742,7 @@ bool writeZip(String archive, StringVector files, ZipCallback callback) {
   archive = Path::normalize(archive);
   const std::optional<FileStatus> existing = statusOf(archive);
   if (existing && S_ISREG(existing->st_mode)) {
-    // Writing truncates the archive first: as an input it would be lost.
+    // Writing starts by truncating the archive, which would destroy an input.
     if (const std::optional<String> input = findFile(files, *existing)) {
       logError("Failed to add file to archive: %s", input->buf());
       return false;
@@ -768,7 +761,7 @@ bool writeZip(String archive, StringVector files, ZipCallback callback) {
     return removeFailedArchive(archive);
   }
   if (mz_zip_writer_finalize_archive(&zip) == MZ_FALSE) {
-    static_cast<void>(writer.release());  // stays open, as the header says
+    static_cast<void>(writer.release());  // remains open, as documented
     logError("Failed to finalize archive: %s", archive.buf());
     return removeFailedArchive(archive);
   }
@@ -779,14 +772,12 @@ bool writeZip(String archive, StringVector files, ZipCallback callback) {
   return true;
 }
 
-// ---------------------------------------------------------------------------------------------
-// Ksz archives
+// ---- Ksz archives ---------------------------------------------------------------------------
 
 namespace {
 
-/// Passes the reports of a zip archive on to the callback of a ksz archive. It refers to the
-/// parameter of `readKsz` or `writeKsz`, which is the call's own copy of the callback and outlives
-/// it.
+/// Passes the reports of a zip archive to the callback of a ksz archive. Refers to the callback
+/// parameter of `readKsz` or `writeKsz`, which remains valid during the call.
 class ProgressAdaptor {
  public:
   explicit ProgressAdaptor(const KszCallback& callback) : callback_(callback) {}
@@ -820,12 +811,11 @@ bool writeKsz(String archive, StringVector files, KszCallback callback) {
   return writeZip(archive, files, WriteProgressAdaptor(callback));
 }
 
-// ---------------------------------------------------------------------------------------------
-// Resolving file references
+// ---- File references ------------------------------------------------------------------------
 
 namespace {
 
-/// Sets `out` to the canonical path of the file `name` in `dir`. @return false when there is none.
+/// Sets `out` to the canonical path of the file `name` in `dir`. @return false if there is none.
 bool findIn(String dir, String name, String& out) {
   dir = Path::dir(dir, /*isDir=*/true);
   if (!Path::isDir(dir, /*normalizeFirst=*/true)) {
@@ -839,8 +829,8 @@ bool findIn(String dir, String name, String& out) {
   return true;
 }
 
-/// Searches for the name `stem` with the extension `ext`, first in the reference's own directory,
-/// then in a search directory. `out` is empty when it is in neither.
+/// Searches for the file `stem` with the extension `ext`, first in the reference's own directory,
+/// then in `searchDir`. `out` is empty if neither contains it.
 bool resolvePath(String refDir, String stem, String ext, String searchDir, String& out) {
   out = String();
   if (ext == "*") {
@@ -860,8 +850,8 @@ String resolveWildcard(String path, StringVector searchDirs, StringVector extens
   String found;
   for (const String& searchDir : searchDirs) {
     for (const String& extension : extensions) {
-      // Callers rely on the order of the candidates, so the own directory is searched again for
-      // every search directory.
+      // The reference's own directory is searched again for each search directory: callers rely on
+      // the order of the candidates.
       if (resolvePath(dir, stem, extension, searchDir, found)) {
         return found;
       }
@@ -907,14 +897,13 @@ String resolvePath(String path, StringVector searchDirs, StringVector extensions
   return resolvePath(Path::join(dir, stem + ext + "*"), searchDirs, extensions);
 }
 
-// ---------------------------------------------------------------------------------------------
-// File dialogs
+// ---- Dialogs --------------------------------------------------------------------------------
 
 }  // namespace vx::fs
 
-// The dialog library defines this switch only where the system's own text is not UTF-8. The weak
-// definition is used where the library has none. A shared library exports it, so that an
-// application with its own copy of the dialog library shares one switch with ours.
+// The dialog library defines this variable only on systems whose text is not UTF-8; elsewhere the
+// weak definition is used. A shared library exports it, so that an application with its own copy of
+// the dialog library uses the same variable.
 extern "C" {
 [[gnu::weak]] int tinyfd_winUtf8 = 0;
 }
@@ -924,7 +913,7 @@ namespace {
 
 [[maybe_unused]] const int dialogTextIsUtf8 = tinyfd_winUtf8 = 1;
 
-/// An array of pointers in the form that the dialog library expects; null while it is empty.
+/// An array of pointers as the dialog library expects it: null if it is empty.
 class PatternArray {
  public:
   PatternArray() = default;
@@ -959,7 +948,7 @@ class PatternArray {
   std::size_t capacity_ = 0;
 };
 
-/// Returns the pattern of a filter: an extension, with or without its dot, or a pattern.
+/// Returns the pattern for `filter`, an extension with or without the leading dot or a pattern.
 String patternFor(String filter) {
   if (filter.startsWith("*", /*ignoreCase=*/false)) {
     return filter;
@@ -979,7 +968,7 @@ StringVector fsDialog(DialogType type, bool multiple, String title, String defau
   for (const String& filter : filters) {
     patterns.push_back(patternFor(filter));
   }
-  PatternArray pointers;  // into `patterns`, which lives until the dialog has returned
+  PatternArray pointers;  // valid as long as `patterns`
   for (const String& pattern : patterns) {
     pointers.append(pattern.buf());
   }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What differs by platform, and nothing else. One source per platform defines it; the build picks.
+// The functions that differ by platform. The build compiles the source of its platform.
 
 #pragma once
 
@@ -11,13 +11,13 @@ namespace vx::fs::platform {
 
 /// Writes the NUL-terminated path of the running executable to `buffer`.
 ///
-/// The path is the system's own: it may hold symbolic links or "." components, and need not exist
-/// any more. Touches no error state; may change `errno`. Safe from any thread.
+/// The path is returned as the system reports it: it may contain symbolic links or "." components
+/// and may no longer exist. The current error is unchanged; `errno` may change. Thread-safe.
 ///
-/// @param buffer room for `*size` bytes; may be null when `*size` is 0.
-/// @param size in: the room; out, on -1: the bytes needed, terminating NUL included, or 0 when the
-///   system does not tell the path at all. Unchanged on success.
-/// @return 0 on success, -1 when the room is too small or the path cannot be had.
+/// @param buffer has `*size` bytes; may be null if `*size` is 0.
+/// @param size the size of the buffer. On failure it is set to the required size including the
+///   terminating NUL, or to 0 if the system does not report the path.
+/// @return 0 on success, -1 if the buffer is too small or the system does not report the path.
 int executablePath(char* buffer, std::uint32_t* size);
 
 }  // namespace vx::fs::platform

@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kExecutableLink = "/proc/self/exe";
 
-/// The target of a symbolic link, of any length; empty when it cannot be read.
+/// Returns the target of a symbolic link, empty if it cannot be read.
 std::string linkTarget(const char* link) {
   constexpr std::size_t kFirstSize = 256;
   std::string target(kFirstSize, '\0');
@@ -25,7 +25,7 @@ std::string linkTarget(const char* link) {
     if (length < 0) {
       return {};
     }
-    // A full buffer may mean that the target goes on.
+    // If the buffer is full, the target may be longer.
     if (static_cast<std::size_t>(length) < target.size()) {
       target.resize(static_cast<std::size_t>(length));
       return target;
@@ -41,8 +41,8 @@ bool nameSameEntry(const char* a, const char* b) {
          statusA.st_ino == statusB.st_ino;
 }
 
-/// The path without the mark that the kernel puts behind the name of a removed file. An executable
-/// whose own name ends so still has that name.
+/// Returns the path without the mark that the kernel appends if the file has been removed. The name
+/// of an existing executable may also end in this mark.
 std::string withoutDeletedMark(std::string path) {
   constexpr std::string_view kMark = " (deleted)";
   if (path.ends_with(kMark) && !nameSameEntry(path.c_str(), kExecutableLink)) {
