@@ -126,6 +126,16 @@ TEST_F(ClearCurrentError, ResetsTheRecordAndErrno) {
 
 // ---- All of them -------------------------------------------------------------------------------
 
+TEST_F(CurrentError, RemainsAfterItIsRead) {
+  setCurrentError(7, "context", "message");
+  errno = EACCES;
+
+  EXPECT_TRUE(currentErrorIs(7, "context", "message"));
+
+  EXPECT_EQ(errno, EACCES);
+  EXPECT_TRUE(currentErrorIs(7, "context", "message"));
+}
+
 TEST_F(CurrentError, LogsNothing) {
   const LogCapture log;
   const String operation("mkDir");

@@ -346,9 +346,11 @@ TEST_F(CopyFile, LeavesAnEmptyFileIfTheSourceCannotBeOpened) {
   tmp.write("d", "old");
 
   EXPECT_TRUE(fs::copyFile("missing/../s", "d"));
+  EXPECT_TRUE(fs::copyFile("s/", "e"));
 
-  EXPECT_EQ(tmp.entries(), lines("d", "s"));
+  EXPECT_EQ(tmp.entries(), lines("d", "e", "s"));
   EXPECT_EQ(tmp.read("d"), "");
+  EXPECT_EQ(tmp.read("e"), "");
   expectSilence();
 }
 
@@ -702,6 +704,26 @@ TEST_F(MoveFile, RestoresTheDestinationIfTheRenameFails) {
   EXPECT_EQ(tmp.read("d.txt"), "old");
   EXPECT_EQ(statusOf("d.txt").st_ino, inode);
   EXPECT_EQ(tmp.read("s"), "new");
+}
+
+TEST_F(MoveFile, PutsAFullDirectoryFromTheBackupNameAtTheDestination) {
+  tmp.write("s", "new");
+  tmp.write("a.bak/f", "text");
+  tmp.write("b.bak/f", "text");
+  tmp.mkdir("b.d");
+  tmp.write("c.bak/f", "text");
+  tmp.write("c.txt", "old");
+  tmp.write("d.bak/f", "text");
+  tmp.write("d.d/g", "text");
+
+  for (const char* const dst : {"a.txt", "b.d", "c.txt", "d.d"}) {
+    EXPECT_FALSE(fs::moveFile("missing/../s", dst)) << dst;
+  }
+
+  // Only where nothing or an empty directory is in its way.
+  EXPECT_EQ(tmp.entries(), lines("a.txt/", "a.txt/f", "b.d/", "b.d/f",  //
+                                 "c.bak/", "c.bak/f", "c.txt",          //
+                                 "d.bak/", "d.bak/f", "d.d/", "d.d/g", "s"));
 }
 
 TEST_F(MoveFile, LeavesAFileMovedOntoItselfInPlace) {

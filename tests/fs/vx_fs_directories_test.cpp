@@ -113,6 +113,21 @@ TEST_F(MkDir, CreatesMissingParents) {
   EXPECT_EQ(tmp.entries(), lines("a/", "a/b/", "a/c/", "a/d/", "link"));
 }
 
+TEST_F(MkDir, CreatesTheDirectoryNextToALinkBeforeADotDot) {
+  tmp.mkdir("far/away");
+  tmp.link("link", "far/away");
+
+  EXPECT_TRUE(fs::mkDir("link/../x"));
+
+  EXPECT_EQ(tmp.entries(), lines("far/", "far/away/", "link", "x/"));
+}
+
+TEST_F(MkDir, CreatesThePathUpToANul) {
+  EXPECT_TRUE(fs::mkDir(vxText(std::string("a/b\0c/d", 7))));
+
+  EXPECT_EQ(tmp.entries(), lines("a/", "a/b/"));
+}
+
 TEST_F(MkDir, TakesNamesAsBytes) {
   EXPECT_TRUE(fs::mkDir("a b/line\nbreak/\xff\xfe"));
   EXPECT_TRUE(fs::mkDir("./\\a"));
@@ -165,6 +180,16 @@ TEST_F(MkDir, ReplacesTheCurrentErrorOnSuccess) {
   EXPECT_TRUE(fs::mkDir("a"));
 
   EXPECT_TRUE(currentErrorIs(0, "mkDir", ""));
+}
+
+TEST_F(MkDir, CapturesWhatASuccessLeavesInErrno) {
+  Calls calls;
+  calls.succeed("mkdir", EINTR);
+
+  EXPECT_TRUE(fs::mkDir("a"));
+
+  EXPECT_TRUE(capturedErrorIs(EINTR, "mkDir"));
+  EXPECT_EQ(log.all(), lines());
 }
 
 TEST_F(MkDir, ClearsTheErrorRightBeforeEachCreation) {
@@ -421,6 +446,17 @@ TEST_F(RmDir, ReplacesTheCurrentErrorOnSuccess) {
   EXPECT_TRUE(fs::rmDir("d"));
 
   EXPECT_TRUE(currentErrorIs(0, "rmDir", ""));
+}
+
+TEST_F(RmDir, CapturesWhatASuccessLeavesInErrno) {
+  tmp.mkdir("d");
+  Calls calls;
+  calls.succeed("rmdir", EINTR);
+
+  EXPECT_TRUE(fs::rmDir("d"));
+
+  EXPECT_TRUE(capturedErrorIs(EINTR, "rmDir"));
+  EXPECT_EQ(log.all(), lines());
 }
 
 TEST_F(RmDir, ClearsTheErrorRightBeforeTheRemoval) {

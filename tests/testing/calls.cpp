@@ -90,8 +90,8 @@ void Calls::failNth(std::string selector, int nth, int error) {
   });
 }
 
-void Calls::succeed(std::string selector) {
-  answer(std::move(selector), 0);
+void Calls::succeed(std::string selector, int error) {
+  add(std::move(selector), [error] { return Answer{.error = error}; });
 }
 
 void Calls::answer(std::string selector, long long value) {

@@ -89,8 +89,9 @@ class Calls {
   /// Makes the n-th selected call fail, counted from 1.
   void failNth(std::string selector, int nth, int error = EIO);
 
-  /// Makes the selected calls report success without being made.
-  void succeed(std::string selector);
+  /// Makes the selected calls report success without being made. They set `errno` unless `error` is
+  /// 0.
+  void succeed(std::string selector, int error = 0);
 
   /// Makes the selected calls return `value` without being made. Of stat it is the mode of the
   /// entry that is found, of readdir the type (DT_DIR, ...) of the entry that is read all the same.

@@ -399,7 +399,7 @@ TEST(Calls, FailTheThirdTime) {
 TEST(Calls, AreAnsweredInPlaceOfBeingMade) {
   const Sandbox box;
   Calls calls;
-  calls.succeed("mkdir");
+  calls.succeed("mkdir", EINTR);
   calls.answer("stat d", S_IFDIR);
   calls.answer("readlink", "target");
   calls.onCall("rmdir", []() -> std::optional<int> { return ENOSPC; });
@@ -407,6 +407,7 @@ TEST(Calls, AreAnsweredInPlaceOfBeingMade) {
   struct stat status {};
   std::array<char, 100> target{};
   EXPECT_EQ(::mkdir("a", 0777), 0);
+  EXPECT_EQ(errno, EINTR);
   EXPECT_EQ(::stat("d", &status), 0);
   EXPECT_TRUE(S_ISDIR(status.st_mode));
   EXPECT_EQ(status.st_nlink, 1U);
