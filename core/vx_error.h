@@ -7,7 +7,7 @@
 // destroyed with the thread's other thread-local objects. Destructors that run after that, such as
 // those of static objects, find no error at first and may set one.
 //
-// No function here fails or logs.
+// No function here logs, or fails except on out-of-memory.
 
 #pragma once
 
@@ -24,8 +24,8 @@ void setCurrentError(long long code, String context, String message);
 ///   captureCurrentError(operation)  => with errno EEXIST: EEXIST, operation, "File exists"
 ///                                      with errno 0: 0, operation, ""
 ///
-/// A call that succeeds does not set `errno`, so call `clearCurrentError` before it. Construct the
-/// argument before the system call as well, since constructing it may change `errno`.
+/// A call that succeeds does not reset `errno`, so call `clearCurrentError` before it. Construct
+/// the argument before the system call as well, since constructing it may change `errno`.
 void captureCurrentError(String operation);
 
 /// Resets the current error to no error (code 0, empty texts) and `errno` to 0.

@@ -5,8 +5,8 @@
 //
 // Logging does not change what the operation that logs does: the current error (vx_error.h) and
 // `errno` are the same after it, and an exception that a sink throws is dropped. The only exception
-// that a call lets through is std::bad_alloc, thrown while a line is formatted. With libstdc++, a
-// thread may be cancelled inside a sink.
+// that a call lets through is std::bad_alloc. With libstdc++, a thread may be cancelled inside a
+// sink.
 //
 // Thread safety: every function may be called from any thread. Lines of different threads never
 // mix. Any thread may call `fork`, except from inside a sink, and the child may log and set sinks.

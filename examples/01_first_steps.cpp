@@ -12,7 +12,7 @@
 int main() {
   const vx::String dir = vx::Path::join(vx::fs::tempDir(), "vx_first_steps");
   if (!vx::fs::mkDir(dir)) {
-    return 1;  // the reason is in the log, standard error by default
+    return 1;  // logged, to standard error by default, unless there is a file at `dir`
   }
 
   const vx::String path = vx::Path::join(dir, "hello.txt");

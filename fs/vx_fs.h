@@ -73,7 +73,7 @@ int Frename(String from, String to);
 /// Creates the directory `path`, including missing parent directories (stat, mkdir).
 ///
 ///   mkDir("a/b/c") => true; a, a/b and a/b/c exist
-///   mkDir("f")     => false if f is a file
+///   mkDir("f")     => false if f is a file, and logs nothing
 ///   mkDir("f/x")   => false, and logs "Failed to create dir: f [err: File exists]."
 ///
 /// New directories get mode 0777 minus the umask. Those created before a failure remain. The call
@@ -86,9 +86,9 @@ int Frename(String from, String to);
 ///   path for mkDir: %s.".
 bool mkDir(String path);
 
-/// Removes the empty directory that `path` names or links to (stat, rmdir). Logs an error if it is
-/// a file ("rmDir called for file: %s.", the normalized path) or if the removal fails ("Failed to
-/// remove dir: %s [err: %s].", the canonical path).
+/// Removes the empty directory that `path` names or links to (stat, realpath, rmdir). Logs an error
+/// if it is a file ("rmDir called for file: %s.", the normalized path) or if the removal fails
+/// ("Failed to remove dir: %s [err: %s].", the canonical path).
 /// @return false in these cases and for the empty path; true otherwise, also if `path` is missing.
 bool rmDir(String path);
 
