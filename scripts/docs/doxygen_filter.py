@@ -7,6 +7,7 @@
 - A banner, `// ---- Copy and move ----`, starts a family: the group copy_and_move, described by the
   rest of the comment.
 - Indented lines become code blocks, and lists end where their indentation does.
+- The path of a page in docs/ becomes a link.
 - A comment on the first of consecutive `using` declarations becomes that of each.
 - Deleted overloads, definitions outside of classes and specializations of templates of the standard
   library are left out.
@@ -42,7 +43,7 @@ def escaped(line):
         part = re.sub(r"%|<(?=\w)|\\(?=\w)", r"\\\g<0>", parts[at])
         plain = re.split(r'("[^"]*")', part)
         plain[::2] = [re.sub(r"\*|(?<!\w)_", r"\\\g<0>", text) for text in plain[::2]]
-        parts[at] = "".join(plain)
+        parts[at] = re.sub(r"docs/(\S+)\.md", r"[\g<0>](../\1.html)", "".join(plain))
     return "".join(parts)
 
 
