@@ -2,12 +2,12 @@
 //
 // Files, directories, well-known directories, zip archives and native file dialogs.
 //
-// - Text is UTF-8, passed to the system unchanged and read by it up to the first NUL; `Path` reads
-//   all of it. The separator is "/". Relative paths are resolved against the current directory.
+// - Text is UTF-8 and is passed to the system unchanged. The system reads a path up to its first
+//   NUL; `Path` includes the bytes after it. Relative paths start at the current directory.
 // - A failure is reported by the result: false, an empty string or an empty list. A function logs
 //   (vx_log.h) or changes the current error (vx_error.h) only if its comment says so. Nothing is
 //   thrown except std::bad_alloc; exceptions thrown by a callback are passed on.
-// - Calls on several threads are safe if they use different files and no thread changes the current
+// - The functions are thread-safe if the threads use different files and none changes the current
 //   directory or the environment. Only the log and the current error are kept between calls.
 // - `errno` is unspecified after a call; the standard I/O functions leave it as the C library does.
 // - A "file" is what `isFile` accepts, a "directory" what `isDir` accepts.
@@ -58,17 +58,15 @@ int Frename(String from, String to);
 /// a socket, whose types share that bit.
 [[nodiscard]] bool isDir(String path);
 
-/// Returns whether `path` exists and its mode lacks the directory bit: a regular file, a character
-/// device or a FIFO.
+/// Returns whether `path` exists and is not a directory: a regular file, character device or FIFO.
 [[nodiscard]] bool isFile(String path);
 
 /// Returns `isDir(path) || isFile(path)`.
 [[nodiscard]] bool exists(String path);
 
 // ---- Directories ----------------------------------------------------------------------------
-// Each mkdir and rmdir call replaces the current error, with the context "mkDir" or "rmDir"; after
-// success it has code 0 and no message. Without such a call it is unchanged. Log lines contain the
-// path and the system's message.
+// Each mkdir and rmdir call replaces the current error, whose context is then "mkDir" or "rmDir";
+// after success it has code 0 and no message. "err:" in a log line precedes the system's message.
 
 /// Creates the directory `path`, including missing parent directories (stat, mkdir).
 ///
@@ -98,16 +96,16 @@ bool rmDir(String path);
 bool rmFile(String path);
 
 // ---- Copy and move --------------------------------------------------------------------------
-// The source must be a file. No directories are created. Tests for a file use the normalized path;
-// all other calls get the path as given.
+// The source must be a file. Tests for a file use the normalized path; all other calls get the path
+// as given. No directories are created.
 
 /// Copies the bytes of the file `src` to `dst`, after removing a file at `dst`. Mode and times are
 /// not copied. Stream errors are not checked, so the copy can be incomplete: it is empty if `src`
 /// cannot be opened or ends in a slash, and short if the disk is full.
 ///
-/// If the paths differ only in the case of ASCII letters, nothing is copied on any file system, and
-/// the warning "Cannot copy '%s' to itself." is logged. Other names of one file, such as "./a" and
-/// "a" or a link and its target, are not recognized: the file is replaced by an empty one.
+/// If the paths are equal, ignoring the case of ASCII letters, nothing is copied on any file system
+/// and the warning "Cannot copy '%s' to itself." is logged. Other names of one file, such as "./a"
+/// and "a" or a link and its target, are not recognized: the file is replaced by an empty one.
 ///
 /// @return false if `src` is not a file; otherwise whether `dst` is a file afterwards. A previous
 ///   one is removed even if the new one cannot be created. If the removal fails, logs the error
@@ -121,12 +119,11 @@ bool copyFile(String src, String dst);
 /// 4. Remove the backup if step 3 has succeeded; otherwise rename it to `dst`.
 ///
 /// Failures of steps 1, 2 and 4 are ignored. A file or empty directory with the backup's name is
-/// lost, even if `dst` does not exist. If `src` has that name, it is lost; if `dst` has it, both
-/// are lost and the result is true. A directory that is not empty is not removed in step 1 or 4; it
-/// can be renamed to `dst` in step 4. If the process is killed, the previous file can remain as the
-/// backup.
+/// lost, even if there is no `dst`, and even if it is `src`. If `dst` has that name, both files are
+/// lost and the result is true. A non-empty directory is not removed in steps 1 and 4, and can be
+/// renamed to `dst`. If the process is killed, the previous file can remain as the backup.
 ///
-/// @return whether step 3 has succeeded. It fails if the paths are on different devices.
+/// @return whether step 3 has succeeded. Across devices it fails, and both files remain.
 bool moveFile(String src, String dst);
 
 // ---- Listing --------------------------------------------------------------------------------
@@ -144,8 +141,8 @@ bool moveFile(String src, String dst);
 ///   listFiles("d", {})               => nothing
 ///   listFiles("d", {""})             => those without an extension, and those that end in "."
 ///
-/// Entries for which stat fails are included: dangling links, and all entries, also subdirectories,
-/// of a directory that can be read but not searched.
+/// Entries for which stat fails are included: dangling links, and all entries of a directory that
+/// can be read but not searched, also subdirectories.
 /// @param exts with or without the leading dot, in any letter case.
 [[nodiscard]] StringVector listFiles(String dir, StringVector exts);
 
@@ -173,8 +170,8 @@ bool moveFile(String src, String dst);
 [[nodiscard]] String resDir();
 
 // ---- Current, home and temporary directories ------------------------------------------------
-// Directories are canonical. A `get` function always sets `out`. The current error is unchanged;
-// log lines quote its message, which may be from an earlier failure.
+// Directories are canonical. A `get` function always sets `out`. Log lines quote the message of the
+// current error, which may be from an earlier failure.
 
 /// Gets the current directory, or "." if the system cannot tell its path.
 /// @return false, with "." in `out`, if it has been removed or cannot be searched.
@@ -186,9 +183,9 @@ bool getHomeDir(String& out);
 
 /// Gets the directory for temporary files, the first of these that is a directory:
 /// 1. the environment variable TMPDIR, then "/var/tmp/", then "/tmp";
-/// 2. the current directory, with the warning "Failed to find temp dir, using current dir (%s).".
-/// If there is none, logs the error "Failed to find both temp and current directories (%s)." and
-/// gets "/tmp". @return true.
+/// 2. the current directory, with the warning "Failed to find temp dir, using current dir (%s).";
+/// 3. otherwise "/tmp", with the error "Failed to find both temp and current directories (%s).".
+/// @return true.
 bool getTempDir(String& out);
 
 /// Returns the current directory, or "." if `getCurrentDir` fails.
@@ -203,9 +200,8 @@ bool getTempDir(String& out);
 // ---- Product directories --------------------------------------------------------------------
 // The user directory is the environment variable KAVRA_USER_DIR, exactly as read, if it names a
 // directory; otherwise it is "kavra" in the home directory. If `create` is true, the latter and the
-// subdirectories are created by `mkDir`, which may log and change the current error.
-//
-// A `get` function that fails sets `out` to the path and logs a line, with "create" or "find" and
+// subdirectories are created by `mkDir`, which may log and change the current error. A `get`
+// function that fails sets `out` to the path and logs a line with "create" or "find", the path, and
 // the message of the current error, which may be from an earlier failure:
 //   warning  "Failed to %s kavra user dir: %s (%s)."
 //   warning  "Failed to %s kavra config dir: %s (%s)."
@@ -252,10 +248,8 @@ struct ZipProgress {
 /// descriptor are leaked, and an empty or partial file replaces a previous archive.
 using ZipCallback = std::function<void(ZipProgress)>;
 
-/// Extracts `archive` into `outDir`. Missing directories are created by `mkDir`, which may log and
-/// change the current error.
-///
-/// Each entry is extracted to its name in `outDir`; only "/" is a separator in a name. Entries
+/// Extracts each entry of `archive` to its name in `outDir`; only "/" is a separator in a name.
+/// Missing directories are created by `mkDir`, which may log and change the current error. Entries
 /// whose path would end in ".ksx", in any letter case, are extracted to the archive's canonical
 /// path with the extension ".ksx" instead; the last one remains. Names that would lead out of
 /// `outDir` are refused. Symbolic links in `outDir` are followed. A symbolic-link entry becomes a
@@ -282,11 +276,11 @@ using ZipCallback = std::function<void(ZipProgress)>;
 /// @return the path of each extracted file, in the order of the archive.
 StringVector readZip(String archive, String outDir, ZipCallback callback = {});
 
-/// Writes the zip archive `archive` from `files`, replacing a previous one.
+/// Writes the zip archive `archive` from `files`, replacing a previous one. Entries get the names
+/// of the files without their directories: those ending in ".ksx" or ".ksa", in lower case, are at
+/// the root, all others in "res". Duplicate names are kept. Names are stored unchanged and marked
+/// as UTF-8. The compression level is 1. An empty list gives a valid archive.
 ///
-/// Entries get the names of the files without their directories: those ending in ".ksx" or ".ksa",
-/// in lower case, are at the root, all others in "res". Duplicate names are kept. Names are stored
-/// unchanged and marked as UTF-8. The compression level is 1. An empty list gives a valid archive.
 /// A file that does not exist is skipped, and so is the archive itself if this call creates it. If
 /// a read fails, the entry contains the bytes read so far, without a log line. A file that grows
 /// while it is read ends the call.
@@ -317,8 +311,8 @@ struct KszProgress {
 /// Same as `ZipCallback`. Each call uses its own copy.
 using KszCallback = std::function<void(KszProgress)>;
 
-/// Extracts `archive` into its own directory, the scene with the archive's name: `readZip` with an
-/// empty `outDir`. `callback` is never called. @return whether any file was extracted.
+/// Extracts `archive` into its own directory: `readZip` with an empty `outDir`. The scene gets the
+/// archive's name. `callback` is never called. @return whether any file was extracted.
 bool readKsz(String archive, KszCallback callback = {});
 
 /// Same as `writeZip`. No extension is added to the archive's name.
@@ -342,10 +336,9 @@ bool writeKsz(String archive, StringVector files, KszCallback callback = {});
 /// "wood" is tried as "D/wood." in step 2 and skips step 3; "wood." becomes "wood.*" in step 3. A
 /// directory is its own directory here: "tex.d" is tried as D/tex.d and D/tex.d/tex.d.
 ///
-/// A missing search directory is skipped, but D/tex is normalized first: "missing/../tex" is "tex".
-/// An empty D is skipped, but not its D/tex, which is in the current directory. A reference from an
-/// untrusted document can name any file that the process may see.
-///
+/// If D is missing or empty, it is skipped, but D/tex is normalized and can exist: "missing/../tex"
+/// is "tex" in the current directory. A reference from an untrusted document can name any file that
+/// the process may see.
 /// @param searchDirs in order of priority.
 /// @param extensions in order of priority, with or without the leading dot; "*" is ignored.
 [[nodiscard]] String resolvePath(String path, StringVector searchDirs, StringVector extensions);
