@@ -7,7 +7,7 @@
 // destroyed with the thread's other thread-local objects. Destructors that run after that, such as
 // those of static objects, find no error at first and may set one.
 //
-// No function here logs, or fails except on out-of-memory.
+// No function logs. The only failure is running out of memory.
 
 #pragma once
 

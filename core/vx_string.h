@@ -250,7 +250,7 @@ struct String::Text final : RefCounted {
 
   [[nodiscard]] char* bytes() noexcept { return reinterpret_cast<char*>(this + 1); }
 
-  /// Creates a block for `capacity` bytes, without any.
+  /// Creates an empty block with room for `capacity` bytes.
   [[nodiscard]] static Text* create(std::size_t capacity);
 
   /// Sets the length and terminates the text.

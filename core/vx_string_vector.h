@@ -26,7 +26,7 @@ namespace vx {
 
 class StringVector;
 
-/// A range whose elements convert to `String`, other than a `StringVector`.
+/// A range from whose elements a `String` can be constructed, other than a `StringVector`.
 template <class Range>
 concept RangeOfTexts =
     !std::same_as<std::remove_cvref_t<Range>, StringVector> && std::ranges::input_range<Range> &&
@@ -53,8 +53,8 @@ class StringVector final : public RefersTo<IRefCounted> {
   /// Creates a list of `elements`, in order.
   StringVector(std::initializer_list<String> elements);
 
-  /// Creates a list of the elements of `range`, in order. They may have any type that converts to
-  /// `String`, such as `std::string` or `const char*`.
+  /// Creates a list of the elements of `range`, in order. They may have any type from which a
+  /// `String` can be constructed, such as `std::string` or `const char*`.
   // NOLINTNEXTLINE(bugprone-forwarding-reference-overload): the concept excludes lists
   explicit StringVector(RangeOfTexts auto&& range) {
     for (auto&& element : range) {
@@ -121,7 +121,7 @@ struct StringVector::Items final : RefCounted {
 
   [[nodiscard]] String* elements() noexcept { return reinterpret_cast<String*>(this + 1); }
 
-  /// Creates a block for `capacity` elements, without any.
+  /// Creates an empty block with room for `capacity` elements.
   [[nodiscard]] static Items* create(std::size_t capacity);
 
   /// Creates a block with copies of the elements of `source` and no further capacity.

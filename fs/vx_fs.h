@@ -151,7 +151,7 @@ bool moveFile(String src, String dst);
 // of these messages:
 //   "Returning empty path"         the system does not report the path
 //   "Failed to retrieve exe path"  the system reports only the length of the path
-//   "Returning non-existent path"  there is no file at the path, which is returned all the same
+//   "Returning non-existent path"  there is no file at the returned path
 
 /// Returns the canonical path of the running executable, or the empty string if it is unknown
 /// (macOS _NSGetExecutablePath, Linux /proc/self/exe). It is not cached. Linux reports the new path
@@ -198,17 +198,17 @@ bool getTempDir(String& out);
 [[nodiscard]] String tempDir();
 
 // ---- Product directories --------------------------------------------------------------------
-// The user directory is the environment variable KAVRA_USER_DIR, exactly as read, if it names a
-// directory; otherwise it is "kavra" in the home directory. If `create` is true, the latter and the
-// subdirectories are created by `mkDir`, which may log and change the current error. A `get`
-// function that fails sets `out` to the path and logs a line with "create" or "find", the path, and
-// the message of the current error, which may be from an earlier failure:
+// The product's user directory is the environment variable KAVRA_USER_DIR, exactly as read, if it
+// names a directory; otherwise it is "kavra" in the home directory. If `create` is true, the latter
+// and the subdirectories are created by `mkDir`, which may log and change the current error. A
+// `get` function that fails sets `out` to the path and logs a line with "create" or "find", the
+// path, and the message of the current error, which may be from an earlier failure:
 //   warning  "Failed to %s kavra user dir: %s (%s)."
 //   warning  "Failed to %s kavra config dir: %s (%s)."
 //   error    "Failed to %s kavra output dir: %s (%s)."
 //   error    "Failed to %s kavra preview dir: %s (%s)."
 // `getHomeDir`, also on success, and `mkDir` may log before that. If the user directory fails, only
-// its line is logged; if `getHomeDir` fails, none of these is, and `out` is ".".
+// its line is logged; if `getHomeDir` fails, none of these lines is logged, and `out` is ".".
 
 /// Gets the user directory. @return false if it is missing or cannot be created.
 bool getKavraUserDir(String& out, bool create);
@@ -320,8 +320,8 @@ bool writeKsz(String archive, StringVector files, KszCallback callback = {});
 
 // ---- File references ------------------------------------------------------------------------
 
-/// Returns the canonical path of the file that a stored reference means, or the empty string. Makes
-/// stat calls for each candidate; directories do not match.
+/// Returns the canonical path of the file that a stored reference refers to, or the empty string if
+/// there is none. Makes stat calls for each candidate; directories do not match.
 ///
 /// For a reference that ends in ".*", these are tried for each search directory D and extension E:
 ///   1. the reference's own directory / stem + E
