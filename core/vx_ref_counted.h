@@ -17,10 +17,6 @@
 #include <cstddef>
 #include <utility>
 
-#if __has_include(<sys/single_threaded.h>)
-#include <sys/single_threaded.h>
-#endif
-
 namespace vx {
 
 /// The interface of a shared implementation.
@@ -53,10 +49,10 @@ class RefCounted : public IRefCounted {
   RefCounted(const RefCounted&) = delete;
   RefCounted& operator=(const RefCounted&) = delete;
 
-  void retain() noexcept final { addReference(); }
+  void retain() noexcept final { count_.fetch_add(1, std::memory_order_relaxed); }
 
   void release() noexcept final {
-    if (dropReference()) [[unlikely]] {
+    if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
       destroy();
     }
   }
@@ -73,31 +69,6 @@ class RefCounted : public IRefCounted {
  private:
   /// Destroys the object and frees its memory.
   virtual void destroy() noexcept = 0;
-
-  [[nodiscard]] static bool processHasOneThread() noexcept {
-#if __has_include(<sys/single_threaded.h>)
-    return __libc_single_threaded != 0;
-#else
-    return false;
-#endif
-  }
-
-  void addReference() noexcept {
-    if (processHasOneThread()) [[likely]] {
-      count_.store(count_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-    } else {
-      count_.fetch_add(1, std::memory_order_relaxed);
-    }
-  }
-
-  [[nodiscard]] bool dropReference() noexcept {
-    if (processHasOneThread()) [[likely]] {
-      const std::size_t left = count_.load(std::memory_order_relaxed) - 1;
-      count_.store(left, std::memory_order_relaxed);
-      return left == 0;
-    }
-    return count_.fetch_sub(1, std::memory_order_acq_rel) == 1;
-  }
 
   std::atomic<std::size_t> count_{1};
 };
@@ -159,29 +130,6 @@ class RefersTo {
 
   /// Returns the implementation, null if there is none.
   [[nodiscard]] Interface* implementation() const noexcept { return implementation_; }
-
-  // Handles that know the class of their implementation copy and release with these functions: the
-  // calls are not virtual and can be inlined. Strings and lists are passed by value everywhere.
-
-  /// Adds a reference to the implementation and returns it, null if there is none.
-  template <class Implementation>
-  [[nodiscard]] Implementation* retained() const noexcept {
-    auto* const held = static_cast<Implementation*>(implementation_);
-    if (held != nullptr) {
-      held->retain();
-    }
-    return held;
-  }
-
-  /// Releases the implementation and then sets the pointer to null, so that the compiler can remove
-  /// the work of the base's destructor.
-  template <class Implementation>
-  void release() noexcept {
-    if (auto* const held = static_cast<Implementation*>(implementation_)) {
-      held->release();
-      implementation_ = nullptr;
-    }
-  }
 
  private:
   Interface* implementation_ = nullptr;

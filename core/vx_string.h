@@ -75,14 +75,14 @@ class String final : public RefersTo<IRefCounted> {
   explicit String(std::string_view text);
 
   /// Shares the bytes of `other`.
-  String(const String& other) noexcept : RefersTo(other.retained<RefCounted>()) {}
+  String(const String& other) noexcept = default;
   /// Moves from `other` and leaves it empty.
   String(String&& other) noexcept = default;
   /// Shares the bytes of `other`.
-  String& operator=(const String& other) & noexcept { return *this = String(other); }
+  String& operator=(const String& other) & noexcept = default;
   /// Moves from `other` and leaves it empty.
   String& operator=(String&& other) & noexcept = default;
-  ~String() override { release<RefCounted>(); }
+  ~String() override = default;
 
   /// Replaces the text by the NUL-terminated `text`, which may point into `buf()`. A null pointer
   /// gives the empty string.

@@ -63,16 +63,14 @@ class StringVector final : public RefersTo<IRefCounted> {
   }
 
   /// Shares the elements of `other`.
-  StringVector(const StringVector& other) noexcept : RefersTo(other.retained<RefCounted>()) {}
+  StringVector(const StringVector& other) noexcept = default;
   /// Moves from `other` and leaves it empty.
   StringVector(StringVector&& other) noexcept = default;
   /// Shares the elements of `other`.
-  StringVector& operator=(const StringVector& other) & noexcept {
-    return *this = StringVector(other);
-  }
+  StringVector& operator=(const StringVector& other) & noexcept = default;
   /// Moves from `other` and leaves it empty.
   StringVector& operator=(StringVector&& other) & noexcept = default;
-  ~StringVector() override { release<RefCounted>(); }
+  ~StringVector() override = default;
 
   /// Appends `element`. Invalidates iterators.
   void push_back(String element);

@@ -304,7 +304,6 @@ TEST(RefCounted, IsDestroyedByTheLastRelease) {
 TEST(RefCounted, LosesNoReferenceBetweenThreads) {
   int destroyed = 0;
   {
-    // Made and copied while the process has one thread, and counted on by several.
     const Handle handle(new Counted(destroyed));
     const Handle copy = handle;
     constexpr int kThreads = 4;

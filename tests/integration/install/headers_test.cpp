@@ -32,10 +32,7 @@ TEST_P(PublicHeader, IncludesOnlyTheStandardLibraryAndOtherPublicHeaders) {
   static const std::set<std::string> ours = {VX_PUBLIC_HEADERS};
 
   for (const std::string& name : includedBy(GetParam())) {
-    // The flag that tells whether the process has one thread has no other home. It brings nothing
-    // but itself, and the header does without where the C library has none.
-    const bool isThreadFlag = name == "sys/single_threaded.h";
-    EXPECT_TRUE(isThreadFlag || ours.contains(name) || std::regex_match(name, standard)) << name;
+    EXPECT_TRUE(ours.contains(name) || std::regex_match(name, standard)) << name;
   }
 }
 
