@@ -78,7 +78,6 @@ int Frename(String from, String to);
 /// fails if another process creates one of them at the same time. The path is normalized first:
 /// "link/../x" is "x" next to the link. A path that starts with a backslash is tested as given but
 /// created at the root, with the backslash in the first name.
-///
 /// @return whether the directory existed or has been created; false for the empty path. Logs an
 ///   error: "Failed to create dir: %s [err: %s]." or, for a path without components, "Cannot split
 ///   path for mkDir: %s.".
@@ -106,7 +105,6 @@ bool rmFile(String path);
 /// If the paths are equal, ignoring the case of ASCII letters, nothing is copied on any file system
 /// and the warning "Cannot copy '%s' to itself." is logged. Other names of one file, such as "./a"
 /// and "a" or a link and its target, are not recognized: the file is replaced by an empty one.
-///
 /// @return false if `src` is not a file; otherwise whether `dst` is a file afterwards. A previous
 ///   one is removed even if the new one cannot be created. If the removal fails, logs the error
 ///   "File copy failed, could not delete destination file: %s" and returns false.
@@ -122,7 +120,6 @@ bool copyFile(String src, String dst);
 /// lost, even if there is no `dst`, and even if it is `src`. If `dst` has that name, both files are
 /// lost and the result is true. A non-empty directory is not removed in steps 1 and 4, and can be
 /// renamed to `dst`. If the process is killed, the previous file can remain as the backup.
-///
 /// @return whether step 3 has succeeded. Across devices it fails, and both files remain.
 bool moveFile(String src, String dst);
 
@@ -190,10 +187,8 @@ bool getTempDir(String& out);
 
 /// Returns the current directory, or "." if `getCurrentDir` fails.
 [[nodiscard]] String currentDir();
-
 /// Returns the directory of `getHomeDir`, which may log, or `currentDir()` if that fails.
 [[nodiscard]] String homeDir();
-
 /// Returns the directory of `getTempDir`, which may log.
 [[nodiscard]] String tempDir();
 
@@ -212,7 +207,6 @@ bool getTempDir(String& out);
 
 /// Gets the user directory. @return false if it is missing or cannot be created.
 bool getKavraUserDir(String& out, bool create);
-
 /// Same as `getKavraUserDir`, for "config" in the user directory.
 bool getKavraConfigDir(String& out, bool create);
 /// Same as `getKavraUserDir`, for "output" in the user directory.
@@ -222,7 +216,6 @@ bool getKavraPreviewDir(String& out, bool create);
 
 /// Returns the directory of `getKavraUserDir`, which may log, or `currentDir()` if that fails.
 [[nodiscard]] String kavraUserDir(bool create);
-
 /// Same as `kavraUserDir`, for "config".
 [[nodiscard]] String kavraConfigDir(bool create);
 /// Same as `kavraUserDir`, for "output".
