@@ -102,19 +102,15 @@ SinkSlot& sinkSlot() {
   return slot;
 }
 
-/// Restores the current error and `errno` at the end of a scope.
+/// Restores the current error at the end of a scope.
 class ErrorStateGuard {
  public:
   ErrorStateGuard() = default;
   ErrorStateGuard(const ErrorStateGuard&) = delete;
   ErrorStateGuard& operator=(const ErrorStateGuard&) = delete;
-  ~ErrorStateGuard() {
-    os::setCurrentError(code_, std::move(context_), std::move(message_));
-    errno = errno_;
-  }
+  ~ErrorStateGuard() { os::setCurrentError(code_, std::move(context_), std::move(message_)); }
 
  private:
-  int errno_ = errno;
   long long code_ = os::currentErrorCode();
   String context_ = os::currentErrorContext();
   String message_ = os::currentErrorMessage();

@@ -30,8 +30,8 @@ enum class LogLevel {
 
 /// Receives one line, without a prefix and without a line break at its end.
 ///
-/// The line is not escaped: a file name in it may hold line breaks, escape sequences, NUL and
-/// invalid UTF-8.
+/// The line is not escaped: a file name in it may hold line breaks, escape sequences and invalid
+/// UTF-8.
 ///
 /// A sink runs on the thread that logs, one thread at a time, while the log holds a lock. It may
 /// call anything in this library, `setLogSink` included; lines that are logged from inside a sink

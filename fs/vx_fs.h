@@ -103,8 +103,8 @@ bool rmFile(String path);
 /// cannot be opened or ends in a slash, and short if the disk is full.
 ///
 /// If the paths are equal, ignoring the case of ASCII letters, nothing is copied on any file system
-/// and the warning "Cannot copy '%s' to itself." is logged. Other names of one file, such as "./a"
-/// and "a" or a link and its target, are not recognized: the file is replaced by an empty one.
+/// and the warning "Cannot copy '%s' to itself." is logged. Other names of one file are not
+/// recognized: copying "./a" onto "a", or a link onto its target, leaves an empty file.
 /// @return false if `src` is not a file; otherwise whether `dst` is a file afterwards. A previous
 ///   one is removed even if the new one cannot be created. If the removal fails, logs the error
 ///   "File copy failed, could not delete destination file: %s" and returns false.
