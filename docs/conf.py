@@ -43,7 +43,7 @@ html_css_files = ["vx.css"]
 html_js_files = [("scripts/gumshoe-patched.js", {"priority": 100})]
 html_copy_source = False
 html_show_sphinx = False
-html_use_index = True
+html_use_index = False
 
 
 def unwrap_rules(app, doctree):

@@ -22,6 +22,9 @@ from selenium.webdriver.support.ui import WebDriverWait
 
 PHONE, DESK = (390, 844), (1280, 900)
 WORDS = ("backup", "encrypted", "thread safe")
+# The theme gives the text an area of its own, which can scroll where the page does not.
+TOO_WIDE = """return [document.documentElement, document.querySelector('.content')]
+    .some(area => area.scrollWidth > area.clientWidth)"""
 PICTURED = ("index", "guides/archives", "reference/dialogs", "surprises", "diagrams")
 
 
@@ -76,9 +79,8 @@ def faults_of_pages(driver, address, pages):
         yield from (f"{page}: {message}" for message in console_errors(driver))
         for size in (PHONE, DESK):
             resize(driver, size)
-            width = driver.execute_script("return document.documentElement.scrollWidth")
-            if width > size[0]:
-                yield f"{page}: is {width} pixels wide in a window of {size[0]}"
+            if driver.execute_script(TOO_WIDE):
+                yield f"{page}: has to be scrolled sideways in a window of {size[0]} pixels"
         targets[page] = set(
             driver.execute_script("return [...document.querySelectorAll('[id]')].map(e => e.id)")
         )
