@@ -55,7 +55,7 @@ def unwrap_rules(app, doctree):
 
 
 def public_names(env):
-    """The places of the documented names, by each of their qualified forms, such as `Path::join`."""
+    """The places of the documented names, by each qualified form, such as `Path::join`."""
     places = {}
     for name, _, kind, document, anchor, _ in env.domains["cpp"].get_objects():
         if kind in ("functionParam", "templateParam"):
@@ -91,21 +91,23 @@ def link_names(app, doctree, document):
 def complete_theme(app, error):
     """Does what Debian's package of the theme lacks.
 
-    Its script is not bundled, its style refers to a file outside the site, and the rules for a system
-    in dark mode were lost when the style was compiled.
+    Its script is not bundled, its style refers to a file outside of the site, and the compiled
+    style lacks the rules for a system in dark mode.
     """
     if error:
         return
     static = pathlib.Path(app.outdir) / "_static"
     script = static / "scripts/furo.js"
-    script.write_text(re.sub(r"\Aimport .*\n", "", script.read_text(encoding="utf-8")), encoding="utf-8")
+    code = script.read_text(encoding="utf-8")
+    script.write_text(re.sub(r"\Aimport .*\n", "", code), encoding="utf-8")
 
     style = static / "styles/furo.css"
     rules = style.read_text(encoding="utf-8")
-    rules = rules.replace("url(/javascript/normalize.css/normalize.css)", "url(../normalize.min.css)")
+    rules = rules.replace("/javascript/normalize.css/normalize.css", "../normalize.min.css")
     if "prefers-color-scheme" not in rules:
         dark = re.search(r'body\[data-theme="dark"\] (\{.*?\})', rules, re.S)[1]
-        rules += f'@media (prefers-color-scheme: dark) {{ body:not([data-theme="light"]) {dark} }}\n'
+        selector = 'body:not([data-theme="light"])'
+        rules += f"@media (prefers-color-scheme: dark) {{ {selector} {dark} }}\n"
     style.write_text(rules, encoding="utf-8")
 
 

@@ -30,14 +30,15 @@ def blank_lines(match):
 
 
 def without_noise(text):
-    text = re.sub(r"(^ *///[^\n]*\n)*^ *template <[^\n]*>\n[^;]*?= delete;\n", blank_lines, text, flags=re.M)
+    deleted = r"(^ *///[^\n]*\n)*^ *template <[^\n]*>\n[^;]*?= delete;\n"
+    text = re.sub(deleted, blank_lines, text, flags=re.M)
     text = re.sub(r"^template <>\n.*?^};\n", blank_lines, text, flags=re.M | re.S)
     text = re.sub(r"^struct \w+::\w+ final.*?^};\n", blank_lines, text, flags=re.M | re.S)
     return re.sub(r"^inline .*?(\{\}|^\})\n", blank_lines, text, flags=re.M | re.S)
 
 
 def escaped(line):
-    """The line with Doxygen's markup characters escaped, except in `code`; Markdown is off in quotes."""
+    """Escapes Doxygen's markup characters, except in `code`. Markdown does not apply in quotes."""
     parts = re.split(r"(`[^`]*`)", line)
     for at in range(0, len(parts), 2):
         part = re.sub(r"%|<(?=\w)|\\(?=\w)", r"\\\g<0>", parts[at])

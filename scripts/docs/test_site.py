@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: MIT
 """Tests the documentation site in headless Chromium: test_site.py SITE SCREENSHOTS
 
-On every page, in a narrow and a wide window: links inside the site resolve, the console shows no error,
-and nothing has to be scrolled sideways. The search finds words of the text and every function.
+On every page, in a narrow and a wide window: links inside the site resolve, the console shows no
+error, and the text need not be scrolled sideways. The search finds words of the text and every
+function.
 """
 
 import contextlib
@@ -112,14 +113,15 @@ def results(driver):
     status = "return document.querySelector('#search-results > p.search-summary')?.innerText"
     WebDriverWait(driver, 30, poll_frequency=0.05).until(lambda it: it.execute_script(status))
     return driver.execute_script(
-        "return [...document.querySelectorAll('#search-results ul.search > li > a')].map(a => a.href)"
+        "return [...document.querySelectorAll('#search-results .search > li > a')].map(a => a.href)"
     )
 
 
 def function_names(xml):
     """The qualified names of the functions, from Doxygen's output."""
+    public = re.compile(r'<memberdef kind="function"[^>]* prot="public".*?</memberdef>', re.S)
     for file in [*xml.glob("group__*.xml"), *xml.glob("class*.xml")]:
-        for member in re.findall(r'<memberdef kind="function"[^>]* prot="public".*?</memberdef>', file.read_text(), re.S):
+        for member in public.findall(file.read_text(encoding="utf-8")):
             name = re.search(r"<(?:qualified)?name>([\w:~]+)</", member)
             if name and "~" not in name[1]:
                 yield name[1].rpartition("::")[2]
@@ -140,7 +142,8 @@ def faults_of_search(driver, address, functions):
             "Search.performSearch(arguments[0])",
             name,
         )
-        if not any(name in urllib.parse.unquote(href).partition("#")[2] for href in results(driver)):
+        anchors = [urllib.parse.unquote(href).partition("#")[2] for href in results(driver)]
+        if not any(name in anchor for anchor in anchors):
             yield f"search: {name} is not found"
     yield from (f"search: {message}" for message in console_errors(driver))
 
