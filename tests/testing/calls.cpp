@@ -133,7 +133,8 @@ void Calls::add(std::string selector, Decide decide) {
 }
 
 std::optional<Answer> Calls::decide(const std::string& text) {
-  for (std::size_t i = 0; i < rules_.size(); ++i) {  // an action may add others
+  // NOLINTNEXTLINE(modernize-loop-convert): an action may add others
+  for (std::size_t i = 0; i < rules_.size(); ++i) {
     if (!selects(rules_[i].selector, text)) {
       continue;
     }
@@ -152,12 +153,11 @@ enum class Kind { System, Data, Heap, Archive, Dialog };
 /// One observed call.
 class Turn {
  public:
-  Turn(Kind kind, std::string text) : kind_(kind) {
+  Turn(Kind kind, std::string text) : kind_(kind), index_(active->records_.size()) {
     const LiveBlocks::Pause pause;
     const Unobserved unobserved;
     const int errnoBefore = errno;
     const std::string& within = active->within_;
-    index_ = active->records_.size();
     active->records_.push_back(
         {.text = text,
          .within = within,
@@ -218,7 +218,7 @@ class Turn {
 
  private:
   Kind kind_;
-  std::size_t index_ = 0;
+  std::size_t index_;
   std::optional<Answer> answer_;
 };
 
