@@ -25,6 +25,9 @@ WAITING_FACTOR = 6
 COPIED = (
     "CMakeLists.txt",
     "CMakePresets.json",
+    "LICENSE",
+    "NOTICE",
+    "README.md",
     "bench",
     "cmake",
     "core",
