@@ -29,6 +29,7 @@ namespace {
 using vx::fs::readZip;
 using vx::fs::writeZip;
 using vx::test::ScopedEnv;
+using vx::test::ScopedTimeZone;
 using vx::test::TempDir;
 using vx::test::ZipEntry;
 using vx::test::ZipMaker;
@@ -40,15 +41,6 @@ constexpr bool kMinizIsPinned = false;
 #endif
 
 constexpr const char* kNeedsPinnedMiniz = "only the pinned copy of miniz does this";
-
-/// The time zone of a scope.
-class ScopedZone {
- public:
-  explicit ScopedZone(const char* zone) : zone_("TZ", zone) { ::tzset(); }
-
- private:
-  ScopedEnv zone_;
-};
 
 std::tm utc(std::time_t time) {
   std::tm fields{};
@@ -113,7 +105,7 @@ class ZipDate : public testing::TestWithParam<FileDate> {
 
   // The file system in memory holds every date.
   const TempDir tmp = TempDir::inMemory();
-  ScopedZone zone{"UTC0"};
+  const ScopedTimeZone utc{"UTC0"};
 };
 
 TEST_P(ZipDate, IsWrittenAndExtracted) {
@@ -182,7 +174,7 @@ bool isAmbiguous(std::time_t hour, std::time_t one, std::time_t other) {
 class EntryDate : public testing::TestWithParam<const char*> {};
 
 TEST_P(EntryDate, IsWhatMktimeMakesOfIt) {
-  const ScopedZone zone(GetParam());
+  const ScopedTimeZone zone(GetParam());
   mz_zip_archive zip;
   mz_zip_zero_struct(&zip);
   ASSERT_TRUE(mz_zip_reader_init_mem(&zip, hours().data(), hours().size(), 0));
@@ -208,5 +200,24 @@ INSTANTIATE_TEST_SUITE_P(In, EntryDate,
                                          "EST5EDT,M3.2.0,M11.1.0", "<+0545>-5:45",
                                          "<+1030>-10:30<+11>-11,M10.1.0,M4.1.0"),
                          [](const auto& row) { return std::to_string(row.index); });
+
+// The time zone is read once, as looking for it costs as much as extracting a small file.
+TEST(EntryTimeZone, IsThatOfTheLastTzset) {
+  if (!kMinizIsPinned) {
+    GTEST_SKIP() << kNeedsPinnedMiniz;
+  }
+  const TempDir tmp;
+  ZipEntry entry{.name = "a", .content = "text"};
+  entry.date = dateField(utc(kBegin));
+  tmp.write("pack.zip", ZipMaker().add(entry).bytes());
+  const ScopedTimeZone zone("UTC0");
+  const ScopedEnv later("TZ", "<+01>-1");
+
+  ASSERT_EQ(readZip(tmp.path("pack.zip").c_str(), tmp.path().c_str()).size(), 1U);
+
+  struct stat status {};
+  ASSERT_EQ(::stat(tmp.path("a").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mtime, kBegin);
+}
 
 }  // namespace

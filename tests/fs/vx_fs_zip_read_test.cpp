@@ -281,7 +281,7 @@ TEST_F(ReadZip, FollowsLinksInTheOutputDirectory) {
 }
 
 TEST_F(ReadZip, GivesAFileTheTimeOfItsEntryAndTheUsualMode) {
-  const ScopedEnv timeZone("TZ", "UTC0");
+  const ScopedTimeZone utc("UTC0");
   const ScopedUmask mask(027);
 
   EXPECT_EQ(extract(ZipMaker().add({.name = "a",

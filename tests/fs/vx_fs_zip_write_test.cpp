@@ -149,7 +149,7 @@ TEST_F(WriteZip, KeepsEveryByte) {
 
 TEST_F(WriteZip, WritesTheSameBytesOnEverySystem) {
   // 29 February 2024, 13:14:16.
-  const ScopedEnv timeZone("TZ", "UTC0");
+  const ScopedTimeZone utc("UTC0");
   const std::array<timespec, 2> times = {timespec{1'709'212'456, 0}, timespec{1'709'212'456, 0}};
   tmp.write("lamp.ksa", "abc");
   tmp.write("\xC3\xA4.txt", "");

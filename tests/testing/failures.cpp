@@ -51,9 +51,9 @@ std::vector<Call> runOnce(const FailureBody& body, const FailureRun::Plan& plan)
 }
 
 void runEach(const FailureBody& body, bool lasts) {
-  // Without it the C library looks for the zone at every question, and allocates its name.
-  const ScopedEnv timeZone("TZ", "UTC0");
-  ::tzset();  // allocates the name once, and a call may need it only after another has failed
+  // Without it the C library looks for the zone at every question, and allocates its name; a call
+  // may need it only after another has failed.
+  const ScopedTimeZone utc("UTC0");
   std::optional<ScopedEnv> inMemory;
   if (::access("/dev/shm", W_OK) == 0) {
     inMemory.emplace("TMPDIR", "/dev/shm");

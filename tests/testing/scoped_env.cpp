@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <stdlib.h>
+#include <time.h>
 
 namespace vx::test {
 namespace {
@@ -28,6 +29,15 @@ ScopedEnv::ScopedEnv(std::string name, const char* value) : name_(std::move(name
 
 ScopedEnv::~ScopedEnv() {
   putEnv(name_, before_ ? before_->c_str() : nullptr);
+}
+
+ScopedTimeZone::ScopedTimeZone(const char* zone) : variable_(std::in_place, "TZ", zone) {
+  ::tzset();
+}
+
+ScopedTimeZone::~ScopedTimeZone() {
+  variable_.reset();
+  ::tzset();
 }
 
 }  // namespace vx::test

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// An environment variable for the length of a scope.
+// An environment variable, or the time zone, for the length of a scope.
 
 #pragma once
 
@@ -21,6 +21,18 @@ class ScopedEnv {
  private:
   std::string name_;
   std::optional<std::string> before_;
+};
+
+/// Sets the time zone of the process; the one before comes back at the end.
+class ScopedTimeZone {
+ public:
+  explicit ScopedTimeZone(const char* zone);
+  ScopedTimeZone(const ScopedTimeZone&) = delete;
+  ScopedTimeZone& operator=(const ScopedTimeZone&) = delete;
+  ~ScopedTimeZone();
+
+ private:
+  std::optional<ScopedEnv> variable_;
 };
 
 }  // namespace vx::test

@@ -157,6 +157,15 @@ TEST(ScopedEnv, UnsetsAVariableThatWasNotSet) {
   EXPECT_EQ(std::getenv("VX_TEST_VARIABLE"), nullptr);
 }
 
+TEST(ScopedTimeZone, RestoresTheTimeZone) {
+  const ScopedTimeZone outer("<+01>-1");
+  {
+    const ScopedTimeZone inner("<+02>-2");
+    EXPECT_EQ(timezone, -7200);
+  }
+  EXPECT_EQ(timezone, -3600);
+}
+
 TEST(ScopedCurrentDir, RestoresTheCurrentDirectory) {
   const TempDir tmp;
   const stdfs::path before = stdfs::current_path();
