@@ -97,6 +97,12 @@ TEST_F(ReadZip, RefusesAFileThatIsNoArchive) {
   EXPECT_EQ(tmp.entries(), lines("file", "link", "out/", "out/x/"));
 }
 
+TEST_F(ReadZip, TakesADeviceForAFile) {
+  EXPECT_EQ(texts(fs::readZip("/dev/null", "out")), lines());
+
+  EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: /dev/null"));
+}
+
 TEST_F(ReadZip, NeedsPermissionToReadTheArchive) {
   const std::string archive = tmp.write("pack.zip", ZipMaker().file("a", "text").bytes());
   ASSERT_EQ(::chmod("pack.zip", 0), 0);

@@ -247,6 +247,14 @@ TEST_F(WriteZip, LeavesOutWhatIsNoFile) {
   EXPECT_TRUE(sentinel.isUntouched());
 }
 
+TEST_F(WriteZip, TakesADeviceForAFile) {
+  EXPECT_TRUE(fs::writeZip("pack.zip", {"/dev/null"}, keepIn(reports)));
+
+  EXPECT_EQ(contentsOf("pack.zip"), (Contents{{"res/null", ""}}));
+  EXPECT_EQ(reports, (Reports{{"res/null", 0.0}}));
+  expectSilence();
+}
+
 TEST_F(WriteZip, WritesAnEmptyArchiveIfAllFilesAreMissing) {
   EXPECT_TRUE(fs::writeZip("pack.zip", {"gone"}, keepIn(reports)));
 
@@ -479,6 +487,15 @@ TEST_F(WriteZip, AddsACopyOfTheArchiveThatItReplaces) {
   EXPECT_TRUE(fs::writeZip("pack.zip", {"copy.zip"}));
 
   EXPECT_EQ(contentsOf("pack.zip"), (Contents{{"res/copy.zip", "before"}}));
+}
+
+TEST_F(WriteZip, ComparesOnlyARegularFileWithItsFiles) {
+  tmp.link("pack.zip", "/dev/null");
+  Calls calls;
+
+  fs::writeZip("pack.zip", {"/dev/null"});
+
+  EXPECT_EQ(calls.count("mz_zip_writer_init_file"), 1U);
 }
 
 // ---------------------------------------------------------------------------------------------
