@@ -316,6 +316,15 @@ INSTANTIATE_TEST_SUITE_P(BySignal, KszPackStopped,
                            return std::string(sigabbrev_np(signal.param));
                          });
 
+TEST_F(KszPackStopped, OpensAClosedStandardInput) {
+  const ChildEnd end = script(
+      "\"$0\" \"$@\" <&- & until [ \"$(find . -name '*.tmp')\" ]; do :; done; "
+      "readlink /proc/$!/fd/0; kill $!",
+      {"pack", "--force", "a.ksz", "pipe.png"});
+
+  EXPECT_EQ(end.out, "/dev/null\n");
+}
+
 TEST_F(KszPackStopped, KeepsTheArchiveWhenKilled) {
   EXPECT_EQ(stopped(SIGKILL, "*.tmp", {"pack", "--force", "a.ksz", "pipe.png"}).exitCode,
             128 + SIGKILL);
@@ -349,6 +358,15 @@ TEST_F(KszUnpack, ExtractsAndListsWhatWasPacked) {
   EXPECT_EQ(tmp.read("out/a.ksx"), "a room");
   EXPECT_EQ(tmp.read("out/lamp.ksa"), "a lamp");
   EXPECT_EQ(tmp.read("out/res/D\u00e4mmerung.png"), bytes);
+}
+
+TEST_F(KszUnpack, SucceedsWithoutStandardOutput) {
+  tmp.write("a.png", "a picture");
+  pack({"a.png"});
+
+  EXPECT_EQ(script("exec \"$0\" \"$@\" >&-", {"unpack", "a.ksz"}).exitCode, 0);
+
+  EXPECT_EQ(tmp.read("res/a.png"), "a picture");
 }
 
 TEST_F(KszUnpack, ListsNothingWhenQuiet) {
