@@ -240,7 +240,9 @@ void checkContents(const std::vector<Entry>& entries, const std::vector<std::str
     }
   }
   for (const auto& [key, entry] : last) {
-    const auto isHere = [&key = key](const std::string& place) { return keyOf(place) == key; };
+    const auto isHere = [&sought = key](const std::string& place) {
+      return keyOf(place) == sought;
+    };
     if (std::count_if(listed.begin(), listed.end(), isHere) != times[key]) {
       continue;
     }
