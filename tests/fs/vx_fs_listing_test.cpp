@@ -218,7 +218,7 @@ TEST_F(ListDirsAndFiles, MakeOneStatCallForEachEntry) {
 TEST_F(ListDirsAndFiles, IgnoreTheTypeThatReaddirReports) {
   tmp.mkdir("d/a.png");
   tmp.write("d/b.png", "");
-  for (const unsigned char type : {DT_UNKNOWN, DT_DIR, DT_REG, DT_LNK}) {
+  for (const auto type : {DT_UNKNOWN, DT_DIR, DT_REG, DT_LNK}) {
     Calls calls;
     calls.answer("readdir", type);
 

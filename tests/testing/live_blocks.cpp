@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include <dlfcn.h>
+
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define VX_TEST_SANITIZED_HEAP 1
 #elif defined(__has_feature)
@@ -146,14 +148,44 @@ LiveBlocks::Pause::~Pause() {
 
 #ifndef VX_TEST_SANITIZED_HEAP
 
-// The names under which the C library offers its heap to those who replace it, and its own.
 // NOLINTBEGIN(bugprone-reserved-identifier, *-inconsistent-declaration-parameter-name)
 extern "C" {
+#ifdef __GLIBC__
+// The names under which the C library offers its heap to those who replace it: its dlsym allocates.
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* block, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
 void __libc_free(void* block);
+#else
+#define VX_REAL(function) \
+  static const auto real = reinterpret_cast<decltype(&::function)>(::dlsym(RTLD_NEXT, #function))
+
+static void* __libc_malloc(std::size_t size) {
+  VX_REAL(malloc);
+  return real(size);
+}
+
+static void* __libc_calloc(std::size_t count, std::size_t size) {
+  VX_REAL(calloc);
+  return real(count, size);
+}
+
+static void* __libc_realloc(void* block, std::size_t size) {
+  VX_REAL(realloc);
+  return real(block, size);
+}
+
+static void* __libc_memalign(std::size_t alignment, std::size_t size) {
+  VX_REAL(aligned_alloc);
+  return real(alignment, size);
+}
+
+static void __libc_free(void* block) {
+  VX_REAL(free);
+  real(block);
+}
+#endif
 
 void* malloc(std::size_t size) {
   void* const block = __libc_malloc(size);
