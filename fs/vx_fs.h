@@ -203,7 +203,8 @@ bool getTempDir(String& out);
 //   error    "Failed to %s kavra output dir: %s (%s)."
 //   error    "Failed to %s kavra preview dir: %s (%s)."
 // `getHomeDir`, also on success, and `mkDir` may log before that. If the user directory fails, only
-// its line is logged; if `getHomeDir` fails, none of these lines is logged, and `out` is ".".
+// its line is logged, and `out` is its path; if `getHomeDir` fails, none of these lines is logged,
+// and `out` is ".".
 
 /// Gets the user directory. @return false if it is missing or cannot be created.
 bool getKavraUserDir(String& out, bool create);
@@ -223,7 +224,8 @@ bool getKavraPreviewDir(String& out, bool create);
 /// Same as `kavraUserDir`, for "preview".
 [[nodiscard]] String kavraPreviewDir(bool create);
 
-/// Returns the path of "nodehelp.html" in `kavraUserDir(true)`, whether or not that page exists.
+/// Returns the path of "nodehelp.html" in `kavraUserDir(true)`, which may log, whether or not that
+/// page exists.
 /// @param asUrl prepends "file://" and turns backslashes into slashes; nothing is percent-encoded.
 [[nodiscard]] String kavraNodeHelpPath(bool asUrl);
 
@@ -280,8 +282,8 @@ StringVector readZip(String archive, String outDir, ZipCallback callback = {});
 ///
 /// If an existing archive is one of `files`, under any name, the call fails without any change.
 /// After other failures `archive` is removed, also a previous archive, a device or a link (not its
-/// target); if that is not permitted, an incomplete archive remains. Log lines contain the
-/// normalized path of the archive unless noted:
+/// target); if that is not permitted, the previous or an incomplete archive remains. Log lines
+/// contain the normalized path of the archive unless noted:
 ///   "Failed to initialize archive: %s"             it cannot be created
 ///   "Cannot add non-existent file to archive: %s"  the skipped file's normalized path
 ///   "Failed to add file to archive: %s"            ends the call; the file's canonical path
