@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
-"""Measures how the cost of paths, listings and archives grows with what they work on, and how the
-memory of archives does.
+"""Measures how the time of paths, directories and archives and the memory of archives grow with size.
 
-It takes two to three minutes on a quiet machine and 4 GiB of the RAM disk; with --large, three more
-and 10 GiB.
+It takes about four minutes on a quiet machine and 7 GiB of the RAM disk; with --large, three more
+minutes and 10 GiB.
 """
 
 import argparse
 import math
 import pathlib
+import re
 import subprocess
 
 import report
@@ -17,16 +17,24 @@ KIB = 1024
 MIB = 1024 * KIB
 
 # The families of work in their order: what their sizes count, and the plot that shows them.
-UNITS = {"path": "bytes", "entries": "entries", "files": "files of 200 B", "MiB": "MiB"}
+UNITS = {
+    "path": "bytes",
+    "levels": "levels",
+    "entries": "entries",
+    "files": "files of 200 B",
+    "MiB": "MiB",
+}
 AXES = {
     "path": "length of the path",
+    "levels": "levels of the path",
     "entries": "entries of the directory, files of the archive",
     "files": "entries of the directory, files of the archive",
     "MiB": "MiB in the archive",
 }
 
 SMALL_FILE = 200
-MEMORY_FILES = (10, 100, 1_000, 10_000, 100_000)
+MEMORY_FILES = (10, 1_000, 100_000, 500_000)
+SMALL_FILES = f"files of {SMALL_FILE} B"
 MEMORY_SIZES = (1 * MIB, 16 * MIB, 256 * MIB, 1024 * MIB)
 
 
@@ -51,7 +59,8 @@ def measure_time(arguments):
         found |= report.cases(program, arguments, arguments.out)
     work = {}
     for run_name, entry in found.items():
-        name, size = run_name.removeprefix("large ").rsplit("/", 1)
+        run_name = re.sub(r"/(iterations|repeats):\d+", "", run_name.removeprefix("large "))
+        name, size = run_name.rsplit("/", 1)
         work.setdefault(name, {})[int(size)] = entry["median"]
     return dict(sorted(work.items(), key=lambda item: (list(UNITS).index(family(item[0])), item[0])))
 
@@ -72,7 +81,7 @@ def measure_memory(arguments):
     memory = {}
     for files in MEMORY_FILES:
         for work, growth in peaks(arguments, files, SMALL_FILE).items():
-            memory.setdefault((work, f"files of {SMALL_FILE} B"), {})[files] = growth
+            memory.setdefault((work, SMALL_FILES), {})[files] = growth
     for size in MEMORY_SIZES:
         for work, growth in peaks(arguments, 1, size).items():
             memory.setdefault((work, "MiB in one file"), {})[size // MIB] = growth
@@ -88,7 +97,7 @@ def short(name):
 
 
 def exponent(costs):
-    """Of the last step: 1 where ten times as much takes ten times as long."""
+    """Between the two largest sizes: 1 if the time is proportional to the size."""
     (low, low_cost), (high, high_cost) = sorted(costs.items())[-2:]
     return math.log(high_cost / low_cost) / math.log(high / low)
 
@@ -99,7 +108,7 @@ def sizes_of(costs):
 
 def time_table(work):
     lines = [
-        "| work | sizes | share of one, from the smallest size to the largest | exponent |",
+        "| work | sizes | time divided by size, from the smallest size to the largest | exponent |",
         "|---|---|---|---|",
     ]
     for name, costs in work.items():
@@ -113,13 +122,20 @@ def time_table(work):
 
 def memory_table(memory):
     lines = [
-        "| work | sizes | growth of the peak, from the smallest size to the largest |",
-        "|---|---|---|",
+        "| work | sizes | growth of the peak, from the smallest size to the largest | one more |",
+        "|---|---|---|---|",
     ]
     for (work, unit), growths in memory.items():
         each = ", ".join(f"{growth / MIB:.1f}" for _, growth in sorted(growths.items()))
-        lines.append(f"| {work} | {sizes_of(growths)} {unit} | {each} MiB |")
+        more = f"{each_more(growths):.0f} B" if unit == SMALL_FILES else ""
+        lines.append(f"| {work} | {sizes_of(growths)} {unit} | {each} MiB | {more} |")
     return "\n".join(lines) + "\n"
+
+
+def each_more(growths):
+    """The bytes for one more file, from the two largest sizes."""
+    (low, low_growth), (high, high_growth) = sorted(growths.items())[-2:]
+    return (high_growth - low_growth) / (high - low)
 
 
 def draw_lines(axes, lines, title, ylabel):
@@ -134,16 +150,23 @@ def draw_lines(axes, lines, title, ylabel):
 
 
 def draw_slope(axes, lines):
-    """What is linear is parallel to the dashed line."""
+    """The dashed line is linear."""
     low = min(size for values in lines.values() for size in values)
     high = max(size for values in lines.values() for size in values)
     first = min(value for values in lines.values() for value in values.values()) / 2
-    axes.plot([low, high], [first, first * high / low], color="0.5", linestyle="--", linewidth=0.8, label="linear")
+    axes.plot(
+        [low, high],
+        [first, first * high / low],
+        color=report.MID_TONE,
+        linestyle="--",
+        linewidth=0.8,
+        label="linear",
+    )
 
 
 def plot(work, memory, path):
     pyplot = report.plotting()
-    figure, all_axes = pyplot.subplots(2, 2, figsize=(10, 8))
+    figure, all_axes = pyplot.subplots(2, 3, figsize=(15, 8))
     panels = list(dict.fromkeys(AXES[family(name)] for name in work))
     for axes, title in zip(all_axes.flat, panels):
         lines = {

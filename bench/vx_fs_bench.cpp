@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// Files and directories beside the same system calls made in C, and beside what people use instead.
+// Compares operations on files and directories with plain C that makes the same system calls, and
+// with other libraries.
 
 #include "fs/vx_fs.h"
 
-#include "bench/vx_floors.h"
 #include "bench/vx_inputs.h"
+#include "bench/vx_plain_c.h"
 #include "bench/vx_workload.h"
 
 #include <benchmark/benchmark.h>
@@ -57,7 +58,7 @@ std::string fileOf(std::size_t size) {
 
 // ---- Copying a file that replaces another -----------------------------------------------------
 
-bool copyFloor(const std::string& from, const std::string& to) {
+bool copyPlainC(const std::string& from, const std::string& to) {
   constexpr std::size_t kBlock = 256 * 1024;
   static const auto buffer = std::make_unique<char[]>(kBlock);
   struct stat status;
@@ -113,7 +114,7 @@ constexpr std::size_t kKiB = 1024;
 constexpr std::size_t kMiB = 1024 * kKiB;
 
 #define COPY(size, name)                                                                         \
-  BENCHMARK_CAPTURE(copy, floor_##size, copyFloor, size)->Name("copyFile " name "/floor");       \
+  BENCHMARK_CAPTURE(copy, plainC_##size, copyPlainC, size)->Name("copyFile " name "/plain C");   \
   BENCHMARK_CAPTURE(copy, vx_##size, copyVx, size)->Name("copyFile " name "/vx");                \
   BENCHMARK_CAPTURE(copy, std_##size, copyStd, size)->Name("copyFile " name "/std::filesystem"); \
   BENCHMARK_CAPTURE(copy, boost_##size, copyBoost, size)->Name("copyFile " name "/Boost");       \
@@ -139,13 +140,13 @@ std::string directoryOf(std::size_t entries) {
   return path;
 }
 
-void listFloor(benchmark::State& state) {
+void listPlainC(benchmark::State& state) {
   const std::string path = directoryOf(static_cast<std::size_t>(state.range(0)));
   for (auto _ : state) {
     benchmark::DoNotOptimize(listInC(path));
   }
 }
-BENCHMARK(listFloor)->Name("listFiles/floor")->Arg(10000);
+BENCHMARK(listPlainC)->Name("listFiles/plain C")->Arg(10000);
 
 void listVx(benchmark::State& state) {
   const vx::String path = directoryOf(static_cast<std::size_t>(state.range(0))).c_str();
@@ -162,8 +163,8 @@ void listBy(benchmark::State& state) {
   for (auto _ : state) {
     std::vector<std::string> found;
     for (const auto& entry : Iterator(path)) {
-      // A status of its own, as our listing takes one: the type in the directory does not follow
-      // links.
+      // The type in the directory entry does not follow links, so each entry needs a stat call, as
+      // in the library.
       if (!is_directory(status(entry.path())) && entry.path().extension() == ".png") {
         found.push_back(entry.path().string());
       }
@@ -198,7 +199,7 @@ std::vector<std::string> searchDirectories() {
   return directories;
 }
 
-void resolveFloor(benchmark::State& state) {
+void resolvePlainC(benchmark::State& state) {
   const std::vector<std::string> directories = searchDirectories();
   const std::string own = scratch().path("scene");
   const std::string reference = own + "/wood.*";
@@ -218,7 +219,7 @@ void resolveFloor(benchmark::State& state) {
     benchmark::DoNotOptimize(found);
   }
 }
-BENCHMARK(resolveFloor)->Name("resolvePath wildcard miss/floor");
+BENCHMARK(resolvePlainC)->Name("resolvePath wildcard miss/plain C");
 
 void resolveVx(benchmark::State& state) {
   vx::StringVector directories;
@@ -263,7 +264,7 @@ BENCHMARK(resolveStd)->Name("resolvePath wildcard miss/std::filesystem");
 
 // ---- Directories ------------------------------------------------------------------------------
 
-bool makeFloor(const std::string& path) {
+bool makePlainC(const std::string& path) {
   struct stat status;
   if (::stat(path.c_str(), &status) == 0) {
     return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
@@ -301,13 +302,6 @@ bool makeQt(const std::string& path) {
 
 using Make = bool (*)(const std::string&);
 
-void removeLevels(const std::string& path, const std::string& top) {
-  for (std::string level = path; level.size() >= top.size();
-       level.resize(level.find_last_of('/'))) {
-    ::rmdir(level.c_str());
-  }
-}
-
 void makeNew(benchmark::State& state, Make make) {
   const std::string top = scratch().path("new");
   const std::string path = tenLevels(top);
@@ -320,7 +314,7 @@ void makeNew(benchmark::State& state, Make make) {
     state.ResumeTiming();
   }
 }
-BENCHMARK_CAPTURE(makeNew, floor, makeFloor)->Name("mkDir, 10 new levels/floor");
+BENCHMARK_CAPTURE(makeNew, plainC, makePlainC)->Name("mkDir, 10 new levels/plain C");
 BENCHMARK_CAPTURE(makeNew, vx, makeVx)->Name("mkDir, 10 new levels/vx");
 BENCHMARK_CAPTURE(makeNew, std, makeStd)->Name("mkDir, 10 new levels/std::filesystem");
 BENCHMARK_CAPTURE(makeNew, boost, makeBoost)->Name("mkDir, 10 new levels/Boost");
@@ -333,7 +327,7 @@ void makeExisting(benchmark::State& state, Make make) {
     benchmark::DoNotOptimize(make(path));
   }
 }
-BENCHMARK_CAPTURE(makeExisting, floor, makeFloor)->Name("mkDir, all there/floor");
+BENCHMARK_CAPTURE(makeExisting, plainC, makePlainC)->Name("mkDir, all there/plain C");
 BENCHMARK_CAPTURE(makeExisting, vx, makeVx)->Name("mkDir, all there/vx");
 BENCHMARK_CAPTURE(makeExisting, std, makeStd)->Name("mkDir, all there/std::filesystem");
 BENCHMARK_CAPTURE(makeExisting, boost, makeBoost)->Name("mkDir, all there/Boost");

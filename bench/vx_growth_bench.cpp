@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
-// How cost grows: each case is named "work/size", and its time divided by the size is to stay the
-// same.
+// Measures how time grows with size. Each case is named "work/size".
 
-#include "bench/vx_floors.h"
 #include "bench/vx_inputs.h"
+#include "bench/vx_plain_c.h"
 #include "bench/vx_workload.h"
 #include "core/vx_path.h"
 #include "fs/vx_fs.h"
 
 #include <benchmark/benchmark.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -21,6 +21,7 @@
 namespace {
 
 using vx::bench::kMiB;
+using vx::bench::removeLevels;
 using vx::bench::Workload;
 
 std::size_t sizeOf(const benchmark::State& state) {
@@ -131,18 +132,46 @@ void listFiles(benchmark::State& state) {
     keep(vx::fs::listFiles(path, {"png"}));
   }
 }
-BENCHMARK(listFiles)->Name("entries: listFiles")->RangeMultiplier(10)->Range(10, 100000);
+/// Sizes that take seconds are measured fewer times.
+void runOnce(benchmark::internal::Benchmark* bench) {
+  bench->Iterations(1)->Repetitions(3);
+}
 
-void listFloor(benchmark::State& state) {
+void entryCounts(benchmark::internal::Benchmark* bench) {
+  bench->RangeMultiplier(10)->Range(10, 100000);
+}
+
+BENCHMARK(listFiles)->Name("entries: listFiles")->Apply(entryCounts);
+BENCHMARK(listFiles)->Name("entries: listFiles")->Arg(1000000)->Apply(runOnce);
+
+void listPlainC(benchmark::State& state) {
   const std::string& path = directoryOf(sizeOf(state));
   for (auto _ : state) {
     benchmark::DoNotOptimize(vx::bench::listInC(path));
   }
 }
-BENCHMARK(listFloor)
-    ->Name("entries: the calls of listFiles in C")
-    ->RangeMultiplier(10)
-    ->Range(10, 100000);
+constexpr const char* kListingInC = "entries: the same system calls in C";
+BENCHMARK(listPlainC)->Name(kListingInC)->Apply(entryCounts);
+BENCHMARK(listPlainC)->Name(kListingInC)->Arg(1000000)->Apply(runOnce);
+
+// ---- Directories of many levels ---------------------------------------------------------------
+
+constexpr std::int64_t kMostLevels = 1950;  // a level has two bytes, PATH_MAX is 4096
+
+void makeLevels(benchmark::State& state) {
+  const auto scratch = vx::test::TempDir::inMemory();
+  const std::string top = scratch.path("d");
+  const std::string path = top + repeated("/d", 2 * (sizeOf(state) - 1));
+  for (auto _ : state) {
+    if (!vx::fs::mkDir(path.c_str())) {
+      state.SkipWithError("the directories could not be created");
+    }
+    state.PauseTiming();
+    removeLevels(path, top);
+    state.ResumeTiming();
+  }
+}
+BENCHMARK(makeLevels)->Name("levels: mkDir")->Arg(10)->Arg(100)->Arg(500)->Arg(kMostLevels);
 
 // ---- Archives ---------------------------------------------------------------------------------
 
@@ -187,8 +216,10 @@ void readFiles(benchmark::State& state) {
   read(state, workload(sizeOf(state), vx::bench::kSmallFile));
 }
 
-BENCHMARK(writeFiles)->Name("files: writeZip")->RangeMultiplier(10)->Range(10, 100000);
-BENCHMARK(readFiles)->Name("files: readZip")->RangeMultiplier(10)->Range(10, 100000);
+BENCHMARK(writeFiles)->Name("files: writeZip")->Apply(entryCounts);
+BENCHMARK(readFiles)->Name("files: readZip")->Apply(entryCounts);
+BENCHMARK(writeFiles)->Name("files: writeZip")->Arg(500000)->Apply(runOnce);
+BENCHMARK(readFiles)->Name("files: readZip")->Arg(500000)->Apply(runOnce);
 
 void writeMebibytes(benchmark::State& state) {
   write(state, workload(1, sizeOf(state) * kMiB));

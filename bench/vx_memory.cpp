@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// How much memory an archive takes: vx_memory FILES SIZE writes and reads one of so many files of
-// so many bytes, each in a child, and prints by how many bytes the child's peak has grown
-// meanwhile.
+// Measures memory: `vx_memory FILES SIZE` lists a directory of FILES files of SIZE bytes, writes an
+// archive of them and reads it, each in a child process. It prints by how many bytes the peak of
+// each child has grown.
 
 #include "bench/vx_workload.h"
 #include "fs/vx_fs.h"
@@ -46,10 +46,12 @@ int main(int argc, char** argv) {
   // What the preparation has freed would otherwise be there for the work to take.
   ::malloc_trim(0);
 
+  const bool listed = inChild(
+      "listFiles", [&] { return vx::fs::listFiles(work.in().c_str(), {"bin"}).size() == files; });
   const bool written = inChild(
       "writeZip", [&] { return vx::fs::writeZip(work.archive().c_str(), work.list(), {}); });
   const bool read = inChild("readZip", [&] {
     return vx::fs::readZip(work.archive().c_str(), work.out().c_str(), {}).size() == files;
   });
-  return written && read ? EXIT_SUCCESS : EXIT_FAILURE;
+  return listed && written && read ? EXIT_SUCCESS : EXIT_FAILURE;
 }

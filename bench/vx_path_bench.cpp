@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Paths beside what the same question costs in C on a buffer of the caller's, and what people use
-// instead.
+// Compares operations on paths with plain C and with other libraries.
 
 #include "core/vx_path.h"
 
@@ -30,8 +29,8 @@ using namespace vx::bench;
 
 // ---- The normal form --------------------------------------------------------------------------
 
-// One pass over the text, into a buffer that is there already.
-std::size_t normalizeFloor(const char* path, char* out) {
+// One pass over the text, into a buffer of the caller: nothing is allocated.
+std::size_t normalizePlainC(const char* path, char* out) {
   const bool isAbsolute = *path == '/';
   std::size_t length = 0;
   if (isAbsolute) {
@@ -81,11 +80,11 @@ std::size_t normalizeFloor(const char* path, char* out) {
   return length;
 }
 
-void normalFloor(benchmark::State& state, const char* path) {
+void normalPlainC(benchmark::State& state, const char* path) {
   char out[PATH_MAX];
   for (auto _ : state) {
     benchmark::DoNotOptimize(path);
-    benchmark::DoNotOptimize(normalizeFloor(path, out));
+    benchmark::DoNotOptimize(normalizePlainC(path, out));
     benchmark::ClobberMemory();
   }
 }
@@ -131,13 +130,13 @@ void normalQt(benchmark::State& state, const char* path) {
   }
 }
 
-BENCHMARK_CAPTURE(normalFloor, mixed, kMixed)->Name("normal form, mixed/floor");
+BENCHMARK_CAPTURE(normalPlainC, mixed, kMixed)->Name("normal form, mixed/plain C");
 BENCHMARK_CAPTURE(normalVx, mixed, kMixed)->Name("normal form, mixed/vx");
 BENCHMARK_CAPTURE(normalStd, mixed, kMixed)->Name("normal form, mixed/std::filesystem");
 BENCHMARK_CAPTURE(normalBoost, mixed, kMixed)->Name("normal form, mixed/Boost");
 BENCHMARK_CAPTURE(normalLlvm, mixed, kMixed)->Name("normal form, mixed/LLVM");
 BENCHMARK_CAPTURE(normalQt, mixed, kMixed)->Name("normal form, mixed/Qt");
-BENCHMARK_CAPTURE(normalFloor, normal, kNormal)->Name("normal form, already normal/floor");
+BENCHMARK_CAPTURE(normalPlainC, normal, kNormal)->Name("normal form, already normal/plain C");
 BENCHMARK_CAPTURE(normalVx, normal, kNormal)->Name("normal form, already normal/vx");
 BENCHMARK_CAPTURE(normalStd, normal, kNormal)->Name("normal form, already normal/std::filesystem");
 BENCHMARK_CAPTURE(normalBoost, normal, kNormal)->Name("normal form, already normal/Boost");
@@ -146,7 +145,7 @@ BENCHMARK_CAPTURE(normalQt, normal, kNormal)->Name("normal form, already normal/
 
 // ---- Parts ------------------------------------------------------------------------------------
 
-// A backward scan, and a block for what it finds.
+// A backward scan, and an allocated copy of the result.
 char* blockOf(const char* begin, const char* end) {
   const auto length = static_cast<std::size_t>(end - begin);
   auto* const block = static_cast<char*>(std::malloc(length + 1));
@@ -162,23 +161,23 @@ const char* lastOf(const char* begin, const char* end, char wanted) {
   return end;
 }
 
-char* extFloor(const char* path, const char* end) {
+char* extPlainC(const char* path, const char* end) {
   const char* const name = lastOf(path, end, '/');
   const char* const ext = lastOf(name, end, '.');
   return ext <= name + 1 ? blockOf(end, end) : blockOf(ext - 1, end);
 }
 
-char* fileFloor(const char* path, const char* end) {
+char* filePlainC(const char* path, const char* end) {
   return blockOf(lastOf(path, end, '/'), end);
 }
 
-char* dirFloor(const char* path, const char* end) {
+char* dirPlainC(const char* path, const char* end) {
   return blockOf(path, lastOf(path, end, '/') - 1);
 }
 
 using Part = char* (*)(const char*, const char*);
 
-void partFloor(benchmark::State& state, Part part) {
+void partPlainC(benchmark::State& state, Part part) {
   const char* path = kNormal;
   const std::size_t length = std::strlen(path);
   for (auto _ : state) {
@@ -189,9 +188,9 @@ void partFloor(benchmark::State& state, Part part) {
     std::free(found);
   }
 }
-BENCHMARK_CAPTURE(partFloor, ext, extFloor)->Name("ext of a path/floor");
-BENCHMARK_CAPTURE(partFloor, file, fileFloor)->Name("file of a path/floor");
-BENCHMARK_CAPTURE(partFloor, dir, dirFloor)->Name("dir of a path/floor");
+BENCHMARK_CAPTURE(partPlainC, ext, extPlainC)->Name("ext of a path/plain C");
+BENCHMARK_CAPTURE(partPlainC, file, filePlainC)->Name("file of a path/plain C");
+BENCHMARK_CAPTURE(partPlainC, dir, dirPlainC)->Name("dir of a path/plain C");
 
 template <class Question>
 void partVx(benchmark::State& state, Question question) {
@@ -248,7 +247,7 @@ BENCHMARK_CAPTURE(partOf, llvmDir, kLlvmPath, [](llvm::StringRef path) {
 
 // ---- Joining ----------------------------------------------------------------------------------
 
-void joinFloor(benchmark::State& state) {
+void joinPlainC(benchmark::State& state) {
   std::size_t base = std::strlen(kBase);
   std::size_t name = std::strlen(kName);
   for (auto _ : state) {
@@ -263,7 +262,7 @@ void joinFloor(benchmark::State& state) {
     std::free(block);
   }
 }
-BENCHMARK(joinFloor)->Name("join of two/floor");
+BENCHMARK(joinPlainC)->Name("join of two/plain C");
 
 void joinVx(benchmark::State& state) {
   const vx::String base = kBase;
@@ -313,14 +312,14 @@ BENCHMARK(joinAbseil)->Name("join of two/Abseil");
 
 constexpr const char* kExisting = "/usr/lib/../share/doc/./libc6/copyright";
 
-void canonicalFloor(benchmark::State& state) {
+void canonicalPlainC(benchmark::State& state) {
   for (auto _ : state) {
     char* const canonical = ::realpath(kExisting, nullptr);
     benchmark::DoNotOptimize(canonical);
     std::free(canonical);
   }
 }
-BENCHMARK(canonicalFloor)->Name("canonical/floor");
+BENCHMARK(canonicalPlainC)->Name("canonical/plain C");
 
 void canonicalVx(benchmark::State& state) {
   const vx::Path path(kExisting, /*normalizeFirst=*/false);

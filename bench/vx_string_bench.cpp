@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Strings beside the least they can cost: a block of memory, a copy of the bytes, a count.
+// Compares operations on strings with plain C that allocates the same results, and with other
+// libraries.
 
 #include "core/vx_string.h"
 
@@ -25,14 +26,14 @@ using namespace vx::bench;
 
 // ---- A copy of a handle -----------------------------------------------------------------------
 
-void copyFloor(benchmark::State& state) {
+void copyPlainC(benchmark::State& state) {
   std::atomic<std::size_t> count{1};
   for (auto _ : state) {
     count.fetch_add(1, std::memory_order_relaxed);
     count.fetch_sub(1, std::memory_order_acq_rel);
   }
 }
-BENCHMARK(copyFloor)->Name("string copy/floor");
+BENCHMARK(copyPlainC)->Name("string copy/plain C");
 
 void copyVx(benchmark::State& state) {
   const vx::String text = kLiteral;
@@ -54,7 +55,7 @@ BENCHMARK(copySharedPtr)->Name("string copy/std::shared_ptr");
 
 // ---- A string of a literal --------------------------------------------------------------------
 
-void literalFloor(benchmark::State& state) {
+void literalPlainC(benchmark::State& state) {
   for (auto _ : state) {
     const char* text = kLiteral;
     benchmark::DoNotOptimize(text);
@@ -66,7 +67,7 @@ void literalFloor(benchmark::State& state) {
     std::free(block);
   }
 }
-BENCHMARK(literalFloor)->Name("string literal 24/floor");
+BENCHMARK(literalPlainC)->Name("string literal 24/plain C");
 
 template <class Text>
 void literal(benchmark::State& state) {
@@ -83,7 +84,7 @@ BENCHMARK(literal<std::string>)->Name("string literal 24/std::string");
 
 // ---- A text built of eight pieces -------------------------------------------------------------
 
-void appendFloor(benchmark::State& state) {
+void appendPlainC(benchmark::State& state) {
   for (auto _ : state) {
     std::size_t capacity = std::strlen(kPiece);
     std::size_t length = 0;
@@ -109,7 +110,7 @@ void appendFloor(benchmark::State& state) {
     std::free(block);
   }
 }
-BENCHMARK(appendFloor)->Name("string append 8/floor");
+BENCHMARK(appendPlainC)->Name("string append 8/plain C");
 
 void appendVx(benchmark::State& state) {
   for (auto _ : state) {
@@ -141,8 +142,8 @@ BENCHMARK(appendStd)->Name("string append 8/std::string");
 
 // ---- Sixteen pieces apart and together --------------------------------------------------------
 
-// A block for each piece and one for the pointers.
-void splitFloor(benchmark::State& state) {
+// One block for each piece and one for the pointers.
+void splitPlainC(benchmark::State& state) {
   const std::string text = sixteenJoined("|");
   for (auto _ : state) {
     std::size_t capacity = 4;
@@ -174,7 +175,7 @@ void splitFloor(benchmark::State& state) {
     std::free(pieces);
   }
 }
-BENCHMARK(splitFloor)->Name("string split 16/floor");
+BENCHMARK(splitPlainC)->Name("string split 16/plain C");
 
 void splitVx(benchmark::State& state) {
   const vx::String text(std::string_view(sixteenJoined("|")));
@@ -205,7 +206,7 @@ void splitStd(benchmark::State& state) {
 }
 BENCHMARK(splitStd)->Name("string split 16/std::string");
 
-void joinFloor(benchmark::State& state) {
+void joinPlainC(benchmark::State& state) {
   const std::vector<std::string> names = sixteenNames();
   for (auto _ : state) {
     std::size_t length = 2 * (names.size() - 1);
@@ -228,7 +229,7 @@ void joinFloor(benchmark::State& state) {
     std::free(block);
   }
 }
-BENCHMARK(joinFloor)->Name("string join 16/floor");
+BENCHMARK(joinPlainC)->Name("string join 16/plain C");
 
 void joinVx(benchmark::State& state) {
   vx::StringVector names;
@@ -294,10 +295,10 @@ void compareVx(benchmark::State& state, Pair pair) {
   }
 }
 
-BENCHMARK_CAPTURE(compareC, 24, compareByBytes, kLong)->Name("compareNoCase 24/floor");
+BENCHMARK_CAPTURE(compareC, 24, compareByBytes, kLong)->Name("compareNoCase 24/plain C");
 BENCHMARK_CAPTURE(compareVx, 24, kLong)->Name("compareNoCase 24/vx");
 BENCHMARK_CAPTURE(compareC, 24, strcasecmp, kLong)->Name("compareNoCase 24/strcasecmp");
-BENCHMARK_CAPTURE(compareC, 3, compareByBytes, kShort)->Name("compareNoCase 3/floor");
+BENCHMARK_CAPTURE(compareC, 3, compareByBytes, kShort)->Name("compareNoCase 3/plain C");
 BENCHMARK_CAPTURE(compareVx, 3, kShort)->Name("compareNoCase 3/vx");
 BENCHMARK_CAPTURE(compareC, 3, strcasecmp, kShort)->Name("compareNoCase 3/strcasecmp");
 

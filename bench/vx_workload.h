@@ -18,7 +18,17 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 namespace vx::bench {
+
+/// Removes the empty directories from `path` up to `top`.
+inline void removeLevels(const std::string& path, const std::string& top) {
+  for (std::string level = path; level.size() >= top.size();
+       level.resize(level.find_last_of('/'))) {
+    ::rmdir(level.c_str());
+  }
+}
 
 inline constexpr std::size_t kSmallFile = 200;
 inline constexpr std::size_t kMiB = 1024 * 1024;

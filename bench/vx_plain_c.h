@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The least that work can cost: plain C with exactly the system calls that it has to make.
+// Plain C with the same system calls as the library, for the benchmarks to compare with.
 
 #pragma once
 
@@ -16,7 +16,7 @@
 
 namespace vx::bench {
 
-/// How many files there are in the directory whose extension is png.
+/// Returns the number of files in a directory with the extension png.
 inline std::size_t listInC(const std::string& path) {
   std::size_t found = 0;
   DIR* const directory = ::opendir(path.c_str());
