@@ -182,7 +182,9 @@ def plot(work, memory, path):
     }
     draw_lines(all_axes.flat[-1], lines, "files, or MiB in one file", "growth of the peak memory in MiB")
     for axes in all_axes.flat:
-        axes.legend(fontsize="small")
+        axes.set_visible(axes.has_data())
+        if axes.has_data():
+            axes.legend(fontsize="small")
     figure.tight_layout()
     figure.savefig(path, metadata={"Date": None})
 
