@@ -190,8 +190,10 @@ check_mach_o() {
       failed=$((failed + 1))
     fi
   done < <(linked_files)
-  file "${libraries[@]}" "$dir/build/tools/ksz/ksz"
-  llvm-objdump-14 --macho --dylibs-used "${libraries[@]}" "$dir/shared/tools/ksz/ksz"
+  {
+    file -N "${libraries[@]}" "$dir/shared/tools/ksz/ksz"
+    llvm-objdump-14 --macho --dylibs-used "${libraries[@]}" "$dir/shared/tools/ksz/ksz"
+  } | sed "s|^$dir/|  |" >"$dir/mach_o"
   printf '%4d linked, of them %d not for this system; %d test programs\n' \
     "$((passed + failed))" "$failed" "$(linked_files | grep -c '/vx_test_')" >"$dir/counts"
   ((passed > 0 && failed == 0))
@@ -222,12 +224,13 @@ run_row() {
   say "$name: ${*:3}"
   dir=$root/build/matrix/$name
   mkdir -p "$dir"
-  rm -f "$dir/counts" "$dir/tests.xml"
+  rm -f "$dir/counts" "$dir/tests.xml" "$dir/mach_o"
   "${kind}_row" "${@:3}" >"$dir/log" 2>&1 || status=1
   ((status == 0)) || show_failure
   reasons_for_skips
   reasons_not_built
   [[ $kind != powerpc ]] || reasons_not_emulated
+  [[ ! -f $dir/mach_o ]] || cat "$dir/mach_o"
   results+=("$(printf '%-20s %s' "$name" "$(cat "$dir/counts" 2>/dev/null || echo '   not built')")")
   return "$status"
 }
