@@ -104,5 +104,49 @@ TEST_F(Example, ExchangesPathsWithTheStandardLibrary) {
             "2 directories in \"" + tmp.path("vx_with_std_filesystem") + "\"\n");
 }
 
+TEST_F(Example, SavesADocumentAndKeepsThePreviousVersion) {
+  run("08_autosave", {"notes.txt", "one"});
+  run("08_autosave", {"notes.txt", "two"});
+
+  EXPECT_EQ(tmp.entries(), lines("notes.txt", "notes.txt.previous"));
+  EXPECT_EQ(tmp.read("notes.txt"), "two");
+  EXPECT_EQ(tmp.read("notes.txt.previous"), "one");
+}
+
+TEST_F(Example, LogsAFailedSaveToItsOwnFile) {
+  tmp.mkdir("notes.txt.new");
+
+  run("08_autosave", {"notes.txt", "one"}, 1);
+
+  EXPECT_EQ(tmp.entries(), lines("notes.log", "notes.txt.new/"));
+  EXPECT_EQ(tmp.read("notes.log"), "error: Cannot write notes.txt.new.\n");
+}
+
+TEST_F(Example, ListsAssetsSortedAndResolvesOne) {
+  tmp.write("assets/b.png", "png");
+  tmp.write("assets/a.JPG", "jpg");
+  tmp.write("assets/notes.txt", "text");
+  tmp.write("assets/tiles/wood.jpg", "jpg");
+  tmp.link("assets/tiles/up", "..");
+
+  EXPECT_EQ(run("09_asset_browser", {"assets", "wood"}),
+            "assets/\n  a.JPG\n  b.png\nassets/tiles/\n  wood.jpg\nwood: " +
+                tmp.path("assets/tiles/wood.jpg") + "\n");
+  EXPECT_THAT(run("09_asset_browser", {"assets", "stone"}, 1), HasSubstr("stone: not found\n"));
+}
+
+TEST_F(Example, ImportsFilesAndNamesThoseThatExist) {
+  tmp.write("a.png", "picture");
+  tmp.write("b.png", "other");
+  tmp.write("library/b.png", "kept");
+
+  EXPECT_EQ(run("10_import", {"library", "a.png", "b.png"}, 1, "not imported: b.png\n"),
+            "[                    ] 0 of 2 a.png\n"
+            "[##########          ] 1 of 2 b.png\n"
+            "[####################] 2 of 2 done\n");
+  EXPECT_EQ(tmp.read("library/a.png"), "picture");
+  EXPECT_EQ(tmp.read("library/b.png"), "kept");
+}
+
 }  // namespace
 }  // namespace vx::test
