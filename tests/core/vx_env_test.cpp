@@ -6,21 +6,17 @@
 
 #include "tests/testing/error_state.h"
 #include "tests/testing/log_capture.h"
-#include "tests/testing/scoped_env.h"
+#include "tests/testing/scoped.h"
 #include "tests/testing/texts.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
+namespace vx::test {
 namespace {
 
-using vx::os::getEnv;
-using vx::test::ErrorStateSentinel;
-using vx::test::lines;
-using vx::test::LogCapture;
-using vx::test::ScopedEnv;
-using vx::test::text;
+using os::getEnv;
 
 TEST(GetEnv, ReturnsEveryByteOfTheValue) {
   for (const std::string& value :
@@ -63,3 +59,4 @@ TEST(GetEnv, ReadsTheEnvironmentAtEachCall) {
 }
 
 }  // namespace
+}  // namespace vx::test

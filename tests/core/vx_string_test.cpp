@@ -6,7 +6,7 @@
 #include "core/vx_string.h"
 
 #include "core/vx_string_vector.h"
-#include "tests/testing/scoped_env.h"
+#include "tests/testing/scoped.h"
 #include "tests/testing/temp_dir.h"
 #include "tests/testing/texts.h"
 
@@ -35,15 +35,10 @@
 
 #include <langinfo.h>
 
+namespace vx::test {
 namespace {
 
 using namespace std::string_view_literals;
-
-using vx::String;
-using vx::StringVector;
-using vx::test::ScopedEnv;
-using vx::test::TempDir;
-using vx::test::text;
 
 // ---- What the type promises to the compiler ----------------------------------------------------
 
@@ -1099,3 +1094,4 @@ TEST(String_Threads, CopyAndChangeTheirOwnHandles) {
 }
 
 }  // namespace
+}  // namespace vx::test

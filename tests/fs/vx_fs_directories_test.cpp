@@ -10,7 +10,7 @@
 #include "tests/testing/child.h"
 #include "tests/testing/failures.h"
 #include "tests/testing/own_mounts.h"
-#include "tests/testing/scoped_umask.h"
+#include "tests/testing/scoped.h"
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,7 @@
 #include "tests/testing/calls.h"
 #include "tests/testing/child.h"
 #include "tests/testing/failures.h"
-#include "tests/testing/scoped_env.h"
+#include "tests/testing/scoped.h"
 
 #include <gtest/gtest.h>
 

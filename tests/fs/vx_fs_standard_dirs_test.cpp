@@ -10,7 +10,7 @@
 #include "tests/testing/changed_root.h"
 #include "tests/testing/child.h"
 #include "tests/testing/failures.h"
-#include "tests/testing/scoped_env.h"
+#include "tests/testing/scoped.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include "tests/testing/calls.h"
 #include "tests/testing/child.h"
 #include "tests/testing/failures.h"
-#include "tests/testing/scoped_cwd.h"
+#include "tests/testing/scoped.h"
 #include "tests/testing/unobserved.h"
 
 #include <gtest/gtest.h>

@@ -4,7 +4,7 @@
 // hold is limited only by the pinned copy of miniz.
 
 #include "fs/vx_fs.h"
-#include "tests/testing/scoped_env.h"
+#include "tests/testing/scoped.h"
 #include "tests/testing/temp_dir.h"
 #include "tests/testing/zip_maker.h"
 
@@ -24,15 +24,11 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+namespace vx::test {
 namespace {
 
-using vx::fs::readZip;
-using vx::fs::writeZip;
-using vx::test::ScopedEnv;
-using vx::test::ScopedTimeZone;
-using vx::test::TempDir;
-using vx::test::ZipEntry;
-using vx::test::ZipMaker;
+using fs::readZip;
+using fs::writeZip;
 
 #ifdef VX_PINNED_MINIZ
 constexpr bool kMinizIsPinned = true;
@@ -221,3 +217,4 @@ TEST(EntryTimeZone, IsThatOfTheLastTzset) {
 }
 
 }  // namespace
+}  // namespace vx::test

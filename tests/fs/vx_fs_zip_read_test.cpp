@@ -8,8 +8,7 @@
 #include "tests/testing/calls.h"
 #include "tests/testing/child.h"
 #include "tests/testing/failures.h"
-#include "tests/testing/scoped_env.h"
-#include "tests/testing/scoped_umask.h"
+#include "tests/testing/scoped.h"
 #include "tests/testing/zip_maker.h"
 
 #include <gtest/gtest.h>

@@ -8,7 +8,7 @@
 #include "tests/testing/child.h"
 #include "tests/testing/failures.h"
 #include "tests/testing/peak_memory.h"
-#include "tests/testing/scoped_env.h"
+#include "tests/testing/scoped.h"
 #include "tests/testing/zip_contents.h"
 #include "tests/testing/zip_maker.h"
 

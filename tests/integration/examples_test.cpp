@@ -6,8 +6,7 @@
 #include "tests/testing/dialog_program.h"
 #include "tests/testing/error_state.h"
 #include "tests/testing/log_capture.h"
-#include "tests/testing/scoped_cwd.h"
-#include "tests/testing/scoped_env.h"
+#include "tests/testing/scoped.h"
 #include "tests/testing/temp_dir.h"
 
 #include <gmock/gmock.h>

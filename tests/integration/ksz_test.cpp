@@ -5,8 +5,7 @@
 #include "tests/testing/child.h"
 #include "tests/testing/dialog_program.h"
 #include "tests/testing/log_capture.h"
-#include "tests/testing/scoped_cwd.h"
-#include "tests/testing/scoped_env.h"
+#include "tests/testing/scoped.h"
 #include "tests/testing/temp_dir.h"
 
 #include <gmock/gmock.h>

@@ -10,8 +10,7 @@
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"
 #include "tests/testing/calls.h"
-#include "tests/testing/scoped_cwd.h"
-#include "tests/testing/scoped_env.h"
+#include "tests/testing/scoped.h"
 #include "tests/testing/temp_dir.h"
 
 #include <gmock/gmock.h>

@@ -10,7 +10,7 @@
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"
 #include "tests/testing/sandbox.h"
-#include "tests/testing/scoped_env.h"
+#include "tests/testing/scoped.h"
 
 #include <gmock/gmock.h>
 

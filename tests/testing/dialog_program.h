@@ -9,7 +9,7 @@
 
 #pragma once
 
-#include "tests/testing/scoped_env.h"
+#include "tests/testing/scoped.h"
 #include "tests/testing/temp_dir.h"
 
 #include <string>

@@ -2,7 +2,7 @@
 
 #include "tests/testing/failures.h"
 
-#include "tests/testing/scoped_env.h"
+#include "tests/testing/scoped.h"
 
 #include <algorithm>
 #include <cerrno>

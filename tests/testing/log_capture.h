@@ -31,12 +31,6 @@ class LogCapture {
   LogCapture& operator=(const LogCapture&) = delete;
   ~LogCapture();
 
-  /// The lines at level error, as the caller worded them.
-  [[nodiscard]] std::vector<std::string> errors() const;
-
-  /// The lines at level warning, as the caller worded them.
-  [[nodiscard]] std::vector<std::string> warnings() const;
-
   /// Every line in order, "error: " or "warning: " before it.
   [[nodiscard]] std::vector<std::string> all() const;
 

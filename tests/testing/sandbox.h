@@ -6,7 +6,7 @@
 
 #include "tests/testing/error_state.h"
 #include "tests/testing/log_capture.h"
-#include "tests/testing/scoped_cwd.h"
+#include "tests/testing/scoped.h"
 #include "tests/testing/temp_dir.h"
 #include "tests/testing/texts.h"
 

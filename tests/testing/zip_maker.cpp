@@ -59,10 +59,9 @@ void addSharedFields(Fields& fields, const ZipEntry& entry) {
 }
 
 void addLocalEntry(Fields& fields, const ZipEntry& entry) {
-  const std::string& name = entry.localName ? *entry.localName : entry.name;
   fields.u32(entry.localSignature.value_or(kLocalSignature));
   addSharedFields(fields, entry);
-  fields.u16(name.size()).u16(0).text(name).text(dataOf(entry));
+  fields.u16(entry.name.size()).u16(0).text(entry.name).text(dataOf(entry));
 }
 
 void addCentralEntry(Fields& fields, const ZipEntry& entry, std::size_t localOffset) {

@@ -42,7 +42,6 @@ struct ZipEntry {
   std::optional<std::uint32_t> crc{};
   std::optional<std::uint32_t> packedSize{};
   std::optional<std::uint32_t> size{};
-  std::optional<std::string> localName{};         ///< in the header before the data; else `name`
   std::optional<std::uint32_t> localSignature{};  ///< of that header; else the right one
 };
 
