@@ -19,21 +19,14 @@
 
 #include <unistd.h>
 
+namespace vx::test {
 namespace {
 
-using vx::String;
-using vx::os::captureCurrentError;
-using vx::os::clearCurrentError;
-using vx::os::currentErrorContext;
-using vx::os::currentErrorMessage;
-using vx::os::setCurrentError;
-using vx::test::capturedErrorIs;
-using vx::test::ChildEnd;
-using vx::test::currentErrorIs;
-using vx::test::endOfChild;
-using vx::test::errnoText;
-using vx::test::lines;
-using vx::test::LogCapture;
+using os::captureCurrentError;
+using os::clearCurrentError;
+using os::currentErrorContext;
+using os::currentErrorMessage;
+using os::setCurrentError;
 
 class CurrentError : public testing::Test {
  protected:
@@ -229,3 +222,4 @@ TEST_F(CurrentError, MayBeUsedByAThreadLocalDestructor) {
 }
 
 }  // namespace
+}  // namespace vx::test

@@ -36,21 +36,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+namespace vx::test {
 namespace {
-
-using vx::logError;
-using vx::LogLevel;
-using vx::LogSink;
-using vx::logWarning;
-using vx::setLogSink;
-using vx::String;
-using vx::test::ChildEnd;
-using vx::test::endOfChild;
-using vx::test::ErrorStateSentinel;
-using vx::test::lines;
-using vx::test::runInChild;
-using vx::test::TempDir;
-using vx::test::text;
 
 /// Replaces standard error by another descriptor for a scope.
 class RedirectedStandardError {
@@ -586,3 +573,4 @@ TEST(StandardErrorSink, WritesWhatIsForwardedToIt) {
 }
 
 }  // namespace
+}  // namespace vx::test

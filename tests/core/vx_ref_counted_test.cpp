@@ -21,12 +21,8 @@
 #include <utility>
 #include <vector>
 
+namespace vx::test {
 namespace {
-
-using vx::IRefCounted;
-using vx::RefCounted;
-using vx::RefersTo;
-using vx::test::lines;
 
 // ---- What the types promise to the compiler ----------------------------------------------------
 
@@ -328,3 +324,4 @@ TEST(RefCounted, LosesNoReferenceBetweenThreads) {
 }
 
 }  // namespace
+}  // namespace vx::test

@@ -25,13 +25,11 @@
 #include <utility>
 #include <vector>
 
+namespace vx::test {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using vx::String;
-using vx::StringVector;
-using vx::test::text;
 
 using Iterator = decltype(std::declval<const StringVector&>().begin());
 static_assert(std::is_same_v<std::decay_t<decltype(*std::declval<Iterator>())>, const String> ||
@@ -350,3 +348,4 @@ TEST(StringVector_Threads, CopyAndChangeTheirOwnHandles) {
 }
 
 }  // namespace
+}  // namespace vx::test

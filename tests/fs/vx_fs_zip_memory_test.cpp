@@ -56,14 +56,11 @@ void operator delete[](void* block, std::size_t /*size*/) noexcept {
   std::free(block);
 }
 
+namespace vx::test {
 namespace {
 
-using vx::String;
-using vx::fs::readZip;
-using vx::fs::writeZip;
-using vx::test::LogCapture;
-using vx::test::TempDir;
-using vx::test::ZipMaker;
+using fs::readZip;
+using fs::writeZip;
 
 std::ptrdiff_t openDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
@@ -118,3 +115,4 @@ TEST_F(ArchiveOutOfMemory, IsClosedWhileWriting) {
 }
 
 }  // namespace
+}  // namespace vx::test
