@@ -107,6 +107,10 @@ std::string TempDir::link(std::string_view relative, std::string_view target) co
   return full;
 }
 
+void TempDir::removeDir(std::string_view relative) const {
+  removeTree(path(relative));
+}
+
 std::string TempDir::read(std::string_view relative) const {
   return readFile(path(relative));
 }

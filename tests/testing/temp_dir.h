@@ -49,6 +49,9 @@ class TempDir {
   /// returns its full path.
   std::string link(std::string_view relative, std::string_view target) const;
 
+  /// Removes the directory with everything in it, as the destructor does.
+  void removeDir(std::string_view relative) const;
+
   /// The bytes of the file.
   [[nodiscard]] std::string read(std::string_view relative) const;
 

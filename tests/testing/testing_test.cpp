@@ -129,6 +129,9 @@ TEST(TempDir, RemovesATreeDeeperThanItsDescriptors) {
       ASSERT_EQ(::mkdir("d", 0755), 0);
       ASSERT_EQ(::chdir("d"), 0);
     }
+    ASSERT_EQ(::chdir(tmp.path().c_str()), 0);
+    tmp.removeDir("d");
+    EXPECT_EQ(tmp.entries(), lines());
   });
 
   EXPECT_EQ(outer.entries(), lines());
