@@ -12,8 +12,10 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <new>
 #include <stdexcept>
 
 #include <dirent.h>
@@ -578,5 +580,24 @@ VX_WRAPS(char*, tinyfd_selectFolderDialog, (const char* title, const char* path)
 
 }  // extern "C"
 // clang-format on
+
+#ifdef _LIBCPP_VERSION
+// A static C++ library would allocate through the redirected calls, which are those of C.
+void* operator new(std::size_t size) {
+  void* const block = __real_malloc(size);
+  if (block == nullptr) {
+    throw std::bad_alloc();
+  }
+  return block;
+}
+
+void operator delete(void* block) noexcept {
+  std::free(block);
+}
+
+void operator delete(void* block, std::size_t /*size*/) noexcept {
+  std::free(block);
+}
+#endif
 // NOLINTEND(bugprone-reserved-identifier)
 // NOLINTEND(cppcoreguidelines-macro-usage, bugprone-macro-parentheses)
