@@ -152,6 +152,9 @@ TEST_F(Disk, KeepsWhatItHoldsWhenReadOnly) {
 // Some file systems keep times that no calendar reaches. The pinned archive library gives such a
 // file its first date.
 TEST_F(Disk, HoldsAFileBeyondAllDatesThatWriteZipTakes) {
+#ifndef VX_PINNED_MINIZ
+  GTEST_SKIP() << "only the pinned copy of miniz takes a time without a date";
+#endif
   if (sizeof(time_t) < sizeof(std::int64_t)) {
     GTEST_SKIP() << "no time of 32 bits is beyond all dates";
   }
