@@ -20,7 +20,7 @@ namespace {
 // Listings are in the system's order, and the elements of a StringVector cannot be moved.
 std::vector<vx::String> sorted(vx::StringVector paths) {
   std::vector<vx::String> result(paths.begin(), paths.end());
-  std::ranges::sort(result);
+  std::sort(result.begin(), result.end());
   return result;
 }
 // [sort]

@@ -136,7 +136,8 @@ bool canPlace(const stdfs::path& from, vx::String target, bool force) {
 
 /// As `canPlace`, for everything in `staging`, up to the first obstacle.
 bool canPlaceAll(const std::string& staging, const stdfs::path& directory, bool force) {
-  return std::ranges::all_of(contents(staging), [&](const stdfs::path& name) {
+  const std::vector<stdfs::path> names = contents(staging);
+  return std::all_of(names.begin(), names.end(), [&](const stdfs::path& name) {
     return canPlace(staging / name, text(directory / name), force);
   });
 }
