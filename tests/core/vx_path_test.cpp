@@ -1064,17 +1064,17 @@ TEST_F(Path_Canonical, IsAbsoluteInAVeryDeepCurrentDirectory) {
 }
 
 TEST_F(Path_Canonical, IsAbsoluteUnderADirectoryItMayNotSearch) {
-  tmp.mkdir("locked/work/dir");
-  tmp.link("locked/work/link", "dir");
-  const ScopedCurrentDir work("locked/work");
+  tmp.mkdir("locked/inside/dir");
+  tmp.link("locked/inside/link", "dir");
+  const ScopedCurrentDir inside("locked/inside");
   ASSERT_EQ(::chmod(tmp.path("locked").c_str(), 0), 0);
 
   runAsUnprivileged([&] {
-    EXPECT_EQ(canonical("", true), tmp.path("locked/work"));
-    EXPECT_EQ(canonical("dir/../dir/", false), tmp.path("locked/work/dir"));
-    EXPECT_EQ(canonical("dir/new", true), tmp.path("locked/work/dir/new"));
-    EXPECT_EQ(canonical("link", true), tmp.path("locked/work/link"));
-    EXPECT_EQ(canonical("link/new", true), tmp.path("locked/work/link/new"));
+    EXPECT_EQ(canonical("", true), tmp.path("locked/inside"));
+    EXPECT_EQ(canonical("dir/../dir/", false), tmp.path("locked/inside/dir"));
+    EXPECT_EQ(canonical("dir/new", true), tmp.path("locked/inside/dir/new"));
+    EXPECT_EQ(canonical("link", true), tmp.path("locked/inside/link"));
+    EXPECT_EQ(canonical("link/new", true), tmp.path("locked/inside/link/new"));
   });
 }
 

@@ -275,7 +275,7 @@ class Display : public SilentFsTest {
   }
   ~Display() override { ::alarm(0); }
 
-  // Settings, services and recent files of whoever runs the tests stay out of it.
+  // Keeps the settings, services and recent files of the user out of the test.
   const TempDir own;
   const ScopedEnv home{"HOME", own.mkdir("home")};
   const ScopedEnv runtime{"XDG_RUNTIME_DIR", own.path("run")};

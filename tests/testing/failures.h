@@ -64,7 +64,7 @@ class FailureRun : public Sandbox {
   /// Whether any call failed, in the same sense.
   [[nodiscard]] bool failedAny() const { return failed(""); }
 
-  /// The call that failed, whoever made it; empty in the run without a failure.
+  /// Returns the call that failed, also if miniz made it; empty in the run without a failure.
   [[nodiscard]] std::string failedCall() const;
 
   /// The `errno` of the failed call and the system's text for it.
