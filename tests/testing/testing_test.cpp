@@ -367,11 +367,12 @@ TEST(Calls, IncludeThoseOfFileStreams) {
 
   std::ofstream("f") << "text";
 
-  EXPECT_EQ(calls.all("fopen"), lines("fopen f w"));
-  EXPECT_EQ(calls.all("fclose"), lines("fclose"));
 #ifdef __GLIBCXX__
+  EXPECT_EQ(calls.all(), lines("fopen f w", "fclose"));
   EXPECT_EQ(calls.count("write") + calls.count("writev"), 1U);
 #else
+  EXPECT_EQ(calls.all("fopen"), lines("fopen f w"));
+  EXPECT_EQ(calls.all("fclose"), lines("fclose"));
   EXPECT_GE(calls.count("fwrite"), 1U);
 #endif
 }
