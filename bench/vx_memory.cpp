@@ -6,7 +6,7 @@
 
 #include "bench/vx_workload.h"
 #include "fs/vx_fs.h"
-#include "tests/testing/peak_memory.h"
+#include "tests/testing/memory_use.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -7,7 +7,7 @@
 #include "tests/testing/calls.h"
 #include "tests/testing/child.h"
 #include "tests/testing/failures.h"
-#include "tests/testing/own_mounts.h"
+#include "tests/testing/isolation.h"
 #include "tests/testing/sandbox.h"
 
 #include <gtest/gtest.h>

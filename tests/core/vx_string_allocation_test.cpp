@@ -5,7 +5,7 @@
 #include "core/vx_path.h"
 #include "core/vx_string.h"
 #include "core/vx_string_vector.h"
-#include "tests/testing/live_blocks.h"
+#include "tests/testing/memory_use.h"
 
 #include <gtest/gtest.h>
 

@@ -7,8 +7,8 @@
 #include "tests/testing/calls.h"
 #include "tests/testing/child.h"
 #include "tests/testing/failures.h"
-#include "tests/testing/own_mounts.h"
-#include "tests/testing/peak_memory.h"
+#include "tests/testing/isolation.h"
+#include "tests/testing/memory_use.h"
 #include "tests/testing/scoped.h"
 
 #include <gtest/gtest.h>

@@ -6,10 +6,9 @@
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
 #include "tests/testing/calls.h"
-#include "tests/testing/changed_root.h"
 #include "tests/testing/child.h"
 #include "tests/testing/failures.h"
-#include "tests/testing/own_mounts.h"
+#include "tests/testing/isolation.h"
 #include "tests/testing/scoped.h"
 
 #include <gtest/gtest.h>

@@ -7,8 +7,8 @@
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
 #include "tests/testing/calls.h"
-#include "tests/testing/changed_root.h"
 #include "tests/testing/failures.h"
+#include "tests/testing/isolation.h"
 
 #include <gtest/gtest.h>
 

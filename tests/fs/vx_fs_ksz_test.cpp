@@ -4,10 +4,9 @@
 
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
+#include "tests/testing/archives.h"
 #include "tests/testing/calls.h"
 #include "tests/testing/failures.h"
-#include "tests/testing/zip_contents.h"
-#include "tests/testing/zip_maker.h"
 
 #include <gtest/gtest.h>
 

@@ -4,9 +4,9 @@
 // hold is limited only by the pinned copy of miniz.
 
 #include "fs/vx_fs.h"
+#include "tests/testing/archives.h"
 #include "tests/testing/scoped.h"
 #include "tests/testing/temp_dir.h"
-#include "tests/testing/zip_maker.h"
 
 #include <gtest/gtest.h>
 #include <miniz.h>

@@ -4,9 +4,9 @@
 // of `operator new` fail.
 
 #include "fs/vx_fs.h"
+#include "tests/testing/archives.h"
 #include "tests/testing/log_capture.h"
 #include "tests/testing/temp_dir.h"
-#include "tests/testing/zip_maker.h"
 
 #include <gtest/gtest.h>
 

@@ -5,11 +5,11 @@
 #include "core/vx_error.h"
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
+#include "tests/testing/archives.h"
 #include "tests/testing/calls.h"
 #include "tests/testing/child.h"
 #include "tests/testing/failures.h"
 #include "tests/testing/scoped.h"
-#include "tests/testing/zip_maker.h"
 
 #include <gtest/gtest.h>
 

@@ -4,13 +4,12 @@
 
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
+#include "tests/testing/archives.h"
 #include "tests/testing/calls.h"
 #include "tests/testing/child.h"
 #include "tests/testing/failures.h"
-#include "tests/testing/peak_memory.h"
+#include "tests/testing/memory_use.h"
 #include "tests/testing/scoped.h"
-#include "tests/testing/zip_contents.h"
-#include "tests/testing/zip_maker.h"
 
 #include <gtest/gtest.h>
 

@@ -5,8 +5,8 @@
 
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
-#include "tests/testing/own_mounts.h"
-#include "tests/testing/zip_maker.h"
+#include "tests/testing/archives.h"
+#include "tests/testing/isolation.h"
 
 #include <gtest/gtest.h>
 

@@ -6,8 +6,8 @@
 #include "core/vx_path.h"
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
+#include "tests/testing/archives.h"
 #include "tests/testing/child.h"
-#include "tests/testing/zip_maker.h"
 
 #include <gtest/gtest.h>
 

@@ -6,9 +6,9 @@
 
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
+#include "tests/testing/archives.h"
 #include "tests/testing/child.h"
-#include "tests/testing/peak_memory.h"
-#include "tests/testing/zip_maker.h"
+#include "tests/testing/memory_use.h"
 
 #include <gtest/gtest.h>
 

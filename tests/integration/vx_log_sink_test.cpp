@@ -5,12 +5,12 @@
 #include "core/vx_error.h"
 #include "core/vx_log.h"
 #include "fs/vx_fs.h"
+#include "tests/testing/archives.h"
 #include "tests/testing/child.h"
 #include "tests/testing/error_state.h"
 #include "tests/testing/log_capture.h"
 #include "tests/testing/temp_dir.h"
 #include "tests/testing/texts.h"
-#include "tests/testing/zip_maker.h"
 
 #include <gtest/gtest.h>
 

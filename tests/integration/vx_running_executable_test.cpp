@@ -5,8 +5,8 @@
 
 #include "core/vx_string.h"
 #include "fs/vx_fs.h"
-#include "tests/testing/changed_root.h"
 #include "tests/testing/child.h"
+#include "tests/testing/isolation.h"
 #include "tests/testing/sandbox.h"
 
 #include <gtest/gtest.h>

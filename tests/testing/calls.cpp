@@ -2,7 +2,7 @@
 
 #include "tests/testing/calls.h"
 
-#include "tests/testing/live_blocks.h"
+#include "tests/testing/memory_use.h"
 #include "tests/testing/unobserved.h"
 
 #include <miniz.h>

@@ -19,7 +19,7 @@
 #pragma once
 
 #include "tests/testing/calls.h"
-#include "tests/testing/live_blocks.h"
+#include "tests/testing/memory_use.h"
 #include "tests/testing/sandbox.h"
 #include "tests/testing/unobserved.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The blocks of memory that a stretch of code allocates, and those that it does not free.
+// The blocks of memory that a stretch of code allocates, and those that it does not free:
 //
 //   LiveBlocks blocks;
 //   functionUnderTest();
@@ -9,12 +9,22 @@
 //   EXPECT_EQ(blocks.use().allocations, 1U);
 //
 // Counts all blocks of the C library's heap, including those of its streams and of `new`. A program
-// that links live_blocks.cpp replaces `malloc` and the like. Under a sanitizer, which replaces them
+// that links memory_use.cpp replaces `malloc` and the like. Under a sanitizer, which replaces them
 // itself, the sanitizer's hooks count.
+//
+// The memory that a stretch of code needs, in a child, where nothing else has needed more:
+//
+//   runInChild([&] {
+//     const long before = peakKibibytes();
+//     EXPECT_TRUE(vx::fs::copyFile("s", "d"));
+//     EXPECT_LT(peakKibibytes() - before, kAllowedKibibytes);
+//   });
 
 #pragma once
 
 #include <cstddef>
+
+#include <sys/resource.h>
 
 namespace vx::test {
 
@@ -55,5 +65,12 @@ class LiveBlocks {
     bool wasCounting_;
   };
 };
+
+/// The most memory that this process has held so far.
+[[nodiscard]] inline long peakKibibytes() {
+  rusage usage{};
+  ::getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;  // NOLINT(*-union-access): how the C library spells the field
+}
 
 }  // namespace vx::test

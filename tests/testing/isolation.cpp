@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-#include "tests/testing/own_mounts.h"
+#include "tests/testing/isolation.h"
 
 #include "tests/testing/child.h"
 
@@ -36,6 +36,15 @@ bool enterOwnMounts() {
   return ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
+bool changeRoot(const std::string& root) {
+  if (::chroot(root.c_str()) != 0) {
+    if (::unshare(CLONE_NEWUSER) != 0 || ::chroot(root.c_str()) != 0) {
+      return false;
+    }
+  }
+  return ::chdir("/") == 0;
+}
+
 }  // namespace
 
 bool canMount() {
@@ -65,6 +74,17 @@ bool mountOverlay(const std::string& lower, const std::string& upper, const std:
 
 void makeReadOnly(const std::string& directory) {
   ASSERT_EQ(::mount("none", directory.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+}
+
+bool canChangeRoot() {
+  return endOfChild([] { ::_exit(changeRoot("/") ? 0 : 1); }).exitCode == 0;
+}
+
+void runInRoot(const std::string& root, const std::function<void()>& body) {
+  runInChild([&] {
+    ASSERT_TRUE(changeRoot(root));
+    body();
+  });
 }
 
 }  // namespace vx::test

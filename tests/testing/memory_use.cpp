@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-#include "tests/testing/live_blocks.h"
+#include "tests/testing/memory_use.h"
 
 #include <array>
 #include <cstdint>

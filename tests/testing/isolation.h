@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Tests that need a file system of a certain kind: in a forked child with mounts of its own.
+// Tests that need a file system of a certain kind or another root directory: in a forked child with
+// mounts or a root of its own.
 
 #pragma once
 
@@ -31,5 +32,16 @@ void mountMemory(const std::string& directory, const std::string& options);
 
 /// Makes what is mounted on the directory read-only. In such a child only.
 void makeReadOnly(const std::string& directory);
+
+/// Whether a child can be given another root directory: by right, or in a user namespace of its
+/// own. A test that needs one skips where it is false.
+[[nodiscard]] bool canChangeRoot();
+
+/// The reason to give when it cannot.
+inline constexpr const char* kCannotChangeRoot =
+    "a changed root needs root's rights or a user namespace, and this process has neither";
+
+/// Runs `body` in a forked child (`runInChild`) whose root and current directory is `root`.
+void runInRoot(const std::string& root, const std::function<void()>& body);
 
 }  // namespace vx::test

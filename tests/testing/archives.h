@@ -3,12 +3,15 @@
 // Archives as a test wants them, sound or not: every field of every header can be set.
 //
 //   tmp.write("pack.zip", ZipMaker().file("a/b.txt", "text").directory("c/").bytes());
+//
+// And what is in an archive, read without the library under test.
 
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -76,5 +79,21 @@ class ZipMaker {
 
 /// Bytes that no compression makes smaller; the same for the same seed.
 [[nodiscard]] std::string noise(std::size_t size, std::uint32_t seed = 1);
+
+struct ZipContent {
+  std::string name;
+  std::string bytes;
+
+  bool operator==(const ZipContent&) const = default;
+};
+
+void PrintTo(const ZipContent& content, std::ostream* out);
+
+/// The entries of the archive in the order of its directory, with their unpacked bytes, checked
+/// against their checksums. Throws when the archive cannot be read.
+[[nodiscard]] std::vector<ZipContent> contentsOf(const std::string& archive);
+
+/// The names of the entries in the order of the archive's directory.
+[[nodiscard]] std::vector<std::string> namesIn(const std::string& archive);
 
 }  // namespace vx::test
