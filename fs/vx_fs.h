@@ -5,13 +5,13 @@
 // - Text is UTF-8 and is passed to the system unchanged. The system reads a path up to its first
 //   NUL; `Path` includes the bytes after it. Relative paths start at the current directory.
 // - A failure is reported by the result: false, an empty string or an empty list. A function logs
-//   (vx_log.h) or changes the current error (vx_error.h) only if its comment says so. Nothing is
-//   thrown except std::bad_alloc; exceptions thrown by a callback are passed on.
+//   (vx_log.h) or changes the current error (vx_error.h) only if its comment, or that of a function
+//   that it calls, says so. Nothing is thrown except std::bad_alloc and what a callback throws.
 // - The functions are thread-safe if the threads use different files and none changes the current
 //   directory or the environment. Only the log and the current error are kept between calls.
 // - `errno` is unspecified after a call; the standard I/O functions leave it as the C library does.
 // - A "file" is what `isFile` accepts, a "directory" what `isDir` accepts.
-// - Names in parentheses, such as (stat, mkdir), are the system or library calls that are made.
+// - Names in parentheses are calls of the system, of a library, or of this one: (stat), (`mkDir`).
 // - docs/surprises.md lists results that differ from what a caller may expect.
 
 #pragma once
@@ -29,98 +29,96 @@ namespace vx::fs {
 // Each function makes one C library call and returns its result, except where noted. Offsets have
 // 64 bits on every system. The caller owns the streams.
 
-/// Opens `path` (fopen). @return the stream, null on failure.
+/// Opens `path` (fopen). Returns the stream, null on failure.
 [[nodiscard]] FILE* Fopen(String path, String mode);
-/// Reopens `stream` on `path` (freopen). @return the stream; null on failure, when it is closed.
+/// Reopens `stream` on `path` (freopen). Returns the stream; null on failure, when it is closed.
 FILE* Freopen(String path, String mode, FILE* stream);
-/// Closes `stream` (fclose). @return 0, or EOF on failure; the stream is closed either way.
+/// Closes `stream` (fclose). Returns 0, or EOF on failure; the stream is closed either way.
 int Fclose(FILE* stream);
-/// Removes a file or an empty directory (remove). @return true on success, unlike `Frename`.
+/// Removes a file or an empty directory (remove). Returns true on success, unlike `Frename`.
 bool Fremove(String path);
-/// Moves to `offset` bytes from `whence`, as fseek does (fseeko). @return 0, or -1 on failure.
+/// Moves to `offset` bytes from `whence`, as fseek does (fseeko). Returns 0, or -1 on failure.
 int Fseek(FILE* stream, long long offset, int whence);
 /// Returns the position in bytes, -1 on failure (ftello).
 [[nodiscard]] long long Ftell(FILE* stream);
-/// Reads up to `count` items of `size` bytes (fread). @return the number of whole items read.
+/// Reads up to `count` items of `size` bytes (fread). Returns the number of whole items read.
 std::size_t Fread(void* buffer, std::size_t size, std::size_t count, FILE* stream);
-/// Writes `count` items of `size` bytes (fwrite). @return the number of whole items written.
+/// Writes `count` items of `size` bytes (fwrite). Returns the number of whole items written.
 std::size_t Fwrite(const void* buffer, std::size_t size, std::size_t count, FILE* stream);
-/// Flushes `stream`, or all streams if it is null (fflush). @return 0, or EOF on failure.
+/// Flushes `stream`, or all streams if it is null (fflush). Returns 0, or EOF on failure.
 int Fflush(FILE* stream);
-/// Renames `from` to `to`, replacing an existing one (rename). @return 0, or -1 on failure.
+/// Renames `from` to `to`, replacing an existing one (rename). Returns 0, or -1 on failure.
 int Frename(String from, String to);
 
 // ---- Status queries -------------------------------------------------------------------------
 // Each query normalizes the path (`Path::normalize`) and calls stat, which follows symbolic links.
-// The empty path does not exist, and neither does a path for which stat fails.
+// A path for which stat fails does not exist, and neither does the empty path.
 
-/// Returns whether `path` exists and its mode has the directory bit: a directory, a block device or
-/// a socket, whose types share that bit.
+/// Returns whether `path` exists and its mode has the directory bit, which the types of block
+/// devices and sockets share.
 [[nodiscard]] bool isDir(String path);
-
 /// Returns whether `path` exists and is not a directory: a regular file, character device or FIFO.
 [[nodiscard]] bool isFile(String path);
-
 /// Returns `isDir(path) || isFile(path)`.
 [[nodiscard]] bool exists(String path);
 
 // ---- Directories ----------------------------------------------------------------------------
-// Each mkdir and rmdir call replaces the current error, whose context is then "mkDir" or "rmDir";
-// after success it has code 0 and no message. "err:" in a log line precedes the system's message.
+// Each mkdir or rmdir call replaces the current error: the context is "mkDir" or "rmDir", code and
+// message are the system's, or 0 and "" on success. Log lines are errors; "err:" precedes that
+// message.
 
-/// Creates the directory `path`, including missing parent directories (stat, mkdir).
+/// Creates the directory `path` and its missing parents, with mode 0777 minus the umask (stat,
+/// mkdir). The path is normalized first: "link/../x" is "x" next to the link. Directories created
+/// before a failure remain. Fails if another process creates one of them at the same time.
 ///
 ///   mkDir("a/b/c") => true; a, a/b and a/b/c exist
 ///   mkDir("f")     => false if f is a file, and logs nothing
 ///   mkDir("f/x")   => false, and logs "Failed to create dir: f [err: File exists]."
 ///
-/// New directories get mode 0777 minus the umask. Those created before a failure remain. The call
-/// fails if another process creates one of them at the same time. The path is normalized first:
-/// "link/../x" is "x" next to the link. A path that starts with a backslash is tested as given but
-/// created at the root, with the backslash in the first name.
-/// @return whether the directory existed or has been created; false for the empty path. Logs an
-///   error: "Failed to create dir: %s [err: %s]." or, for a path without components, "Cannot split
-///   path for mkDir: %s.".
+/// Returns whether the directory existed or has been created; false for the empty path. For a path
+/// without components, logs "Cannot split path for mkDir: %s.".
 bool mkDir(String path);
 
-/// Removes the empty directory that `path` names or links to (stat, realpath, rmdir). Logs an error
-/// if it is a file ("rmDir called for file: %s.", the normalized path) or if the removal fails
-/// ("Failed to remove dir: %s [err: %s].", the canonical path).
-/// @return false in these cases and for the empty path; true otherwise, also if `path` is missing.
+/// Removes the empty directory that `path` names or links to (stat, realpath, rmdir). Returns true
+/// if `path` is missing, and false if it is the empty string or if an error is logged:
+///   "rmDir called for file: %s."           the normalized path
+///   "Failed to remove dir: %s [err: %s]."  the canonical path
 bool rmDir(String path);
 
 /// Removes the file `path` (stat, remove). stat gets the normalized path, remove the path as given;
-/// the two can differ if ".." follows a symbolic link.
-/// @return false if the removal fails; true otherwise, also if `path` is not a file.
+/// these can name different files if ".." follows a symbolic link. Returns false if the removal
+/// fails; true otherwise, also if `path` is not a file.
 bool rmFile(String path);
 
 // ---- Copy and move --------------------------------------------------------------------------
-// The source must be a file. Tests for a file use the normalized path; all other calls get the path
-// as given. No directories are created.
+// The source must be a file. stat gets the normalized paths, all other calls get the paths as
+// given. No directories are created.
 
-/// Copies the bytes of the file `src` to `dst`, after removing a file at `dst`. Mode and times are
-/// not copied. Stream errors are not checked, so the copy can be incomplete: it is empty if `src`
-/// cannot be opened or ends in a slash, and short if the disk is full.
+/// Copies the bytes of the file `src` to `dst`, after removing a file at `dst` (stat, remove, file
+/// streams). Mode and times are not copied. Stream errors are not checked: the copy is empty if
+/// `src` cannot be opened or ends in a slash, and short if the disk is full.
 ///
-/// If the paths are equal, ignoring the case of ASCII letters, nothing is copied on any file system
-/// and the warning "Cannot copy '%s' to itself." is logged. Other names of one file are not
-/// recognized: copying "./a" onto "a", or a link onto its target, leaves an empty file.
-/// @return false if `src` is not a file; otherwise whether `dst` is a file afterwards. A previous
-///   one is removed even if the new one cannot be created. If the removal fails, logs the error
-///   "File copy failed, could not delete destination file: %s" and returns false.
+/// Returns whether `src` was a file and `dst` is one afterwards. If a file at `dst` cannot be
+/// removed, logs the error "File copy failed, could not delete destination file: %s".
+///
+/// If the paths are equal, ignoring the case of ASCII letters, nothing is copied; logs the warning
+/// "Cannot copy '%s' to itself." and returns whether `dst` is a file. Other names of one file are
+/// not recognized: copying "./a" onto "a", or a link onto its target, leaves an empty file.
 bool copyFile(String src, String dst);
 
-/// Renames the file `src` to `dst`, with a previous `dst` as a backup:
-/// 1. Remove the backup, `dst` with the extension ".bak" (`Path::changeExt`).
+/// Renames the file `src` to `dst`, with the previous `dst` as a backup until that has succeeded:
+/// 1. Remove what has the backup's name, `dst` with the extension ".bak".
 /// 2. Rename `dst` to the backup.
 /// 3. Rename `src` to `dst`.
 /// 4. Remove the backup if step 3 has succeeded; otherwise rename it to `dst`.
 ///
-/// Failures of steps 1, 2 and 4 are ignored. A file or empty directory with the backup's name is
-/// lost, even if there is no `dst`, and even if it is `src`. If `dst` has that name, both files are
-/// lost and the result is true. A non-empty directory is not removed in steps 1 and 4, and can be
-/// renamed to `dst`. If the process is killed, the previous file can remain as the backup.
-/// @return whether step 3 has succeeded. Across devices it fails, and both files remain.
+/// Returns whether step 3 has succeeded; across devices it fails, and both files remain. Failures
+/// of the other steps are ignored. A process that is killed can leave the previous file behind as
+/// the backup.
+///
+/// A file or empty directory with the backup's name is lost, even if there is no `dst`, and even if
+/// it is `src`. If `dst` has that name, both files are lost and the result is true. A non-empty
+/// directory is not removed in steps 1 and 4, and can be renamed to `dst`.
 bool moveFile(String src, String dst);
 
 // ---- Listing --------------------------------------------------------------------------------
@@ -131,15 +129,13 @@ bool moveFile(String src, String dst);
 /// Returns the subdirectories of `dir`, including links to directories.
 [[nodiscard]] StringVector listDirs(String dir);
 
-/// Returns the entries of `dir` with an extension in `exts`, except directories.
-///
+/// Returns the entries of `dir` with an extension in `exts`, except directories:
 ///   listFiles("d", {"png"})          => "d/a.png", "d/B.PNG"
 ///   listFiles("d", {"png", ".PNG"})  => each of them twice in a row
 ///   listFiles("d", {})               => nothing
 ///   listFiles("d", {""})             => those without an extension, and those that end in "."
-///
-/// Entries for which stat fails are included: dangling links, and all entries of a directory that
-/// can be read but not searched, also subdirectories.
+/// Entries for which stat fails are included: dangling links, and all entries, even subdirectories,
+/// of a directory that can be read but not searched.
 /// @param exts with or without the leading dot, in any letter case.
 [[nodiscard]] StringVector listFiles(String dir, StringVector exts);
 
@@ -159,7 +155,7 @@ bool moveFile(String src, String dst);
 [[nodiscard]] String exeDir();
 
 /// Returns the directory that contains the application. In a bundle, where `exeDir()` is named
-/// "MacOS", it is three levels above (four if "MacOS" has been removed); otherwise `exeDir()`.
+/// "MacOS", it is three levels above (four if that has been removed); otherwise `exeDir()`.
 [[nodiscard]] String appDir();
 
 /// Returns the directory of the application's resources. In a bundle, it is "Resources" next to
@@ -167,71 +163,55 @@ bool moveFile(String src, String dst);
 [[nodiscard]] String resDir();
 
 // ---- Current, home and temporary directories ------------------------------------------------
-// Directories are canonical. A `get` function always sets `out`. Log lines quote the message of the
-// current error, which may be from an earlier failure.
+// Directories are canonical. A `get` function always sets `out`; the other functions call it. Log
+// lines quote the message of the current error, which may be from an earlier failure.
 
-/// Gets the current directory, or "." if the system cannot tell its path.
-/// @return false, with "." in `out`, if it has been removed or cannot be searched.
+/// Gets the current directory, or "." and false if it has been removed or cannot be searched.
 bool getCurrentDir(String& out);
-
-/// Gets the environment variable HOME if it names a directory. Otherwise logs the warning "Failed
-/// to find home dir: %s" and calls `getCurrentDir`. @return false if that fails.
+/// Gets the environment variable HOME if it names a directory. Otherwise logs the warning
+/// "Failed to find home dir: %s" and returns the result of `getCurrentDir`.
 bool getHomeDir(String& out);
-
-/// Gets the directory for temporary files, the first of these that is a directory:
+/// Gets the directory for temporary files and returns true. It is the first of these that is a
+/// directory:
 /// 1. the environment variable TMPDIR, then "/var/tmp/", then "/tmp";
 /// 2. the current directory, with the warning "Failed to find temp dir, using current dir (%s).";
 /// 3. otherwise "/tmp", with the error "Failed to find both temp and current directories (%s).".
-/// @return true.
 bool getTempDir(String& out);
 
-/// Returns the current directory, or "." if `getCurrentDir` fails.
-[[nodiscard]] String currentDir();
-/// Returns the directory of `getHomeDir`, which may log, or `currentDir()` if that fails.
-[[nodiscard]] String homeDir();
-/// Returns the directory of `getTempDir`, which may log.
-[[nodiscard]] String tempDir();
+[[nodiscard]] String currentDir();  ///< Returns the current directory, or "." without one.
+[[nodiscard]] String homeDir();     ///< Returns the home directory, or `currentDir()`.
+[[nodiscard]] String tempDir();     ///< Returns the directory for temporary files.
 
 // ---- Product directories --------------------------------------------------------------------
-// The product's user directory is the environment variable KAVRA_USER_DIR, exactly as read, if it
-// names a directory; otherwise it is "kavra" in the home directory. If `create` is true, the latter
-// and the subdirectories are created by `mkDir`, which may log and change the current error. A
-// `get` function that fails sets `out` to the path and logs a line with "create" or "find", the
+// The user directory is the environment variable KAVRA_USER_DIR, exactly as read, if it names a
+// directory; otherwise it is "kavra" in the home directory (`getHomeDir`). If `create` is true, the
+// latter and the subdirectories are created (`mkDir`).
+//
+// A `get` function that fails sets `out` to the directory that is missing or cannot be created, its
+// own or the user directory, and logs the line for that directory, with "find" or "create", the
 // path, and the message of the current error, which may be from an earlier failure:
-//   warning  "Failed to %s kavra user dir: %s (%s)."
-//   warning  "Failed to %s kavra config dir: %s (%s)."
-//   error    "Failed to %s kavra output dir: %s (%s)."
-//   error    "Failed to %s kavra preview dir: %s (%s)."
-// `getHomeDir`, also on success, and `mkDir` may log before that. If the user directory fails, only
-// its line is logged, and `out` is its path; if `getHomeDir` fails, none of these lines is logged,
-// and `out` is ".".
+//   "Failed to %s kavra user dir: %s (%s)."    a warning; the same for "config"
+//   "Failed to %s kavra output dir: %s (%s)."  an error; the same for "preview"
+// If `getHomeDir` fails, `out` is "." and none of these lines is logged. The other functions return
+// the directory, or `currentDir()` if the `get` function fails.
 
-/// Gets the user directory. @return false if it is missing or cannot be created.
-bool getKavraUserDir(String& out, bool create);
-/// Same as `getKavraUserDir`, for "config" in the user directory.
-bool getKavraConfigDir(String& out, bool create);
-/// Same as `getKavraUserDir`, for "output" in the user directory.
-bool getKavraOutputDir(String& out, bool create);
-/// Same as `getKavraUserDir`, for "preview" in the user directory.
-bool getKavraPreviewDir(String& out, bool create);
+bool getKavraUserDir(String& out, bool create);     ///< Gets the user directory.
+bool getKavraConfigDir(String& out, bool create);   ///< Gets "config" in the user directory.
+bool getKavraOutputDir(String& out, bool create);   ///< Gets "output" in the user directory.
+bool getKavraPreviewDir(String& out, bool create);  ///< Gets "preview" in the user directory.
 
-/// Returns the directory of `getKavraUserDir`, which may log, or `currentDir()` if that fails.
-[[nodiscard]] String kavraUserDir(bool create);
-/// Same as `kavraUserDir`, for "config".
-[[nodiscard]] String kavraConfigDir(bool create);
-/// Same as `kavraUserDir`, for "output".
-[[nodiscard]] String kavraOutputDir(bool create);
-/// Same as `kavraUserDir`, for "preview".
-[[nodiscard]] String kavraPreviewDir(bool create);
+[[nodiscard]] String kavraUserDir(bool create);     ///< Returns the user directory.
+[[nodiscard]] String kavraConfigDir(bool create);   ///< Returns "config" in the user directory.
+[[nodiscard]] String kavraOutputDir(bool create);   ///< Returns "output" in the user directory.
+[[nodiscard]] String kavraPreviewDir(bool create);  ///< Returns "preview" in the user directory.
 
-/// Returns the path of "nodehelp.html" in `kavraUserDir(true)`, which may log, whether or not that
-/// page exists.
+/// Returns the path of "nodehelp.html" in `kavraUserDir(true)`, whether or not that page exists.
 /// @param asUrl prepends "file://" and turns backslashes into slashes; nothing is percent-encoded.
 [[nodiscard]] String kavraNodeHelpPath(bool asUrl);
 
 // ---- Zip archives ---------------------------------------------------------------------------
-// Data is streamed between files; no entry is held in memory as a whole. Log lines are errors,
-// except where noted.
+// Data is streamed between files (miniz); no entry is held in memory as a whole. Opening a FIFO
+// waits for another process. Log lines are errors, except where noted.
 
 /// A progress report of `writeZip`.
 struct ZipProgress {
@@ -243,18 +223,18 @@ struct ZipProgress {
 /// descriptor are leaked, and an empty or partial file replaces a previous archive.
 using ZipCallback = std::function<void(ZipProgress)>;
 
-/// Extracts each entry of `archive` to its name in `outDir`; only "/" is a separator in a name.
-/// Missing directories are created by `mkDir`, which may log and change the current error. Entries
-/// whose path would end in ".ksx", in any letter case, are extracted to the archive's canonical
-/// path with the extension ".ksx" instead; the last one remains. Names that would lead out of
-/// `outDir` are refused. Symbolic links in `outDir` are followed. A symbolic-link entry becomes a
-/// regular file containing the link target. Files get the entry's time, but not its mode.
-///
-/// An existing regular file is truncated and rewritten, even if the extraction then fails; it keeps
-/// its mode and hard links. Other existing entries and the archive itself are not overwritten.
+/// Extracts the entries of `archive` into `outDir` and creates missing directories (`mkDir`). Files
+/// get the time of their entry, but not its mode. A symbolic-link entry becomes a regular file
+/// containing the link target.
+/// - An existing regular file is truncated and rewritten, even if the extraction then fails; it
+///   keeps its mode and hard links. The archive and all other existing entries are not overwritten.
+/// - An entry whose path would end in ".ksx", in any letter case, is extracted to the archive's
+///   canonical path with the extension ".ksx" instead; the last one remains.
+/// - Other names that would lead out of `outDir` are refused; only "/" is a separator. Symbolic
+///   links in `outDir` are followed.
 ///
 /// The first three errors end the call. Otherwise a bad entry is skipped, and the extracted part of
-/// a damaged file remains on disk.
+/// a damaged file remains on disk:
 ///   "Cannot expand non-existent archive: %s"         not a file; the normalized path
 ///   "Failed to create archive output dir: %s"
 ///   "Failed to initialize archive: %s"               not a readable zip archive; canonical path
@@ -264,50 +244,47 @@ using ZipCallback = std::function<void(ZipProgress)>;
 ///   "Failed to create archive subdir: %s"            the path of the directory entry or file
 ///   "Failed to extract file %s from archive."        damaged, or the path cannot be written
 ///   "Failed to close archive: %s"                    canonical path; the list is still returned
-/// @param archive a path. Opening a FIFO waits for a writer.
+/// Returns the path of each extracted file, in the order of the archive.
 /// @param outDir if empty, the directory of `archive` as given; for a bare name, that of its
 ///   canonical path. The returned paths are relative or absolute accordingly.
 /// @param callback never called.
-/// @return the path of each extracted file, in the order of the archive.
 StringVector readZip(String archive, String outDir, ZipCallback callback = {});
 
-/// Writes the zip archive `archive` from `files`, replacing a previous one. Entries get the names
-/// of the files without their directories: those ending in ".ksx" or ".ksa", in lower case, are at
-/// the root, all others in "res". Duplicate names are kept. Names are stored unchanged and marked
-/// as UTF-8. The compression level is 1. An empty list gives a valid archive.
+/// Writes the zip archive `archive` from `files`, replacing a previous one. An entry has the name
+/// of its file without directories, in "res" unless it ends in ".ksx" or ".ksa" (lower case). Names
+/// are stored unchanged and marked as UTF-8; duplicates are kept. The compression level is 1. An
+/// empty list gives a valid archive.
 ///
-/// A file that does not exist is skipped, and so is the archive itself if this call creates it. If
-/// a read fails, the entry contains the bytes read so far, without a log line. A file that grows
-/// while it is read ends the call.
+/// Skips inputs that are not files, and the archive itself if this call creates it. A read error
+/// ends the entry and is not logged; a file that grows while it is read ends the call.
 ///
-/// If an existing archive is one of `files`, under any name, the call fails without any change.
-/// After other failures `archive` is removed, also a previous archive, a device or a link (not its
-/// target); if that is not permitted, the previous or an incomplete archive remains. Log lines
-/// contain the normalized path of the archive unless noted:
+/// Returns whether the archive has been written and closed. If an existing archive is one of
+/// `files`, under any name, the call fails without any change. After other failures `archive` is
+/// removed, also a previous archive, a device or a link (not its target); if that is not permitted,
+/// the previous or an incomplete archive remains. Log lines contain the archive's normalized path
+/// unless noted:
 ///   "Failed to initialize archive: %s"             it cannot be created
 ///   "Cannot add non-existent file to archive: %s"  the skipped file's normalized path
 ///   "Failed to add file to archive: %s"            ends the call; the file's canonical path
-///   "Failed to finalize archive: %s"               memory and descriptor are leaked, and the disk
-///                                                  space is in use until the process ends
+///   "Failed to finalize archive: %s"               memory, descriptor and disk space are leaked
 ///   "Failed to close archive: %s"
 /// @param callback called after each added file: for three files with 0, 1/3 and 2/3, never 1.0.
-/// @return whether the archive has been written and closed.
 bool writeZip(String archive, StringVector files, ZipCallback callback = {});
 
 // ---- Ksz archives ---------------------------------------------------------------------------
 // Zip archives of a scene. Log lines and the current error are those of `readZip` and `writeZip`.
 
-/// Same as `ZipProgress`.
+/// A progress report of `writeKsz`.
 struct KszProgress {
-  String file;            ///< the entry's name in the archive
-  double progress = 0.0;  ///< the number of files before this one, divided by the number given
+  String file;            ///< see `ZipProgress::file`
+  double progress = 0.0;  ///< see `ZipProgress::progress`
 };
 
 /// Same as `ZipCallback`. Each call uses its own copy.
 using KszCallback = std::function<void(KszProgress)>;
 
 /// Extracts `archive` into its own directory: `readZip` with an empty `outDir`. The scene gets the
-/// archive's name. `callback` is never called. @return whether any file was extracted.
+/// archive's name. `callback` is never called. Returns whether any file was extracted.
 bool readKsz(String archive, KszCallback callback = {});
 
 /// Same as `writeZip`. No extension is added to the archive's name.
@@ -315,25 +292,16 @@ bool writeKsz(String archive, StringVector files, KszCallback callback = {});
 
 // ---- File references ------------------------------------------------------------------------
 
-/// Returns the canonical path of the file that a stored reference refers to, or the empty string if
-/// there is none. Makes stat calls for each candidate; directories do not match.
-///
-/// For a reference that ends in ".*", these are tried for each search directory D and extension E:
-///   1. the reference's own directory / stem + E
-///   2. D / stem + E
-/// "wood.*" has no directory of its own, and the stem of ".*" is ".*".
-///
-/// For any other reference, such as "tex/wood.png", these are tried:
-///   1. the reference, normalized
-///   2. for each search directory D:  D/wood.png
-///                                    D/tex/wood.png, if the reference is relative
-///   3. "tex/wood.png.*" as a reference, if there are search directories and extensions
-/// "wood" is tried as "D/wood." in step 2 and skips step 3; "wood." becomes "wood.*" in step 3. A
-/// directory is its own directory here: "tex.d" is tried as D/tex.d and D/tex.d/tex.d.
-///
-/// If D is missing or empty, it is skipped, but D/tex is normalized and can exist: "missing/../tex"
-/// is "tex" in the current directory. A reference from an untrusted document can name any file that
-/// the process may see.
+/// Returns the canonical path of the file that a stored reference refers to: that of the first
+/// candidate that is a file (stat), or the empty string if none is. With the search directories "p"
+/// and "q" and the extensions "a" and "b", the candidates are, in order:
+///   "tex/wood.*"   => tex/wood.a, p/wood.a, tex/wood.b, p/wood.b,
+///                     tex/wood.a, q/wood.a, tex/wood.b, q/wood.b
+///   "tex/wood.png" => tex/wood.png, p/wood.png, p/tex/wood.png, q/wood.png, q/tex/wood.png,
+///                     then those of "tex/wood.png.*"
+/// An absolute reference has no candidates p/tex/wood.png and q/tex/wood.png. Missing search
+/// directories are skipped. A reference from an untrusted document can name any file that the
+/// process may see.
 /// @param searchDirs in order of priority.
 /// @param extensions in order of priority, with or without the leading dot; "*" is ignored.
 [[nodiscard]] String resolvePath(String path, StringVector searchDirs, StringVector extensions);
@@ -341,32 +309,29 @@ bool writeKsz(String archive, StringVector files, KszCallback callback = {});
 // ---- Dialogs --------------------------------------------------------------------------------
 // Native file dialogs (tinyfiledialogs). A call blocks until the user closes the dialog; cancelling
 // gives an empty result. Only one may be open at a time. The library puts the texts into a shell
-// command in a fixed-size buffer; docs/guides/dialogs.md lists the limits. Two rules for safety:
-// - Never pass text from an untrusted source, and none with quotes, backquotes, dollar signs or
+// command in a fixed-size buffer (docs/guides/dialogs.md), hence two rules for safety:
+// - Pass no text from an untrusted source, and none with quotes, backquotes, dollar signs or
 //   backslashes. Keep all texts together below 600 bytes; a filter counts twice, plus 8.
 // - Pass an absolute `defaultPath`. Otherwise a package manager's copy of the library can run the
 //   name of the directory that was last chosen as a command.
 //
 // Filters are extensions, with or without the leading dot, or patterns that start with "*". They
 // are shown after `filterDesc` as given: "Images (png, .jpg)". A `defaultPath` that ends in a slash
-// opens that directory, any other its parent directory. `Path::join` drops that slash.
+// opens that directory, any other its parent. `Path::join` drops that slash.
 
 /// Kinds of dialog.
 enum class DialogType { Open = 0, Save = 1, Folder = 2 };
 
-/// Lets the user pick one existing file. @return its path, or that of a directory.
+/// Lets the user pick one existing file. Returns its path, or that of a directory.
 [[nodiscard]] String browseFile(String title, String defaultPath, String filterDesc,
                                 StringVector filters);
-
-/// Lets the user pick existing files. @return their paths in the library's order.
+/// Lets the user pick existing files. Returns their paths in the library's order.
 [[nodiscard]] StringVector browseFiles(String title, String defaultPath, String filterDesc,
                                        StringVector filters);
-
-/// Lets the user pick an existing directory. @return its path.
+/// Lets the user pick an existing directory. Returns its path.
 [[nodiscard]] String browseDir(String title, String defaultPath);
-
-/// Lets the user choose a file name to save to. @return its path, or the empty string if the name
-///   has one of \ : * ? " < > or its directory does not exist.
+/// Lets the user choose a file name to save to. Returns its path, or the empty string if the name
+/// has one of \ : * ? " < > or its directory does not exist.
 [[nodiscard]] String saveFile(String title, String defaultPath, String filterDesc,
                               StringVector filters);
 

@@ -38,12 +38,12 @@ def without_noise(text):
 
 
 def escaped(line):
-    """Escapes Doxygen's markup characters, except in `code`. Markdown does not apply in quotes."""
+    """Escapes markup characters, except in `code`. Doxygen copies quoted text as it is."""
     parts = re.split(r"(`[^`]*`)", line)
     for at in range(0, len(parts), 2):
-        part = re.sub(r"%|<(?=\w)|\\(?=\w)", r"\\\g<0>", parts[at])
-        plain = re.split(r'("[^"]*")', part)
-        plain[::2] = [re.sub(r"\*|(?<!\w)_", r"\\\g<0>", text) for text in plain[::2]]
+        plain = re.split(r'("[^"]*")', parts[at])
+        markup = r"%|<(?=\w)|\\(?=\w)|\*|(?<!\w)_"
+        plain[::2] = [re.sub(markup, r"\\\g<0>", text) for text in plain[::2]]
         parts[at] = re.sub(r"docs/(\S+)\.md", r"[\g<0>](../\1.html)", "".join(plain))
     return "".join(parts)
 
