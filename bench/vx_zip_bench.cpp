@@ -82,20 +82,32 @@ const Workload& workload(const std::string& name) {
 /// What the library asks the system about each input, other than through miniz.
 enum class Checks { None, OfTheLibrary };
 
+/// Returns the path that an input is opened by, which is empty if there is none.
+template <Checks kChecks>
+std::string resolved(const std::string& file) {
+  if constexpr (kChecks == Checks::None) {
+    return file;
+  }
+  char canonical[PATH_MAX];
+  return ::realpath(file.c_str(), canonical) != nullptr ? canonical : std::string();
+}
+
+/// The same after the test that the input is a file.
+template <Checks kChecks>
+std::string checked(const std::string& file) {
+  struct stat status;
+  const bool isFile =
+      kChecks == Checks::None || (::stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode));
+  return isFile ? resolved<kChecks>(file) : std::string();
+}
+
 template <Checks kChecks>
 bool writePlainC(const Workload& work) {
   mz_zip_archive zip;
   mz_zip_zero_struct(&zip);
   bool good = mz_zip_writer_init_file(&zip, work.written().c_str(), 0) != MZ_FALSE;
   for (const std::string& file : work.files()) {
-    std::string input = file;
-    if constexpr (kChecks == Checks::OfTheLibrary) {
-      struct stat status;
-      char canonical[PATH_MAX];
-      good = good && ::stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-             ::realpath(file.c_str(), canonical) != nullptr;
-      input = canonical;
-    }
+    const std::string input = checked<kChecks>(file);
     good = good && mz_zip_writer_add_file(&zip, Workload::entryName(file).c_str(), input.c_str(),
                                           nullptr, 0, MZ_BEST_SPEED) != MZ_FALSE;
   }
@@ -106,6 +118,7 @@ bool writeVx(const Workload& work) {
   return vx::fs::writeZip(work.written().c_str(), work.list(), {});
 }
 
+template <Checks kChecks>
 bool writeLibzip(const Workload& work) {
   int error = 0;
   zip_t* const zip = zip_open(work.written().c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error);
@@ -113,7 +126,7 @@ bool writeLibzip(const Workload& work) {
     return false;
   }
   for (const std::string& file : work.files()) {
-    zip_source_t* const source = zip_source_file(zip, file.c_str(), 0, -1);
+    zip_source_t* const source = zip_source_file(zip, checked<kChecks>(file).c_str(), 0, -1);
     const zip_int64_t index =
         zip_file_add(zip, Workload::entryName(file).c_str(), source, ZIP_FL_ENC_UTF_8);
     zip_set_file_compression(zip, static_cast<zip_uint64_t>(index), ZIP_CM_DEFLATE, 1);
@@ -121,6 +134,7 @@ bool writeLibzip(const Workload& work) {
   return zip_close(zip) == 0;
 }
 
+template <Checks kChecks>
 bool writeMinizip(const Workload& work) {
   const zipFile zip = zipOpen64(work.written().c_str(), APPEND_STATUS_CREATE);
   std::vector<char> buffer(kBlock);
@@ -128,7 +142,7 @@ bool writeMinizip(const Workload& work) {
     const zip_fileinfo info{};
     zipOpenNewFileInZip64(zip, Workload::entryName(file).c_str(), &info, nullptr, 0, nullptr, 0,
                           nullptr, Z_DEFLATED, 1, 0);
-    const File in(std::fopen(file.c_str(), "rb"));
+    const File in(std::fopen(checked<kChecks>(file).c_str(), "rb"));
     while (const std::size_t got = std::fread(buffer.data(), 1, buffer.size(), in.get())) {
       zipWriteInFileInZip(zip, buffer.data(), static_cast<unsigned>(got));
     }
@@ -137,6 +151,7 @@ bool writeMinizip(const Workload& work) {
   return zipClose(zip, nullptr) == ZIP_OK;
 }
 
+template <Checks kChecks>
 bool writeLibarchive(const Workload& work) {
   archive* const zip = archive_write_new();
   archive_write_set_format_zip(zip);
@@ -150,7 +165,7 @@ bool writeLibarchive(const Workload& work) {
     archive_entry_set_pathname(entry, Workload::entryName(file).c_str());
     archive_entry_copy_stat(entry, &status);
     archive_write_header(zip, entry);
-    const File in(std::fopen(file.c_str(), "rb"));
+    const File in(std::fopen(resolved<kChecks>(file).c_str(), "rb"));
     while (const std::size_t got = std::fread(buffer.data(), 1, buffer.size(), in.get())) {
       archive_write_data(zip, buffer.data(), got);
     }
@@ -205,7 +220,11 @@ bool writePython(const Workload& work) {
 // ---- Reading ----------------------------------------------------------------------------------
 
 /// Makes the stat calls of the library for a file with this parent directory.
+template <Checks kChecks>
 bool mayExtract(const std::string& directory, const char* path) {
+  if constexpr (kChecks == Checks::None) {
+    return true;
+  }
   struct stat status;
   return ::stat(directory.c_str(), &status) == 0 && ::stat(directory.c_str(), &status) == 0 &&
          S_ISDIR(status.st_mode) && (::stat(path, &status) != 0 || S_ISREG(status.st_mode));
@@ -228,10 +247,8 @@ bool readPlainC(const Workload& work) {
     std::snprintf(full, sizeof full, "%s/%s", work.out().c_str(), name);
     if (mz_zip_reader_is_file_supported(&zip, i) != MZ_FALSE &&
         mz_zip_reader_is_file_a_directory(&zip, i) == MZ_FALSE) {
-      if constexpr (kChecks == Checks::OfTheLibrary) {
-        good = good && mayExtract(directory, full);
-      }
-      good = good && mz_zip_reader_extract_to_file(&zip, i, full, 0) != MZ_FALSE;
+      good = good && mayExtract<kChecks>(directory, full) &&
+             mz_zip_reader_extract_to_file(&zip, i, full, 0) != MZ_FALSE;
     }
   }
   return mz_zip_reader_end(&zip) != MZ_FALSE && good;
@@ -247,18 +264,23 @@ void setTime(const std::string& path, std::time_t time) {
   ::utime(path.c_str(), &times);
 }
 
+template <Checks kChecks>
 bool readLibzip(const Workload& work) {
   int error = 0;
   zip_t* const zip = zip_open(work.archive().c_str(), ZIP_RDONLY, &error);
   if (zip == nullptr) {
     return false;
   }
-  ::mkdir((work.out() + "/res").c_str(), 0777);
+  const std::string directory = work.out() + "/res";
+  ::mkdir(directory.c_str(), 0777);
   std::vector<char> buffer(kBlock);
   const zip_int64_t count = zip_get_num_entries(zip, 0);
   for (zip_int64_t i = 0; i < count; ++i) {
     const auto index = static_cast<zip_uint64_t>(i);
     const std::string path = work.out() + "/" + zip_get_name(zip, index, 0);
+    if (!mayExtract<kChecks>(directory, path.c_str())) {
+      return false;
+    }
     zip_file_t* const in = zip_fopen_index(zip, index, 0);
     File out(std::fopen(path.c_str(), "wb"));
     for (zip_int64_t got = 0; (got = zip_fread(in, buffer.data(), buffer.size())) > 0;) {
@@ -285,9 +307,11 @@ std::time_t localTime(const tm_unz& date) {
   return std::mktime(&time);
 }
 
+template <Checks kChecks>
 bool readMinizip(const Workload& work) {
   const unzFile zip = unzOpen64(work.archive().c_str());
-  ::mkdir((work.out() + "/res").c_str(), 0777);
+  const std::string directory = work.out() + "/res";
+  ::mkdir(directory.c_str(), 0777);
   std::vector<char> buffer(kBlock);
   int at = unzGoToFirstFile(zip);
   for (; at == UNZ_OK; at = unzGoToNextFile(zip)) {
@@ -296,6 +320,9 @@ bool readMinizip(const Workload& work) {
     unzGetCurrentFileInfo64(zip, &info, name, sizeof name, nullptr, 0, nullptr, 0);
     unzOpenCurrentFile(zip);
     const std::string path = work.out() + "/" + name;
+    if (!mayExtract<kChecks>(directory, path.c_str())) {
+      return false;
+    }
     File out(std::fopen(path.c_str(), "wb"));
     for (int got = 0; (got = unzReadCurrentFile(zip, buffer.data(),
                                                 static_cast<unsigned>(buffer.size()))) > 0;) {
@@ -309,16 +336,23 @@ bool readMinizip(const Workload& work) {
   return at == UNZ_END_OF_LIST_OF_FILE;
 }
 
+template <Checks kChecks>
 bool readLibarchive(const Workload& work) {
   archive* const zip = archive_read_new();
   archive_read_support_format_zip_seekable(zip);
   archive_read_open_filename(zip, work.archive().c_str(), kBlock);
   archive* const disk = archive_write_disk_new();
   archive_write_disk_set_options(disk, ARCHIVE_EXTRACT_TIME);
+  const std::string directory = work.out() + "/res";
+  ::mkdir(directory.c_str(), 0777);
   archive_entry* entry = nullptr;
   int at = ARCHIVE_OK;
   while ((at = archive_read_next_header(zip, &entry)) == ARCHIVE_OK) {
-    archive_entry_set_pathname(entry, (work.out() + "/" + archive_entry_pathname(entry)).c_str());
+    const std::string path = work.out() + "/" + archive_entry_pathname(entry);
+    if (!mayExtract<kChecks>(directory, path.c_str())) {
+      return false;
+    }
+    archive_entry_set_pathname(entry, path.c_str());
     archive_read_extract2(zip, entry, disk);
   }
   archive_write_free(disk);
@@ -381,9 +415,14 @@ constexpr Contender kContenders[] = {
     {"plain C", writePlainC<Checks::OfTheLibrary>, readPlainC<Checks::OfTheLibrary>},
     {"miniz", writePlainC<Checks::None>, readPlainC<Checks::None>},
     {"vx", writeVx, readVx},
-    {"libzip", writeLibzip, readLibzip},
-    {"minizip", writeMinizip, readMinizip},
-    {"libarchive", writeLibarchive, readLibarchive},
+    {"libzip", writeLibzip<Checks::None>, readLibzip<Checks::None>},
+    {"minizip", writeMinizip<Checks::None>, readMinizip<Checks::None>},
+    {"libarchive", writeLibarchive<Checks::None>, readLibarchive<Checks::None>},
+    {"libzip with the checks", writeLibzip<Checks::OfTheLibrary>, readLibzip<Checks::OfTheLibrary>},
+    {"minizip with the checks", writeMinizip<Checks::OfTheLibrary>,
+     readMinizip<Checks::OfTheLibrary>},
+    {"libarchive with the checks", writeLibarchive<Checks::OfTheLibrary>,
+     readLibarchive<Checks::OfTheLibrary>},
     {"zip, unzip", writeZipProgram, readUnzip},
     {"bsdtar", writeBsdtar, readBsdtar},
     {"Python zipfile", writePython, readPython},
