@@ -667,6 +667,32 @@ std::optional<String> findFile(StringVector files, const FileStatus& wanted) {
   return std::nullopt;
 }
 
+/// Returns the canonical paths of files. A scene has many files in few directories, and `realpath`
+/// makes a system call for each level, so the directory of successive files is resolved once.
+class CanonicalPaths {
+ public:
+  String of(const Path& file) {
+    if (isLink(file.normalized())) {
+      return file.canonical();
+    }
+    const String directory = Path::dir(file.normalized(), /*isDir=*/false);
+    if (!canonical_ || directory != directory_) {
+      directory_ = directory;
+      canonical_ = Path(directory, /*normalizeFirst=*/false).canonical();
+    }
+    return Path::join(*canonical_, file.file(/*withExt=*/true));
+  }
+
+ private:
+  static bool isLink(String path) {
+    FileStatus status;
+    return ::lstat(path.buf(), &status) != 0 || S_ISLNK(status.st_mode);
+  }
+
+  String directory_;
+  std::optional<String> canonical_;
+};
+
 /// Reports an added file. If the callback throws, the archive remains open, as documented.
 void report(OpenArchive& writer, const ZipCallback& callback, ZipProgress progress) {
   mz_zip_archive* const zip = writer.release();
@@ -678,6 +704,7 @@ void report(OpenArchive& writer, const ZipCallback& callback, ZipProgress progre
 /// `created` by this call is skipped like a missing one.
 bool addFiles(OpenArchive& writer, StringVector files, std::optional<FileStatus> created,
               const ZipCallback& callback) {
+  CanonicalPaths canonicalPaths;
   for (std::size_t i = 0; i < files.size(); ++i) {
     const Path source(files[i], /*normalizeFirst=*/true);
     const std::optional<FileStatus> status = statusOf(source.normalized());
@@ -687,9 +714,10 @@ bool addFiles(OpenArchive& writer, StringVector files, std::optional<FileStatus>
       continue;
     }
     const String name = entryNameFor(source.file(/*withExt=*/true));
-    if (mz_zip_writer_add_file(writer.get(), name.buf(), source.canonical().buf(), nullptr, 0,
-                               MZ_BEST_SPEED) == MZ_FALSE) {
-      logError("Failed to add file to archive: %s", source.canonical().buf());
+    const String path = canonicalPaths.of(source);
+    if (mz_zip_writer_add_file(writer.get(), name.buf(), path.buf(), nullptr, 0, MZ_BEST_SPEED) ==
+        MZ_FALSE) {
+      logError("Failed to add file to archive: %s", path.buf());
       return false;
     }
     if (callback) {

@@ -606,11 +606,29 @@ TEST_F(WriteZip_Calls, AreTheseForANewArchive) {
   EXPECT_EQ(calls.all(),
             lines("stat pack.zip", "mz_zip_zero_struct", "mz_zip_writer_init_file pack.zip 0",
                   "stat pack.zip",  //
-                  "stat a.ksx", "realpath a.ksx", adding("a.ksx", "a.ksx"), "report a.ksx",
-                  "stat b.ksa", "realpath b.ksa", adding("b.ksa", "b.ksa"), "report b.ksa",
-                  "stat gone",  //
-                  "stat c", "realpath c", adding("res/c", "in/c"), "report res/c",
+                  "stat a.ksx", "lstat a.ksx", "realpath .", adding("a.ksx", "a.ksx"),
+                  "report a.ksx",                                                         //
+                  "stat b.ksa", "lstat b.ksa", adding("b.ksa", "b.ksa"), "report b.ksa",  //
+                  "stat gone",                                                            //
+                  "stat c", "lstat c", "realpath c", adding("res/c", "in/c"), "report res/c",
                   "mz_zip_writer_finalize_archive", "mz_zip_end"));
+}
+
+TEST_F(WriteZip_Calls, ResolveTheDirectoryOfSuccessiveFilesOnce) {
+  tmp.link("here", "in");
+
+  EXPECT_TRUE(write({"in/c", "here/c", "here/c", "a.ksx"}));
+
+  EXPECT_EQ(calls.all(),
+            lines("stat pack.zip", "mz_zip_zero_struct", "mz_zip_writer_init_file pack.zip 0",
+                  "stat pack.zip",                                                          //
+                  "stat in/c", "lstat in/c", "realpath in", adding("res/c", "in/c"),        //
+                  "report res/c",                                                           //
+                  "stat here/c", "lstat here/c", "realpath here", adding("res/c", "in/c"),  //
+                  "report res/c",                                                           //
+                  "stat here/c", "lstat here/c", adding("res/c", "in/c"), "report res/c",   //
+                  "stat a.ksx", "lstat a.ksx", "realpath .", adding("a.ksx", "a.ksx"),      //
+                  "report a.ksx", "mz_zip_writer_finalize_archive", "mz_zip_end"));
 }
 
 TEST_F(WriteZip_Calls, LookAtEachFileFirstIfThereIsAnArchive) {
@@ -618,13 +636,13 @@ TEST_F(WriteZip_Calls, LookAtEachFileFirstIfThereIsAnArchive) {
 
   EXPECT_TRUE(write({"a.ksx", "b.ksa"}));
 
-  EXPECT_EQ(calls.all(), lines("stat pack.zip", "stat a.ksx", "stat b.ksa",  //
-                               "mz_zip_zero_struct", "mz_zip_writer_init_file pack.zip 0",
-                               "stat a.ksx", "realpath a.ksx", adding("a.ksx", "a.ksx"),
-                               "report a.ksx",  //
-                               "stat b.ksa", "realpath b.ksa", adding("b.ksa", "b.ksa"),
-                               "report b.ksa",  //
-                               "mz_zip_writer_finalize_archive", "mz_zip_end"));
+  EXPECT_EQ(calls.all(),
+            lines("stat pack.zip", "stat a.ksx", "stat b.ksa",  //
+                  "mz_zip_zero_struct", "mz_zip_writer_init_file pack.zip 0", "stat a.ksx",
+                  "lstat a.ksx", "realpath .", adding("a.ksx", "a.ksx"), "report a.ksx",  //
+                  "stat b.ksa", "lstat b.ksa", adding("b.ksa", "b.ksa"),
+                  "report b.ksa",  //
+                  "mz_zip_writer_finalize_archive", "mz_zip_end"));
 }
 
 TEST_F(WriteZip_Calls, EndTheArchiveIfAFileCannotBeAdded) {
@@ -636,9 +654,9 @@ TEST_F(WriteZip_Calls, EndTheArchiveIfAFileCannotBeAdded) {
 
   EXPECT_EQ(calls.all(), lines("stat pack.zip", "mz_zip_zero_struct",
                                "mz_zip_writer_init_file pack.zip 0", "stat pack.zip",  //
-                               "stat a.ksx", "realpath a.ksx", adding("a.ksx", "a.ksx"),
+                               "stat a.ksx", "lstat a.ksx", "realpath .", adding("a.ksx", "a.ksx"),
                                "report a.ksx",  //
-                               "stat c", "realpath c", adding("res/c", "in/c"), "realpath c",
+                               "stat c", "lstat c", "realpath c", adding("res/c", "in/c"),
                                "mz_zip_writer_finalize_archive", "mz_zip_end",  //
                                "stat pack.zip", "remove pack.zip"));
   EXPECT_EQ(log.all(), lines("error: Failed to add file to archive: " + tmp.path("in/c")));

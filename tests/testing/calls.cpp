@@ -465,6 +465,18 @@ VX_REPLACES(int, stat64, (const char* path, struct stat* status)) {
       status, [&] { return words("stat", path); }, [&] { return real(path, status); });
 }
 
+VX_REPLACES(int, lstat, (const char* path, struct stat* status)) {
+  VX_NEXT(int, lstat, (const char* path, struct stat* status));
+  return examined(
+      status, [&] { return words("lstat", path); }, [&] { return real(path, status); });
+}
+
+VX_REPLACES(int, lstat64, (const char* path, struct stat* status)) {
+  VX_NEXT(int, lstat64, (const char* path, struct stat* status));
+  return examined(
+      status, [&] { return words("lstat", path); }, [&] { return real(path, status); });
+}
+
 VX_REPLACES(dirent*, readdir, (DIR * directory)) {
   VX_NEXT(dirent*, readdir, (DIR * directory));
   return listed([] { return words("readdir"); }, [&] { return real(directory); });
