@@ -1,4 +1,4 @@
-# `./dev bench` and `./dev counts`. Read by `dev`.
+# `./dev bench` and `./dev counts`. Sourced by `dev`.
 
 run_bench() {
   local report=bench/report.py
@@ -8,7 +8,7 @@ run_bench() {
   fi
   set_up "${bench_packages[@]}"
   build_preset bench
-  # The system's Python is the one that the package matplotlib is for.
+  # Debian's package of matplotlib is installed for the system's Python only.
   /usr/bin/python3 -B "$report" --programs build/bench/bench --out build/bench/report "$@"
 }
 

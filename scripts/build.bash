@@ -1,11 +1,11 @@
-# Configuring, building and testing a preset. Read by `dev`.
+# Configures, builds and tests a preset. Sourced by `dev`.
 
 jobs() { nproc 2>/dev/null || getconf _NPROCESSORS_ONLN; }
 
 configure_preset() {
   local output
   need_deps_of_preset "$1"
-  # The dependencies are looked up again, as other copies may have been built since.
+  # -U: other copies of the dependencies may have been built since the last run.
   output=$(cmake --preset "$1" -U miniz_DIR -U tinyfiledialogs_DIR 2>&1) || {
     printf '%s\n' "$output" >&2
     die "CMake could not configure the preset '$1'."
@@ -18,7 +18,7 @@ build_preset() {
   cmake --build --preset "$1" -j "$(jobs)" "${@:2}"
 }
 
-# The command, if any, that starts ctest.
+# An optional command that runs ctest.
 test_prefix=()
 
 # test_preset PRESET [CTEST-ARGS...]

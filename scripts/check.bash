@@ -1,10 +1,10 @@
-# `./dev format`, `./dev tidy` and `./dev check`. Read by `dev`.
+# `./dev format`, `./dev tidy` and `./dev check`. Sourced by `dev`.
 
-# ---- Which files ------------------------------------------------------------------------------
+# ---- Selecting files --------------------------------------------------------------------------
 
 all_files() { find . \( -path ./build -o -path './.?*' \) -prune -o -type f -printf '%P\n'; }
 
-# The files that differ from main, uncommitted and new ones included.
+# Prints the files that differ from main, including uncommitted and untracked ones.
 changed_files() {
   local base
   base=$(git merge-base HEAD origin/main 2>/dev/null) || base=HEAD
@@ -12,20 +12,20 @@ changed_files() {
   git ls-files --others --exclude-standard
 }
 
-# select_files EXTENDED-REGEX FILES...: prints those that match.
+# select_files EXTENDED-REGEX FILES...: prints the files that match.
 select_files() {
   local regex=$1
   shift
   (($# == 0)) || printf '%s\n' "$@" | grep -E "$regex" | sort -u || true
 }
 
-# The sources that the preset check compiles, relative to the tree.
+# Prints the sources that the preset check compiles, relative to the root of the tree.
 compiled_sources() {
   sed -n "s|^  \"file\": \"$root/\(.*\)\",\{0,1\}\$|\1|p" build/check/compile_commands.json | sort -u
 }
 
-# The given sources, and for each given header one source that includes it: that one shows the
-# header's findings.
+# Prints the given sources and, for each given header, one source that includes it, because tools
+# check a header as part of a source.
 sources_showing() {
   local file compiled
   mapfile -t compiled < <(compiled_sources)
@@ -37,7 +37,7 @@ sources_showing() {
   done | sort -u
 }
 
-# ---- The checks, each over the given files ----------------------------------------------------
+# ---- Checks of the given files ----------------------------------------------------------------
 
 check_format() {
   (($#)) || return 0
@@ -56,8 +56,8 @@ check_with_tidy() {
     die "clang-tidy reports the findings above."
 }
 
-# Checks that the libraries include what they use. The tool's own mappings would accept any of a
-# dozen headers for size_t, so they are replaced.
+# Checks that the libraries include what they use. The default mappings accept a dozen headers for
+# size_t, so they are replaced.
 check_includes() {
   (($#)) || return 0
   local mappings option options=()
@@ -71,13 +71,13 @@ check_includes() {
     awk '!/are correct$/ && !seen[$0]++' || die "the includes differ as reported above."
 }
 
-# Checks all scripts: most are read by `dev` and use its variables.
+# Checks all scripts at once, because `dev` sources most of them and they use its variables.
 check_scripts() {
   shellcheck --check-sourced --external-sources --severity=warning dev .ci/* scripts/take_screenshots ||
     die "shellcheck reports the findings above."
 }
 
-# ---- The subcommands --------------------------------------------------------------------------
+# ---- Subcommands ------------------------------------------------------------------------------
 
 readonly source_regex='\.(h|cpp)$' library_regex='^(core|fs)/.*\.(h|cpp)$'
 
@@ -90,7 +90,7 @@ run_format() {
     return
   fi
   check_format "${files[@]}"
-  say "the format is right"
+  say "all sources are formatted"
 }
 
 run_tidy() {

@@ -1,4 +1,4 @@
-# `./dev demo`. Read by `dev`.
+# `./dev demo`. Sourced by `dev`.
 
 run_demo() {
   set_up "${example_packages[@]}"

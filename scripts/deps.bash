@@ -1,6 +1,7 @@
-# The pinned copies of miniz and tinyfiledialogs: fetched, checked, built under .deps. Read by `dev`.
+# Fetches, verifies and builds the pinned copies of miniz and tinyfiledialogs in .deps. Sourced by
+# `dev`.
 
-# What the fetched archives and the files taken from them must be, byte for byte.
+# Checksums of the fetched archives and of the files that are used from them.
 readonly miniz_archive=miniz.c-3.1.0.tgz
 readonly dialogs_archive=f3d_3.1.0+dfsg.orig.tar.xz
 readonly archive_sums="\
@@ -12,17 +13,17 @@ readonly source_sums="\
 640bfcdb76e5991f0d60883e544353439bbba0085d48143ee355142eadd339c5  tinyfiledialogs/tinyfiledialogs.c
 a725dca1f6925695ee45819a8faf0fd845968bac1253cef144ec0efb3baf65be  tinyfiledialogs/tinyfiledialogs.h"
 
-readonly install_deps_yourself="install miniz and tinyfiledialogs as CMake packages and name their\
- folder in the environment variable CMAKE_PREFIX_PATH."
+readonly install_deps_yourself="install miniz and tinyfiledialogs as CMake packages and set the\
+ environment variable CMAKE_PREFIX_PATH to their directory."
 
 matches_sums() { (cd -- "$1" && printf '%s\n' "$2" | sha256sum --check --status 2>/dev/null); }
 
 sum_of() { printf '%s\n' "$archive_sums" | grep -F -- "  $1"; }
 
-# Takes a fetched archive into the cache when it is the one that is meant.
+# keep_archive DIRECTORY NAME: moves a fetched archive to the cache if its checksum matches.
 keep_archive() {
   matches_sums "$1" "$(sum_of "$2")" ||
-    die "$2 as fetched is not the pinned file: nothing was kept."
+    die "the checksum of the fetched file $2 does not match: it was discarded."
   mv -- "$1/$2" "$cache_dir/$2"
 }
 
@@ -37,7 +38,7 @@ fetch_miniz() {
 }
 
 debian_site() {
-  # The security and update suites may live elsewhere, and only the main one has a trixie beside it.
+  # The servers of the security and update suites may not have the suite trixie.
   apt-get indextargets --format '$(ORIGIN) $(CODENAME) $(SITE)' 'Created-By: Packages' 2>/dev/null |
     awk '$1 == "Debian" && $2 !~ /-/ && !site { site = $3 } END { print site }'
 }
@@ -55,14 +56,14 @@ fetch_dialogs() {
   local site keyring apt_dir=$1/apt
   site=$(debian_site)
   [[ -n $site ]] ||
-    die "tinyfiledialogs comes from a Debian source package, and apt knows no such source:" \
+    die "tinyfiledialogs comes from a Debian source package, and apt has no Debian source:" \
       "check the network and apt's sources, or $install_deps_yourself"
   keyring=$(dpkg -L debian-archive-keyring | grep '/debian-archive-keyring\.gpg$')
 
   say "fetching tinyfiledialogs (Debian source package f3d)"
   mkdir -p "$apt_dir/lists/partial" "$apt_dir/cache/archives/partial"
   printf 'deb-src [signed-by=%s] %s trixie main\n' "$keyring" "$site" >"$apt_dir/sources.list"
-  # An apt of its own: neither the system's sources nor its lists change, and no root is needed.
+  # A separate configuration needs no root and leaves the system's sources and lists unchanged.
   local apt=(apt-get -q
     -o Dir::Etc::sourcelist="$apt_dir/sources.list" -o Dir::Etc::sourceparts=/dev/null
     -o Dir::State::lists="$apt_dir/lists" -o Dir::Cache="$apt_dir/cache" -o APT::Sandbox::User=root)
@@ -85,10 +86,10 @@ unpack_sources() {
     mv tinyfiledialogs.h "$1/sources/tinyfiledialogs/"
   )
   matches_sums "$1/sources" "$source_sums" ||
-    die "the sources in the pinned archives are not the pinned ones."
+    die "the checksums of the sources in the pinned archives do not match."
 }
 
-# Says which sources, recipe and options the built copies come from.
+# Identifies the sources, build files and options of the built copies.
 deps_fingerprint() {
   { printf '%s\n' "$source_sums" "$@"; cat cmake/deps/CMakeLists.txt cmake/deps/*.c; } | sha256sum
 }
@@ -112,16 +113,18 @@ build_pinned_deps() {
   mv "$work/stamp" "$prefix/stamp"
 }
 
-# pinned_deps_stand PREFIX [CMAKE-OPTIONS]
-pinned_deps_stand() {
+# are_deps_current PREFIX [CMAKE-OPTIONS]
+#
+# Succeeds if PREFIX has the unchanged result of building the pinned sources with these options.
+are_deps_current() {
   local stamp=$1/stamp
   shift
   [[ -f $stamp && $(head -n 1 "$stamp") == "$(deps_fingerprint "$@")" ]] || return
-  # The rest of the stamp: the checksums of what was installed.
+  # The other lines of the stamp are the checksums of the installed files.
   (cd -- "${stamp%/*}" && tail -n +2 stamp | sha256sum --check --status --strict 2>/dev/null)
 }
 
-# True when both are there already, from a package manager or under the caller's CMAKE_PREFIX_PATH.
+# Succeeds if CMake finds both packages elsewhere, for instance in the caller's CMAKE_PREFIX_PATH.
 deps_installed_elsewhere() {
   local probe=$1/probe
   mkdir -p "$probe"
@@ -134,7 +137,7 @@ PROBE
   quietly cmake -S "$probe" -B "$probe/build" -G Ninja
 }
 
-# Has the pinned archives in the cache.
+# Fetches the pinned archives that are not in the cache.
 need_archives() {
   mkdir -p "$cache_dir"
   matches_sums "$cache_dir" "$(sum_of "$miniz_archive")" || fetch_miniz "$1"
@@ -142,7 +145,7 @@ need_archives() {
 }
 
 need_deps() {
-  pinned_deps_stand "$deps_dir" && return
+  are_deps_current "$deps_dir" && return
   mkdir -p "$deps_dir"
   make_work_dir "$deps_dir/work.XXXXXX"
   deps_installed_elsewhere "$work_dir" && return
@@ -152,18 +155,18 @@ need_deps() {
 
 # need_instrumented_deps NAME C-FLAGS [CMAKE-OPTIONS]
 #
-# Builds the pinned copies once more, under .deps/NAME, with a sanitizer. Where a package manager
-# provides them, its copies are linked as they are.
+# Builds the pinned copies with a sanitizer in .deps/NAME. Copies from a package manager are linked
+# without one.
 need_instrumented_deps() {
   local prefix=$deps_dir/$1 options=("-DCMAKE_C_FLAGS=-g -fno-omit-frame-pointer $2" "${@:3}")
-  pinned_deps_stand "$prefix" "${options[@]}" && return
-  pinned_deps_stand "$deps_dir" || return 0
+  are_deps_current "$prefix" "${options[@]}" && return
+  are_deps_current "$deps_dir" || return 0
   make_work_dir "$deps_dir/work.XXXXXX"
   need_archives "$work_dir"
   build_pinned_deps "$work_dir" "$prefix" "${options[@]}"
 }
 
-# The copies that a preset links in place of those in .deps.
+# Builds the copies that a preset links instead of those in .deps.
 need_deps_of_preset() {
   local undefined="undefined -fno-sanitize-recover=all"
   case $1 in
@@ -176,11 +179,13 @@ need_deps_of_preset() {
   esac
 }
 
-# The pinned copies for another system, which packages have not got.
+# need_foreign_deps PREFIX CMAKE-OPTIONS...
+#
+# Builds the pinned copies for another system, for which there are no packages.
 need_foreign_deps() {
   local prefix=$1
   shift
-  pinned_deps_stand "$prefix" "$@" && return
+  are_deps_current "$prefix" "$@" && return
   make_work_dir "$deps_dir/work.XXXXXX"
   need_archives "$work_dir"
   build_pinned_deps "$work_dir" "$prefix" "$@"

@@ -1,4 +1,4 @@
-# `./dev docs` and `./dev screenshots`. Read by `dev`.
+# `./dev docs` and `./dev screenshots`. Sourced by `dev`.
 
 run_docs() {
   local site=$root/build/docs/html
@@ -6,16 +6,16 @@ run_docs() {
   mkdir -p build/docs
   rm -rf build/docs/xml
   doxygen docs/Doxyfile || die "doxygen reports the warnings above."
-  # Breathe would show the members of a group without their namespace.
+  # Breathe shows the members of a group by their unqualified names.
   sed -i '/<name>/{N;s|<name>.*</name>\n *<qualifiedname>\(.*\)</qualifiedname>|<name>\1</name>|}' \
     build/docs/xml/group__*.xml
-  # Everything is read again (-E), because Sphinx does not notice that a header has changed.
+  # -E: Sphinx does not detect changed headers.
   sphinx-build -q -W --keep-going -E -b html -d build/docs/doctrees docs "$site" ||
     die "sphinx reports the warnings above."
   if [[ ${1:-} == --test ]]; then
     need "${docs_test_packages[@]}"
     /usr/bin/python3 -B scripts/docs/test_site.py "$site" build/docs/screenshots ||
-      die "the site has the faults above."
+      die "the site has the problems above."
   fi
   say "${site#"$root"/}/index.html"
 }

@@ -1,12 +1,12 @@
-# `./dev fuzz`. Read by `dev`.
+# `./dev fuzz`. Sourced by `dev`.
 
 run_fuzz() {
   local name=${1:-} seconds=${2:-60}
-  [[ -f fuzz/$name.cpp ]] || die "there is no fuzzer '$name': choose one of $(fuzzer_names)."
+  [[ -f fuzz/$name.cpp ]] || die "unknown fuzzer '$name': choose one of $(fuzzer_names)."
   need clang libclang-rt-dev
   set_up
   build_preset fuzz --target "vx_fuzz_$name"
-  # New inputs are kept in build/, where the next run finds them, next to the inputs that failed.
+  # New inputs are kept for the next run, next to the failing inputs.
   local found=$root/build/fuzz/$name
   mkdir -p "$found/corpus"
   local options=(-max_total_time="$seconds" -max_len=4096 -timeout=60 -print_final_stats=1

@@ -1,6 +1,5 @@
-# The Debian packages that each job needs, and the installation of missing ones. Read by `dev`.
+# Lists the Debian packages by purpose and installs missing ones. Sourced by `dev`.
 
-# Debian packages by purpose.
 readonly build_packages=(cmake ninja-build g++)
 readonly example_packages=(libcli11-dev)
 readonly test_packages=(libgtest-dev libgmock-dev unzip python3 pkg-config)
@@ -26,7 +25,7 @@ package_installed() {
     [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
 }
 
-# Says whether what the package provides is there, from the package or another source.
+# Succeeds if the contents of the package are installed, by the package or in another way.
 is_available() {
   case $1 in
     ninja-build) command -v ninja >/dev/null ;;
@@ -77,7 +76,7 @@ may_install() {
 
 refresh_package_lists() {
   [[ -z ${package_lists_fresh:-} ]] || return 0
-  # A failing source does not matter as long as the others have the packages.
+  # If one source fails, the others may still have the packages.
   quietly as_root apt-get -q update || true
   package_lists_fresh=yes
 }
@@ -89,7 +88,7 @@ missing_of() {
   done
 }
 
-# Installs the named packages that are missing, and nothing else.
+# Installs those of the named packages that are missing.
 need() {
   local missing
   mapfile -t missing < <(missing_of "$@")
@@ -109,7 +108,7 @@ need() {
       "(details: ${details_log#"$root"/}), then run this again."
 }
 
-# Like `need`, for optional packages: does nothing where packages cannot be installed.
+# Like `need`, for optional packages: does nothing if packages cannot be installed.
 need_where_possible() {
   [[ -n $(missing_of "$@") ]] && is_debian_like && may_install || return 0
   need "$@"

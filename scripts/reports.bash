@@ -1,4 +1,4 @@
-# Messages, the log of noisy commands, and the temporary work directory. Read by `dev`.
+# Messages, the log of noisy commands, and the temporary work directory. Sourced by `dev`.
 
 say() { printf '== %s\n' "$*"; }
 
@@ -7,7 +7,7 @@ die() {
   exit 1
 }
 
-# Runs a command with its output, which names package servers, redirected to a log in the tree.
+# Runs a command and redirects its output to a log, because the output names package servers.
 quietly() {
   mkdir -p "$deps_dir"
   printf '\n$ %s\n' "$*" >>"$details_log"

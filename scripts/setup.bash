@@ -1,9 +1,9 @@
-# What `./dev setup`, and the subcommands that begin with it, install. Read by `dev`.
+# Installs what `./dev setup` and other subcommands need. Sourced by `dev`.
 
-# What fetching and building the two dependencies needs in addition to the build packages.
+# Additional packages for fetching and building the two dependencies.
 readonly deps_packages=(npm ca-certificates libdeflate-dev)
 
-# set_up PACKAGES...: has the compilers, the two dependencies and the packages.
+# set_up PACKAGES...: installs the compilers, the two dependencies and the packages.
 set_up() {
   set -- "${build_packages[@]}" "$@"
   announce_setup "$@"
@@ -18,7 +18,7 @@ set_up_for_tests() {
   need_where_possible "${some_tests_packages[@]}"
 }
 
-# Names what is missing, before anything is installed.
+# Prints what will be installed.
 announce_setup() {
   local missing deps=()
   ! must_build_deps || deps=("${deps_packages[@]}")
@@ -28,7 +28,7 @@ announce_setup() {
 }
 
 must_build_deps() {
-  ! pinned_deps_stand "$deps_dir" || return 1
+  ! are_deps_current "$deps_dir" || return 1
   command -v cmake >/dev/null || return 0
   mkdir -p "$deps_dir"
   make_work_dir "$deps_dir/work.XXXXXX"

@@ -16,7 +16,7 @@
 #include <stdio_ext.h>
 #endif
 
-/* ---- Loads: miniz's own cast the address, which is undefined where it is not aligned. */
+/* ---- Loads: miniz casts the address, which is undefined behaviour if it is not aligned. */
 
 #if MINIZ_USE_UNALIGNED_LOADS_AND_STORES && MINIZ_LITTLE_ENDIAN
 static mz_uint16 load16(const void* bytes) {
@@ -37,7 +37,7 @@ static mz_uint32 load32(const void* bytes) {
 #define MZ_READ_LE32(p) load32(p)
 #endif
 
-/* ---- Checksums: libdeflate's, which cost a fraction of miniz's. */
+/* ---- Checksums: libdeflate is several times as fast as miniz. */
 
 #ifdef USE_EXTERNAL_MZCRC
 #include <libdeflate.h>
@@ -47,8 +47,8 @@ mz_ulong mz_crc32(mz_ulong crc, const mz_uint8* bytes, size_t length) {
 }
 #endif
 
-/* ---- Times: both conversions are thread-safe, and neither reads the time zone file each time. A
-   change of the time zone takes effect after tzset(). */
+/* ---- Times: both conversions are thread-safe and do not read the time zone file on each call. A
+   new time zone takes effect after tzset(). */
 
 static time_t clock_as_utc(const struct tm* local) {
   struct tm copy = *local;
@@ -61,8 +61,7 @@ static time_t utc_offset(time_t time) {
   return localtime_r(&time, &local) != NULL ? (time_t)local.tm_gmtoff : 0;
 }
 
-/* mktime, except that either offset may be applied in an hour that a clock change repeats or
-   skips. */
+/* Like mktime, but may apply either offset in an hour that a clock change repeats or skips. */
 static time_t time_of(const struct tm* local) {
   const time_t as_utc = clock_as_utc(local);
   const time_t guess = as_utc - utc_offset(as_utc);
@@ -87,8 +86,8 @@ static struct tm date_in_range(struct tm date) {
   return date;
 }
 
-/* localtime, limited to the dates that an entry can hold. A time that has no date gets the first
-   one. */
+/* Like localtime, but limited to the dates that an entry can hold. A time without a date becomes the
+   first one. */
 static struct tm* date_of(const time_t* time) {
   static __thread struct tm date;
   struct tm local;
@@ -102,11 +101,11 @@ static struct tm* date_of(const time_t* time) {
 #define mktime(local) time_of(local)
 #define localtime(time) date_of(time)
 
-/* ---- Positions in a file: fseek makes a system call even when it stays within the buffer. */
+/* ---- Seeks: fseek makes a system call even if the target is in the buffer. */
 
 enum { longest_gap = 4096 };
 
-/* Reads over the gap, where the last operation was not a write. */
+/* Skips `length` bytes by reading them. Fails if the last operation was a write. */
 static int skip(FILE* file, size_t length) {
 #ifdef __linux__
   char gap[longest_gap];
@@ -131,7 +130,7 @@ static int seek(FILE* file, off_t offset, int whence) {
 #define fseeko(file, offset, whence) seek(file, offset, whence)
 #define fseeko64(file, offset, whence) seek(file, offset, whence)
 
-/* ---- Replaced functions: miniz's own get other names. */
+/* ---- Replaced functions: miniz's versions are renamed. */
 
 #define mz_zip_writer_init_file miniz_init_file
 #define mz_zip_writer_add_file miniz_add_file
@@ -143,8 +142,7 @@ static int seek(FILE* file, off_t offset, int whence) {
 #undef mz_zip_writer_add_file
 #undef mz_zip_writer_finalize_archive
 
-/* miniz asks for the position before each write. The C library makes a system call for each of
-   these questions until the first seek. */
+/* miniz calls ftello before each write, which makes a system call each time until the first seek. */
 mz_bool mz_zip_writer_init_file(mz_zip_archive* zip, const char* path, mz_uint64 reserved) {
   if (!miniz_init_file(zip, path, reserved)) {
     return MZ_FALSE;
@@ -153,10 +151,10 @@ mz_bool mz_zip_writer_init_file(mz_zip_archive* zip, const char* path, mz_uint64
   return MZ_TRUE;
 }
 
-/* miniz's own function makes 13 system calls for a small input, this one 5. */
+/* miniz's version makes 13 system calls for a small input, this one makes 5. */
 
 static size_t read_input(void* file, mz_uint64 offset, void* buffer, size_t length) {
-  (void)offset; /* Inputs are read from the beginning to the end. */
+  (void)offset; /* Inputs are read sequentially. */
   return feof((FILE*)file) ? 0 : fread(buffer, 1, length, (FILE*)file);
 }
 
@@ -183,8 +181,8 @@ mz_bool mz_zip_writer_add_file(mz_zip_archive* zip, const char* name, const char
   return added;
 }
 
-/* Archives beyond 4 GiB: miniz changes to zip64 only when a file begins beyond the limit, and
-   does not finalise an archive whose last file crosses it. */
+/* Archives larger than 4 GiB: miniz switches to zip64 only if a file begins after the limit, and
+   fails to finalise an archive whose last file crosses it. */
 
 mz_bool mz_zip_writer_finalize_archive(mz_zip_archive* zip) {
   if (zip != NULL && zip->m_pState != NULL &&

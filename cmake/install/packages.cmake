@@ -1,8 +1,8 @@
-# Has `cpack` make an archive of the installation and, on Debian, one package of the shared libraries
-# and one for development with them. Debian packages are installed in /usr, so they need that prefix.
+# Configures `cpack` to create an archive of the installation and, on Debian, a package of the shared
+# libraries and a development package. Debian packages require the prefix /usr.
 set(CPACK_GENERATOR TGZ)
 set(CPACK_PACKAGE_VENDOR "the vx authors")
-# Whoever distributes packages sets their own address.
+# Distributors set this to their own address.
 set(CPACK_PACKAGE_CONTACT "the vx authors <vx@example.org>" CACHE STRING
   "Maintainer of the packages, with an address")
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
@@ -28,7 +28,7 @@ if(VX_DPKG AND BUILD_SHARED_LIBS AND CMAKE_INSTALL_PREFIX STREQUAL /usr)
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
   set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
   set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-  # dpkg-shlibdeps looks for the one library next to the other.
+  # Where dpkg-shlibdeps finds vx_core, a dependency of vx_fs.
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
   set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
     "Directories, copies, listings, well-known directories, zip archives and file
@@ -40,7 +40,7 @@ for CMake, pkg-config and debuggers.")
   file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/triggers "activate-noawait ldconfig\n")
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_BINARY_DIR}/triggers)
 
-  # What Debian's policy wants of each package.
+  # Debian's policy requires a copyright file and a changelog in each package.
   file(READ ${PROJECT_SOURCE_DIR}/LICENSE copyright)
   file(READ ${PROJECT_SOURCE_DIR}/NOTICE notice)
   string(APPEND copyright "\n${notice}")
