@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""Measures how the time of paths, directories and archives and the memory of archives grow with size.
+"""Measures how time and memory grow with the input size.
 
-It takes about four minutes on a quiet machine and 7 GiB of the RAM disk; with --large, three more
-minutes and 10 GiB.
+Covers the time of operations on paths, directories and archives, and the memory of listings and
+archives. Takes about four minutes on an idle machine and 7 GiB on the RAM disk. --large takes three
+more minutes and 10 GiB.
 """
 
 import argparse
@@ -16,7 +17,7 @@ import report
 KIB = 1024
 MIB = 1024 * KIB
 
-# The families of work in their order: what their sizes count, and the plot that shows them.
+# For each family of work, in the order of the report: the unit of its sizes and its plot.
 UNITS = {
     "path": "bytes",
     "levels": "levels",
@@ -41,16 +42,16 @@ MEMORY_SIZES = (1 * MIB, 16 * MIB, 256 * MIB, 1024 * MIB)
 def parse_arguments():
     parser = argparse.ArgumentParser(prog="./dev bench --growth", description=__doc__)
     parser.add_argument("--repetitions", type=int, default=5)
-    parser.add_argument("--min-time", type=float, default=0.05, help="seconds a repetition")
-    parser.add_argument("--large", action="store_true", help="an archive of 4 GiB as well")
-    parser.add_argument("--publish", action="store_true", help="keep tables and plot in docs/")
+    parser.add_argument("--min-time", type=float, default=0.05, help="seconds per repetition")
+    parser.add_argument("--large", action="store_true", help="also measure an archive of 4 GiB")
+    parser.add_argument("--publish", action="store_true", help="copy the tables and the plot to docs/")
     parser.add_argument("--programs", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
     parser.add_argument("--out", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
     return parser.parse_args()
 
 
 def measure_time(arguments):
-    """{work: {size: nanoseconds}}"""
+    """Returns {work: {size: nanoseconds}}."""
     program = arguments.programs / "vx_bench_growth"
     arguments.filter = "-^large"
     found = report.cases(program, arguments, arguments.out)
@@ -66,7 +67,7 @@ def measure_time(arguments):
 
 
 def peaks(arguments, files, size):
-    """{work: bytes} of an archive of so many files of so many bytes."""
+    """Returns {work: growth of the peak in bytes} for `files` files of `size` bytes each."""
     output = subprocess.run(
         [arguments.programs / "vx_memory", str(files), str(size)],
         check=True,
@@ -77,7 +78,7 @@ def peaks(arguments, files, size):
 
 
 def measure_memory(arguments):
-    """{(work, unit): {size: bytes}}"""
+    """Returns {(work, unit): {size: bytes}}."""
     memory = {}
     for files in MEMORY_FILES:
         for work, growth in peaks(arguments, files, SMALL_FILE).items():
@@ -97,7 +98,7 @@ def short(name):
 
 
 def exponent(costs):
-    """Between the two largest sizes: 1 if the time is proportional to the size."""
+    """Returns the exponent of growth between the two largest sizes: 1 is linear."""
     (low, low_cost), (high, high_cost) = sorted(costs.items())[-2:]
     return math.log(high_cost / low_cost) / math.log(high / low)
 
@@ -112,7 +113,7 @@ def time_table(work):
         "|---|---|---|---|",
     ]
     for name, costs in work.items():
-        each = ", ".join(report.spelled(cost / size) for size, cost in sorted(costs.items()))
+        each = ", ".join(report.format_time(cost / size) for size, cost in sorted(costs.items()))
         unit = UNITS[family(name)]
         lines.append(
             f"| {short(name)} | {sizes_of(costs)} {unit} | {each} | {exponent(costs):.2f} |"
@@ -133,7 +134,7 @@ def memory_table(memory):
 
 
 def each_more(growths):
-    """The bytes for one more file, from the two largest sizes."""
+    """Returns the bytes per additional file, computed from the two largest sizes."""
     (low, low_growth), (high, high_growth) = sorted(growths.items())[-2:]
     return (high_growth - low_growth) / (high - low)
 
@@ -150,7 +151,7 @@ def draw_lines(axes, lines, title, ylabel):
 
 
 def draw_slope(axes, lines):
-    """The dashed line is linear."""
+    """Draws linear growth as a dashed line."""
     low = min(size for values in lines.values() for size in values)
     high = max(size for values in lines.values() for size in values)
     first = min(value for values in lines.values() for value in values.values()) / 2

@@ -1,6 +1,6 @@
 include_guard(GLOBAL)
 
-# What vx_miniz.h has to know of the build of miniz that was found.
+# Tells vx_miniz.h whether miniz was built with libdeflate.
 add_library(vx_miniz_in_use INTERFACE)
 target_link_libraries(vx_miniz_in_use INTERFACE miniz::miniz)
 get_target_property(miniz_libraries miniz::miniz INTERFACE_LINK_LIBRARIES)

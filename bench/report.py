@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Runs the benchmark programs and writes their times relative to plain C.
+"""Runs the benchmark programs and reports their times relative to plain C.
 
-Every case is named "work/contender"; the contender "plain C" makes the same system calls as the
-library. The repetitions of one program are interleaved at random, so that other load on the machine
-affects all contenders alike, and medians are compared.
+Every case is named "work/contender". The contender "plain C" makes the same system calls as the
+library. The repetitions of a program are interleaved at random, so that other load on the machine
+affects all contenders alike. The report compares medians.
 """
 
 import argparse
@@ -15,7 +15,7 @@ import shutil
 import subprocess
 import sys
 
-# The largest ratio to plain C that each piece of work should have.
+# The largest acceptable ratio to plain C.
 AIMS = {
     "writeZip 64 MiB text": 1.01,
     "writeZip 64 MiB noise": 1.01,
@@ -50,16 +50,16 @@ AIMS = {
 
 PROGRAMS = ("string", "path", "fs", "zip")
 
-# A peer is faster than the library when its median is lower by more than this.
+# A peer counts as faster than the library if its median is lower by more than this fraction.
 NOISE = 0.03
 
-# Peers that do less or other work, by the work (a prefix of its name) and the peer.
+# How a peer's work differs, by a prefix of the work's name and the peer.
 UNLIKE = {
     ("copyFile", "std::filesystem"): "copies in the kernel and truncates the old file",
     ("copyFile", "Boost"): "copies in the kernel and truncates the old file",
     ("copyFile", "Qt"): "copies in the kernel to an unnamed file and waits for the disk",
-    ("listFiles", "Qt"): "takes the types of the entries from the directory, without a stat call each",
-    ("mkDir, 10 new", "Qt"): "tries to create each directory without a stat call before",
+    ("listFiles", "Qt"): "reads the types of the entries from the directory, without stat calls",
+    ("mkDir, 10 new", "Qt"): "creates each directory without a stat call first",
     ("mkDir, all", "Boost"): "makes one stat call, not two",
     ("mkDir, all", "std::filesystem"): "makes one stat call, not two",
     ("writeZip", "miniz"): "no stat call and no canonical path for each input",
@@ -77,48 +77,48 @@ UNLIKE = {
     ("file", "LLVM"): "finds the name in a view",
     ("ext", "std::filesystem"): "keeps a list of the components with each path",
     ("file", "std::filesystem"): "keeps a list of the components with each path",
-    ("join of two", "Abseil"): "does not look for separators",
+    ("join of two", "Abseil"): "does not handle separators",
     ("join of two", "LLVM"): "joins in a buffer on the stack first",
 }
 PROGRAM_PEERS = ("zip, unzip", "bsdtar", "Python zipfile")
 STARTS = "starts a process"
 
-# Why a peer is faster, by the prefix of the work's name.
+# Why a peer is faster, by a prefix of the work's name.
 REASONS = {
-    "writeZip": "Checks of each input that the function promises.",
+    "writeZip": "The function checks each input, as documented.",
     "readZip 64": "zlib decompresses this content as fast as miniz.",
-    "readZip": "Checks of each entry that the function promises.",
-    "copyFile": "The function promises to remove the old file and to copy through streams.",
-    "listFiles": "The function promises a stat call for each entry.",
-    "mkDir, 10 new": "The function promises a test of each level.",
-    "mkDir, all": "The function promises both tests.",
-    "ext": "Each string is allocated, however short.",
-    "file": "The name has to be found in the path.",
-    "dir": "Each string is allocated, however short.",
-    "join of two": "Any number of parts is taken, in a list.",
-    "canonical": "The result of `realpath` is copied into a string.",
-    "string literal": "Each string is allocated with its count.",
-    "string append": "Each string is allocated with its count.",
-    "string split": "Each string is allocated with its count.",
-    "string join": "The length is counted first.",
-    "compareNoCase": "Bytes are compared one by one, and the argument is counted.",
-    "resolvePath": "The function promises to test the own directory again for each candidate.",
+    "readZip": "The function checks each entry, as documented.",
+    "copyFile": "The function removes the old file and copies through streams, as documented.",
+    "listFiles": "The function makes a stat call for each entry, as documented.",
+    "mkDir, 10 new": "The function tests each parent directory, as documented.",
+    "mkDir, all": "The function makes two stat calls, as documented.",
+    "ext": "Short strings are allocated too.",
+    "file": "The function searches the path for the name.",
+    "dir": "Short strings are allocated too.",
+    "join of two": "The function takes a list of any number of parts.",
+    "canonical": "The result of `realpath` is copied to a string.",
+    "string literal": "Each string is allocated together with its reference count.",
+    "string append": "Each string is allocated together with its reference count.",
+    "string split": "Each string is allocated together with its reference count.",
+    "string join": "The function computes the length first.",
+    "compareNoCase": "Bytes are compared one by one, and the argument is reference-counted.",
+    "resolvePath": "As documented, the reference's directory is tested again for each candidate.",
 }
 
 
 def parse_arguments():
     parser = argparse.ArgumentParser(prog="./dev bench", description=__doc__)
-    parser.add_argument("filter", nargs="?", default=".", help="regular expression on the names")
+    parser.add_argument("filter", nargs="?", default=".", help="regular expression for the names")
     parser.add_argument("--repetitions", type=int, default=7)
-    parser.add_argument("--min-time", type=float, default=0.05, help="seconds a repetition")
-    parser.add_argument("--publish", action="store_true", help="keep table and plot in docs/")
+    parser.add_argument("--min-time", type=float, default=0.05, help="seconds per repetition")
+    parser.add_argument("--publish", action="store_true", help="copy the table and the plot to docs/")
     parser.add_argument("--programs", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
     parser.add_argument("--out", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
     return parser.parse_args()
 
 
 def cases(program, arguments, out):
-    """The aggregates of one program, as pairs of a case's name and {median, spread}."""
+    """Runs a program and returns {name of the case: {median, spread}}."""
     result = out / (program.name + ".json")
     result.unlink(missing_ok=True)
     subprocess.run(
@@ -135,18 +135,18 @@ def cases(program, arguments, out):
         stdout=subprocess.DEVNULL,
     )
     found = {}
-    # A filter that takes no case of a program leaves no result.
+    # A program without a matching case writes no result.
     if not result.exists() or not result.stat().st_size:
         return found
     report = json.loads(result.read_text())
     if "miniz" in report["context"]:
-        print(f"The archives are those of miniz {report['context']['miniz']}.")
+        print(f"Archives are written and read by miniz {report['context']['miniz']}.")
     for case in report["benchmarks"]:
         if case.get("error_occurred"):
             sys.exit(f"{case['name']}: {case['error_message']}")
         entry = found.setdefault(case["run_name"], {})
-        # The time of a started program is wall-clock time. Elsewhere processor time is better, since
-        # it leaves out other processes.
+        # Cases that start other programs have to be measured in wall-clock time. Processor time is
+        # more stable, because it excludes other processes.
         clock = "real_time" if "real_time" in case["run_name"] else "cpu_time"
         if case["aggregate_name"] == "median":
             entry["median"] = case[clock] * {"ns": 1, "us": 1e3, "ms": 1e6}[case["time_unit"]]
@@ -156,7 +156,7 @@ def cases(program, arguments, out):
 
 
 def run(program, arguments, out):
-    """The same by what is done and who does it, {work: {contender: {median, spread}}}."""
+    """Runs a program and returns {work: {contender: {median, spread}}}."""
     work = {}
     for run_name, entry in cases(program, arguments, out).items():
         name, contender = split_name(run_name)
@@ -165,13 +165,13 @@ def run(program, arguments, out):
 
 
 def split_name(run_name):
-    """Work and contender; an argument of the case belongs to the work."""
+    """Returns work and contender. A numeric argument of the case becomes part of the work."""
     parts = [part for part in run_name.split("/") if part != "real_time"]
     argument = " " + parts.pop() if parts[-1].isdigit() else ""
     return "/".join(parts[:-1]) + argument, parts[-1]
 
 
-def spelled(nanoseconds):
+def format_time(nanoseconds):
     for unit, size in (("s", 1e9), ("ms", 1e6), ("µs", 1e3)):
         if nanoseconds >= size:
             return f"{nanoseconds / size:.3g} {unit}"
@@ -179,7 +179,7 @@ def spelled(nanoseconds):
 
 
 def by_prefix(table, name):
-    """The value of the longest key that the name begins with."""
+    """Returns the value of the longest key that is a prefix of `name`."""
     return table[max((key for key in table if name.startswith(key)), key=len)]
 
 
@@ -228,14 +228,14 @@ def row(name, contenders, notes):
         for peer, median in peers_of(contenders).items()
     )
     return (
-        f"| {name} | {spelled(plain)} ± {contenders['plain C']['spread']:.0%} "
+        f"| {name} | {format_time(plain)} ± {contenders['plain C']['spread']:.0%} "
         f"| **{ratio:.2f}** ± {contenders['vx']['spread']:.0%} "
         f"| {'' if aim is None else aim}{met} | {peers} |"
     )
 
 
 def tables(work):
-    """First the rows in which a peer is faster, with the reasons, then the others."""
+    """Returns two tables: the work in which a peer is faster, with the reasons, and other work."""
     notes = Notes()
     heading = "| work | plain C | vx / plain C | aim | peers / plain C |"
     faster = [f"{heading} why a peer is faster |", "|---|---|---|---|---|---|"]
@@ -265,12 +265,12 @@ MID_TONE = "#808080"
 
 
 def plotting():
-    """The plotting library, set to write the same bytes for the same figures."""
+    """Returns the plotting library, configured to write reproducible files."""
     import matplotlib
 
     matplotlib.use("svg")
     matplotlib.rcParams["svg.hashsalt"] = "vx"
-    # Readable on a white and on a black page.
+    # Readable on a light and a dark background.
     matplotlib.rcParams["savefig.transparent"] = True
     matplotlib.rcParams["legend.facecolor"] = "none"
     for part in ("text.color", "axes.labelcolor", "axes.edgecolor", "xtick.color", "ytick.color"):
@@ -323,7 +323,7 @@ def main():
         work.update(run(arguments.programs / f"vx_bench_{name}", arguments, arguments.out))
     work = {name: case for name, case in work.items() if "plain C" in case and "vx" in case}
     if not work:
-        sys.exit(f"no work matches '{arguments.filter}' with its plain C")
+        sys.exit(f"no work with a plain C contender matches '{arguments.filter}'")
 
     text = (
         f"Medians of {arguments.repetitions} interleaved repetitions, ± their coefficient of "

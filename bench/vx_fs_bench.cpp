@@ -307,7 +307,7 @@ void makeNew(benchmark::State& state, Make make) {
   const std::string path = tenLevels(top);
   for (auto _ : state) {
     if (!make(path)) {
-      state.SkipWithError("the directories could not be made");
+      state.SkipWithError("the directories could not be created");
     }
     state.PauseTiming();
     removeLevels(path, top);

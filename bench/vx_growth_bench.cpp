@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Measures how time grows with size. Each case is named "work/size".
+// Measures how time grows with the input size. Each case is named "work/size".
 
 #include "bench/vx_inputs.h"
 #include "bench/vx_plain_c.h"
@@ -28,9 +28,9 @@ std::size_t sizeOf(const benchmark::State& state) {
   return static_cast<std::size_t>(state.range(0));
 }
 
-// ---- Paths of a length ------------------------------------------------------------------------
+// ---- Length of a path -------------------------------------------------------------------------
 
-/// As much of `piece` over and over as makes this length.
+/// Repeats `piece` up to this length.
 std::string repeated(const std::string& piece, std::size_t length) {
   std::string made;
   while (made.size() < length) {
@@ -48,8 +48,8 @@ vx::String normalPath(std::size_t length) {
   return vx::String(std::string_view(repeated("/textures/wood/oak", length - 1) + "x"));
 }
 
-/// Half of it is directories, half the name of a file without an extension: a scan has to go over
-/// all of the name to know.
+/// The second half is a file name without an extension, so that the search for a dot has to scan
+/// all of it.
 vx::String pathOfHalves(std::size_t length) {
   return vx::String(std::string_view(repeated("/wood", length / 2) + "/" +
                                      repeated("grain", length - length / 2 - 1)));
@@ -110,7 +110,7 @@ PATH("dir", pathOfHalves, askForDir);
 PATH("file", pathOfHalves, askForFile);
 PATH("ext, none there", pathOfHalves, askForExt);
 
-// ---- Directories with entries -----------------------------------------------------------------
+// ---- Entries of a directory -------------------------------------------------------------------
 
 const std::string& directoryOf(std::size_t entries) {
   static const vx::test::TempDir scratch = vx::test::TempDir::inMemory();
@@ -132,7 +132,7 @@ void listFiles(benchmark::State& state) {
     keep(vx::fs::listFiles(path, {"png"}));
   }
 }
-/// Sizes that take seconds are measured fewer times.
+/// For sizes that take seconds.
 void runOnce(benchmark::internal::Benchmark* bench) {
   bench->Iterations(1)->Repetitions(3);
 }
@@ -154,7 +154,7 @@ constexpr const char* kListingInC = "entries: the same system calls in C";
 BENCHMARK(listPlainC)->Name(kListingInC)->Apply(entryCounts);
 BENCHMARK(listPlainC)->Name(kListingInC)->Arg(1000000)->Apply(runOnce);
 
-// ---- Directories of many levels ---------------------------------------------------------------
+// ---- Levels of directories --------------------------------------------------------------------
 
 constexpr std::int64_t kMostLevels = 1950;  // a level has two bytes, PATH_MAX is 4096
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the benchmarks and the counts work on, so that their rows are of the same work.
+// Inputs that the benchmarks and the counts share, so that their results can be compared.
 
 #pragma once
 
@@ -14,7 +14,7 @@ namespace vx::bench {
 inline constexpr const char* kLiteral = "textures/wood/grain.png ";  // 24 bytes
 inline constexpr const char* kPiece = "/texture";                    // 8 bytes
 
-/// Two spellings that differ in letter case only.
+/// Two strings that differ only in letter case.
 struct Pair {
   const char* a;
   const char* b;
@@ -28,10 +28,10 @@ inline constexpr const char* kNormal = "/projects/kitchen/scenes/textures/wood/g
 inline constexpr const char* kBase = "/projects/kitchen/textures";
 inline constexpr const char* kName = "grain.png";
 
-/// Those that a reference is tried with.
+/// The extensions to try for a reference.
 inline constexpr std::array kImageExtensions = {"png", "jpg", "tif", "exr", "hdr", "tga"};
 
-/// Those of the files in a directory that is listed, in turn.
+/// The extensions of the files in a listed directory, in turn.
 inline constexpr std::array kListedExtensions = {".png", ".jpg", ".ksx", ".txt"};
 
 inline std::vector<std::string> sixteenNames() {
@@ -50,7 +50,7 @@ inline std::string sixteenJoined(const char* separator) {
   return joined;
 }
 
-/// A path of ten levels, `top` among them.
+/// Returns a path of ten levels, `top` included.
 inline std::string tenLevels(const std::string& top) {
   std::string path = top;
   for (int i = 0; i < 9; ++i) {
@@ -59,7 +59,7 @@ inline std::string tenLevels(const std::string& top) {
   return path;
 }
 
-/// Words of a scene, in an order that the generator decides.
+/// Returns words of a scene file in random order.
 inline std::string text(std::mt19937& random, std::size_t size) {
   static constexpr std::array kWords = {"node",  "wood",  "diffuse", "texture", "transform",
                                         "0.125", "-1.75", "kitchen", "float3",  "/scene/geo"};

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Measures memory: `vx_memory FILES SIZE` lists a directory of FILES files of SIZE bytes, writes an
-// archive of them and reads it, each in a child process. It prints by how many bytes the peak of
-// each child has grown.
+// archive of them and reads it, each in a child process. Prints the growth of each child's peak
+// memory in bytes.
 
 #include "bench/vx_workload.h"
 #include "fs/vx_fs.h"
@@ -18,7 +18,7 @@
 
 namespace {
 
-/// Runs `act` in a child, where the peak is that of this work alone.
+/// Runs `act` in a child process, whose peak memory is that of `act` alone.
 bool inChild(const char* name, const std::function<bool()>& act) {
   std::fflush(stdout);
   const pid_t child = ::fork();
@@ -43,7 +43,7 @@ int main(int argc, char** argv) {
   const auto files = static_cast<std::size_t>(std::strtoull(argv[1], nullptr, 10));
   const auto size = static_cast<std::size_t>(std::strtoull(argv[2], nullptr, 10));
   const vx::bench::Workload work(vx::bench::fillWithText, files, size);
-  // What the preparation has freed would otherwise be there for the work to take.
+  // Otherwise the children could reuse memory that the preparation has freed.
   ::malloc_trim(0);
 
   const bool listed = inChild(

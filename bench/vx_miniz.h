@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Which miniz a measurement ran with: the pinned build does other work than one found on the
-// system.
+// Identifies the miniz that a measurement uses: the pinned build makes other system calls than a
+// build from a package manager.
 
 #pragma once
 
-// miniz otherwise takes the names of zlib, which minizip brings.
+// miniz would otherwise define the names of zlib, which minizip includes.
 #define MINIZ_NO_ZLIB_COMPATIBLE_NAMES
 #include <miniz.h>
 

@@ -29,7 +29,7 @@ using namespace vx::bench;
 
 // ---- The normal form --------------------------------------------------------------------------
 
-// One pass over the text, into a buffer of the caller: nothing is allocated.
+// Makes one pass over the text and writes to the caller's buffer, without an allocation.
 std::size_t normalizePlainC(const char* path, char* out) {
   const bool isAbsolute = *path == '/';
   std::size_t length = 0;
@@ -145,7 +145,7 @@ BENCHMARK_CAPTURE(normalQt, normal, kNormal)->Name("normal form, already normal/
 
 // ---- Parts ------------------------------------------------------------------------------------
 
-// A backward scan, and an allocated copy of the result.
+// Each part is an allocated copy of the result of a backward scan.
 char* blockOf(const char* begin, const char* end) {
   const auto length = static_cast<std::size_t>(end - begin);
   auto* const block = static_cast<char*>(std::malloc(length + 1));

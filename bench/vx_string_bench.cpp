@@ -24,7 +24,7 @@ namespace {
 
 using namespace vx::bench;
 
-// ---- A copy of a handle -----------------------------------------------------------------------
+// ---- Copying ----------------------------------------------------------------------------------
 
 void copyPlainC(benchmark::State& state) {
   std::atomic<std::size_t> count{1};
@@ -53,7 +53,7 @@ void copySharedPtr(benchmark::State& state) {
 }
 BENCHMARK(copySharedPtr)->Name("string copy/std::shared_ptr");
 
-// ---- A string of a literal --------------------------------------------------------------------
+// ---- Construction from a literal --------------------------------------------------------------
 
 void literalPlainC(benchmark::State& state) {
   for (auto _ : state) {
@@ -82,7 +82,7 @@ void literal(benchmark::State& state) {
 BENCHMARK(literal<vx::String>)->Name("string literal 24/vx");
 BENCHMARK(literal<std::string>)->Name("string literal 24/std::string");
 
-// ---- A text built of eight pieces -------------------------------------------------------------
+// ---- Appending --------------------------------------------------------------------------------
 
 void appendPlainC(benchmark::State& state) {
   for (auto _ : state) {
@@ -140,9 +140,9 @@ void appendStd(benchmark::State& state) {
 }
 BENCHMARK(appendStd)->Name("string append 8/std::string");
 
-// ---- Sixteen pieces apart and together --------------------------------------------------------
+// ---- Splitting and joining --------------------------------------------------------------------
 
-// One block for each piece and one for the pointers.
+// Allocates one block for each piece and one for the pointers.
 void splitPlainC(benchmark::State& state) {
   const std::string text = sixteenJoined("|");
   for (auto _ : state) {
@@ -261,7 +261,7 @@ void joinStd(benchmark::State& state) {
 }
 BENCHMARK(joinStd)->Name("string join 16/std::string");
 
-// ---- Comparison without letter case -----------------------------------------------------------
+// ---- Case-insensitive comparison --------------------------------------------------------------
 
 int lowered(char c) {
   const auto byte = static_cast<unsigned char>(c);

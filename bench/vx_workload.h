@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Files for the benchmarks to work on, on the RAM disk where there is one.
+// Input files for the benchmarks, on the RAM disk if there is one.
 
 #pragma once
 
@@ -33,8 +33,8 @@ inline void removeLevels(const std::string& path, const std::string& top) {
 inline constexpr std::size_t kSmallFile = 200;
 inline constexpr std::size_t kMiB = 1024 * 1024;
 
-/// The same block of text over and over. It is larger than what a compressor looks back on, so that
-/// the next one is news to it.
+/// Writes a block of text repeatedly. The block is larger than the compressor's window, so that the
+/// repetitions do not compress better than other text.
 inline void fillWithText(std::ostream& file, std::mt19937& random, std::size_t size) {
   const std::string block = text(random, std::min(size, kMiB));
   for (std::size_t written = 0; written < size; written += block.size()) {
@@ -42,7 +42,7 @@ inline void fillWithText(std::ostream& file, std::mt19937& random, std::size_t s
   }
 }
 
-/// A directory with files, and room for an archive of them and for what comes out of it.
+/// A directory of input files, and the paths for archives and extracted files.
 class Workload {
  public:
   using Fill = void (*)(std::ostream& file, std::mt19937& random, std::size_t size);

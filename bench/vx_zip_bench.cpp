@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Compares archives with plain loops over miniz, and with other libraries and programs.
+// Compares reading and writing archives with plain loops over miniz, and with other libraries and
+// programs.
 
 #include "bench/vx_inputs.h"
 #include "bench/vx_miniz.h"
@@ -49,7 +50,7 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
-// ---- The work: files from a seeded generator ---------------------------------------------------
+// ---- Input files -------------------------------------------------------------------------------
 
 std::string noise(std::mt19937& random, std::size_t size) {
   std::string made(size, '\0');
@@ -79,7 +80,7 @@ const Workload& workload(const std::string& name) {
 
 // ---- Writing ----------------------------------------------------------------------------------
 
-/// What the library asks the system about each input, other than through miniz.
+/// The system calls that the library makes for each file in addition to those of miniz.
 enum class Checks { None, OfTheLibrary };
 
 /// Returns the path that an input is opened by, which is empty if there is none.
@@ -176,7 +177,7 @@ bool writeLibarchive(const Workload& work) {
   return good;
 }
 
-/// Runs a program to its end, silently, in `directory`.
+/// Runs a program in `directory` and discards its output.
 bool run(std::vector<std::string> arguments, const std::string& directory) {
   std::vector<char*> pointers;
   for (std::string& argument : arguments) {
@@ -258,7 +259,7 @@ bool readVx(const Workload& work) {
   return !vx::fs::readZip(work.archive().c_str(), work.out().c_str(), {}).empty();
 }
 
-// The libraries that do not set the times of extracted files get them set, as miniz does.
+// For the libraries that do not set the times of extracted files, unlike miniz.
 void setTime(const std::string& path, std::time_t time) {
   const utimbuf times{.actime = time, .modtime = time};
   ::utime(path.c_str(), &times);

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// Every operation a number of times in a process of its own, to be counted from outside: run
-// through valgrind for its instructions and through strace for its system calls (./dev counts).
+// Repeats each operation in a separate process, so that valgrind can count its instructions and
+// strace its system calls (./dev counts).
 //
-// Each operation has two processes, of which the second repeats it twice as often. What they differ
-// by is the repetitions alone: start-up, preparation and what only the first call does cancel out.
+// Each operation runs in two processes, and the second one repeats it twice as often. The
+// difference between the two excludes start-up, preparation and first-time initialization.
 
 #include "bench/vx_inputs.h"
 #include "bench/vx_miniz.h"
@@ -34,12 +34,12 @@
 
 namespace vx::bench {
 
-/// Does the work so many times.
+/// Performs the operation `times` times.
 using Repeat = std::function<void(int times)>;
 
 }  // namespace vx::bench
 
-/// Instructions are counted in here alone, so it has a name that valgrind can be told.
+/// valgrind finds this function by name and counts only the instructions inside it.
 extern "C" [[gnu::noinline]] void vx_measured(const vx::bench::Repeat& repeat, int times) {
   repeat(times);
 }
@@ -47,7 +47,7 @@ extern "C" [[gnu::noinline]] void vx_measured(const vx::bench::Repeat& repeat, i
 namespace vx::bench {
 namespace {
 
-/// What `act` is given is the number of the repetition.
+/// Calls `act` with the number of each repetition.
 template <class Act>
 Repeat repeating(Act act) {
   return [act = std::move(act)](int times) {
@@ -57,7 +57,7 @@ Repeat repeating(Act act) {
   };
 }
 
-/// Takes the value as used, so that the compiler leaves its making alone.
+/// Prevents the compiler from removing the computation of `value`.
 template <class Value>
 void keep(const Value& value) {
   asm volatile("" : : "g"(&value) : "memory");
@@ -65,17 +65,17 @@ void keep(const Value& value) {
 
 void expect(bool good) {
   if (!good) {
-    std::fprintf(stderr, "an operation has failed\n");
+    std::fprintf(stderr, "an operation failed\n");
     std::abort();
   }
 }
 
-// ---- A directory of one process ----------------------------------------------------------------
+// ---- Temporary directory -----------------------------------------------------------------------
 
-/// Its path has the same length everywhere, since the paths in the work have.
+/// A temporary directory. Its path always has the same length, because the counts depend on it.
 class Scratch {
  public:
-  /// For operations that are repeated up to `most` times.
+  /// @param most  The largest number of repetitions.
   explicit Scratch(int most) : most_(most) {
     std::string name = "/tmp/vx_counts_XXXXXX";
     expect(::mkdtemp(name.data()) != nullptr);
@@ -89,14 +89,14 @@ class Scratch {
     return String(std::string_view(path_ + "/" + std::string(name)));
   }
 
-  /// The path of a directory that is there.
+  /// Creates a directory and returns its path.
   [[nodiscard]] String directory(std::string_view name) const {
     const String made = path(name);
     std::filesystem::create_directories(made.buf());
     return made;
   }
 
-  /// The path of a file with this content; what is missing above it is made.
+  /// Creates a file and its missing parent directories. Returns its path.
   [[nodiscard]] String file(std::string_view name, std::string_view content) const {
     const String made = path(name);
     std::filesystem::create_directories(std::filesystem::path(made.buf()).parent_path());
@@ -104,7 +104,7 @@ class Scratch {
     return made;
   }
 
-  /// As many paths as there are repetitions, all of one length.
+  /// Returns a path for each repetition. All have the same length.
   template <class Make>
   [[nodiscard]] StringVector numbered(Make make) const {
     StringVector made;
@@ -127,7 +127,7 @@ String at(const StringVector& list, int index) {
 
 Repeat stringCopy(const Scratch& /*scratch*/) {
   return repeating([text = String(kLiteral)](int) {
-    const String copy = text;  // NOLINT(performance-unnecessary-copy-initialization): the work
+    const String copy = text;  // NOLINT(performance-unnecessary-copy-initialization): measured
     keep(copy);
   });
 }
@@ -176,7 +176,7 @@ Repeat normalForm(const char* path) {
 }
 
 template <class Question>
-Repeat questionOf(const Path& path, Question question) {
+Repeat queryPath(const Path& path, Question question) {
   return repeating([path, question](int) { keep(question(path)); });
 }
 
@@ -184,15 +184,15 @@ Path normalPath() {
   return Path(kNormal, /*normalizeFirst=*/false);
 }
 
-Repeat extOfAPath(const Scratch& /*scratch*/) {
-  return questionOf(normalPath(), [](const Path& path) { return path.ext(/*withDot=*/true); });
+Repeat pathExt(const Scratch& /*scratch*/) {
+  return queryPath(normalPath(), [](const Path& path) { return path.ext(/*withDot=*/true); });
 }
 
-Repeat fileOfAPath(const Scratch& /*scratch*/) {
-  return questionOf(normalPath(), [](const Path& path) { return path.file(/*withExt=*/true); });
+Repeat pathFile(const Scratch& /*scratch*/) {
+  return queryPath(normalPath(), [](const Path& path) { return path.file(/*withExt=*/true); });
 }
 
-Repeat dirOfAPath(const Scratch& /*scratch*/) {
+Repeat pathDir(const Scratch& /*scratch*/) {
   return repeating([path = String(kNormal)](int) { keep(Path::dir(path, /*isDir=*/false)); });
 }
 
@@ -205,23 +205,23 @@ Repeat canonicalForm(const Scratch& scratch) {
   const String lib = scratch.directory("usr/lib");
   expect(fs::isFile(scratch.file("usr/share/doc/libc6/copyright", "")));
   const Path path(lib + "/../share/doc/./libc6/copyright", /*normalizeFirst=*/false);
-  return questionOf(path, [](const Path& asked) { return asked.canonical(); });
+  return queryPath(path, [](const Path& asked) { return asked.canonical(); });
 }
 
 // ---- Files and directories ---------------------------------------------------------------------
 
 template <bool (*kQuery)(String)>
-Repeat queryOfAFile(const Scratch& scratch) {
+Repeat queryFile(const Scratch& scratch) {
   return repeating([path = scratch.file("a.png", "")](int) { keep(kQuery(path)); });
 }
 
 template <bool (*kQuery)(String)>
-Repeat queryOfADirectory(const Scratch& scratch) {
+Repeat queryDirectory(const Scratch& scratch) {
   return repeating([path = scratch.directory("a")](int) { keep(kQuery(path)); });
 }
 
 template <bool (*kQuery)(String)>
-Repeat queryOfNothing(const Scratch& scratch) {
+Repeat queryMissing(const Scratch& scratch) {
   return repeating([path = scratch.path("none")](int) { keep(kQuery(path)); });
 }
 
@@ -231,7 +231,7 @@ Repeat makeNewLevels(const Scratch& scratch) {
   return repeating([paths](int i) { expect(fs::mkDir(at(paths, i))); });
 }
 
-Repeat makeWhatIsThere(const Scratch& scratch) {
+Repeat makeExisting(const Scratch& scratch) {
   return repeating([path = scratch.directory(tenLevels("top"))](int) { expect(fs::mkDir(path)); });
 }
 
@@ -314,13 +314,13 @@ Repeat readTen(const Scratch& scratch) {
       [archive, outs](int i) { expect(fs::readZip(archive, at(outs, i), {}).size() == 10); });
 }
 
-// ---- The whole ---------------------------------------------------------------------------------
+// ---- All operations ----------------------------------------------------------------------------
 
 struct Operation {
   const char* name;
-  /// How often the first of its two processes repeats it.
+  /// The number of repetitions in the first process.
   int times;
-  /// Prepares in an empty directory what the repetitions work on.
+  /// Prepares the input in an empty directory.
   Repeat (*prepare)(const Scratch& scratch);
 };
 
@@ -342,20 +342,20 @@ constexpr std::array kOperations = {
               [](const Scratch& /*scratch*/) { return normalForm(kMixed); }},
     Operation{"normal form, already normal", kQuick,
               [](const Scratch& /*scratch*/) { return normalForm(kNormal); }},
-    Operation{"ext of a path", kQuick, extOfAPath},
-    Operation{"file of a path", kQuick, fileOfAPath},
-    Operation{"dir of a path", kQuick, dirOfAPath},
+    Operation{"ext of a path", kQuick, pathExt},
+    Operation{"file of a path", kQuick, pathFile},
+    Operation{"dir of a path", kQuick, pathDir},
     Operation{"join of two", kQuick, joinOfTwo},
     Operation{"canonical", kSlow, canonicalForm},
-    Operation{"isFile of a file", kSlow, queryOfAFile<fs::isFile>},
-    Operation{"isDir of a directory", kSlow, queryOfADirectory<fs::isDir>},
-    Operation{"exists of a file", kSlow, queryOfAFile<fs::exists>},
-    Operation{"exists of a directory", kSlow, queryOfADirectory<fs::exists>},
-    Operation{"exists of nothing", kSlow, queryOfNothing<fs::exists>},
+    Operation{"isFile of a file", kSlow, queryFile<fs::isFile>},
+    Operation{"isDir of a directory", kSlow, queryDirectory<fs::isDir>},
+    Operation{"exists of a file", kSlow, queryFile<fs::exists>},
+    Operation{"exists of a directory", kSlow, queryDirectory<fs::exists>},
+    Operation{"exists of nothing", kSlow, queryMissing<fs::exists>},
     Operation{"resolvePath wildcard miss", kSlowest, resolveMiss},
     Operation{"listFiles 100", kSlowest, listHundred},
     Operation{"mkDir, 10 new levels", kSlow, makeNewLevels},
-    Operation{"mkDir, all there", kSlow, makeWhatIsThere},
+    Operation{"mkDir, all there", kSlow, makeExisting},
     Operation{"rmDir", kSlow, removeDirectory},
     Operation{"rmFile", kSlow, removeFile},
     Operation{"moveFile over a file", kSlow, moveOverAFile},
@@ -365,8 +365,8 @@ constexpr std::array kOperations = {
     Operation{"readZip 10 x 16 KiB", kSlowest, readTen},
 };
 
-/// Prints the process and what it does, then waits for its end. The directory goes in the parent,
-/// where nothing is counted.
+/// Runs the operation in a child process and prints the child's process ID. The parent removes the
+/// directory, because its system calls are not counted.
 void run(const Operation& operation, int times) {
   const Scratch scratch(2 * operation.times);
   std::fflush(stdout);
@@ -382,7 +382,7 @@ void run(const Operation& operation, int times) {
   std::printf("%d\t%d\t%s\n", child, times, operation.name);
 }
 
-/// What the counts depend on, besides our own sources.
+/// Prints what the counts depend on in addition to our own sources.
 void printEnvironment() {
 #ifdef __clang__
   std::printf("compiler\t%s\n", __VERSION__);
@@ -393,7 +393,7 @@ void printEnvironment() {
 #ifdef __GLIBC__
   std::printf("C library\tglibc %s\n", ::gnu_get_libc_version());
 #else
-  std::printf("C library\tanother than glibc\n");
+  std::printf("C library\tnot glibc\n");
 #endif
 #ifdef _LIBCPP_VERSION
   std::printf("C++ library\tlibc++ %d\n", _LIBCPP_VERSION);
@@ -401,12 +401,12 @@ void printEnvironment() {
   std::printf("C++ library\tlibstdc++ %d\n", __GLIBCXX__);
 #endif
   std::printf("miniz\t%s\n", minizInUse().c_str());
-  // The libraries choose their functions by what the processor can; valgrind hides what is newer.
+  // Libraries select functions by the processor's features. valgrind hides those newer than AVX2.
 #ifdef __x86_64__
   const bool hasAvx2 = __builtin_cpu_supports("avx2") != 0;  // NOLINT(*-implicit-bool-conversion)
   std::printf("processor\tx86-64 %s AVX2\n", hasAvx2 ? "with" : "without");
 #else
-  std::printf("processor\tanother than x86-64\n");
+  std::printf("processor\tnot x86-64\n");
 #endif
 }
 
