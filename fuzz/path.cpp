@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// vx::Path against std::filesystem::path, where the two mean the same, and against laws of its own.
+// Compares vx::Path with std::filesystem::path where the two agree, and checks invariants.
 
 #include "core/vx_path.h"
 #include "fuzz/support/input.h"
@@ -37,8 +37,8 @@ String joined(const String& a, const String& b) {
   return Path::join(StringVector{a, b});
 }
 
-/// A path of the standard library as this one writes it: with no separator at its end, and with one
-/// at the root, where the standard lets a system give more than one a meaning.
+/// Converts a path of the standard library to the form of vx: without a separator at the end, and
+/// with a single one at the root. The standard allows two to have a special meaning.
 std::string asOurs(std::string path) {
   if (path.size() > 1 && path.ends_with('/')) {
     path.pop_back();
@@ -78,15 +78,15 @@ void checkNormalForm(const std::string& given) {
   const String normal = Path::normalize(ours(given));
   expectEqual("the normal form is the standard library's", text(normal), normalByStandard(given),
               given);
-  expectEqual("normalising twice is once", text(Path::normalize(normal)), text(normal), given);
-  expect("a normal path comes back as the same handle",
-         Path::normalize(normal).buf() == normal.buf(), given);
+  expectEqual("normalizing is idempotent", text(Path::normalize(normal)), text(normal), given);
+  expect("a normal path is returned without a copy", Path::normalize(normal).buf() == normal.buf(),
+         given);
   expectEqual("normalized() is normalize()", text(Path(ours(given), false).normalized()),
               text(normal), given);
-  expectEqual("the constructor's flag normalises", text(Path(ours(given), true).normalized()),
+  expectEqual("the constructor's flag normalizes", text(Path(ours(given), true).normalized()),
               text(normal), given);
-  expectEqual("of a path that names a directory, dir is the normal form",
-              text(Path::dir(ours(given), true)), text(normal), given);
+  expectEqual("dir of a directory is its normal form", text(Path::dir(ours(given), true)),
+              text(normal), given);
 }
 
 void checkParts(const std::string& given) {
@@ -94,21 +94,21 @@ void checkParts(const std::string& given) {
   const std::string name = text(path.file(true));
   const std::string directory = text(Path::dir(ours(given), false));
 
-  expectEqual("stem and extension make the name", text(path.file(false)) + text(path.ext(true)),
+  expectEqual("stem and extension form the name", text(path.file(false)) + text(path.ext(true)),
               name, given);
-  expectEqual("the static ext is the member", text(Path::ext(ours(given), true)),
+  expectEqual("the static ext equals the member", text(Path::ext(ours(given), true)),
               text(path.ext(true)), given);
   const std::string dotted = text(path.ext(true));
-  expectEqual("ext without its dot", text(path.ext(false)),
+  expectEqual("ext(false) has no dot", text(path.ext(false)),
               dotted.empty() ? dotted : dotted.substr(1), given);
-  expectEqual("directory and name lead to the same place as the path",
+  expectEqual("directory and name form an equivalent path",
               normalByStandard(text(joined(ours(directory), ours(name)))), normalByStandard(given),
               given);
   expectEqual("a path is relative unless it begins with a separator", path.isRel(),
               fs::path(given).is_relative(), given);
 
   if (given.ends_with('/')) {
-    return;  // where the standard library sees an empty name
+    return;  // the standard library returns an empty name
   }
   const fs::path standard(given);
   expectEqual("file(true) is filename()", name, standard.filename().string(), given);
@@ -123,7 +123,7 @@ void checkPartsOfNormalForm(const std::string& given) {
   const Path path(normal, /*normalizeFirst=*/false);
   const String directory = Path::dir(normal, false);
 
-  expectEqual("directory and name make a normal path", text(joined(directory, path.file(true))),
+  expectEqual("directory and name form the normal path", text(joined(directory, path.file(true))),
               text(normal), given);
   expectEqual("the directory of a normal path is normal", text(Path::normalize(directory)),
               text(directory), given);
@@ -132,13 +132,13 @@ void checkPartsOfNormalForm(const std::string& given) {
   for (const String& level : path.components()) {
     walked = joined(walked, level);
   }
-  expectEqual("the components make a normal path", text(walked),
+  expectEqual("the components form the normal path", text(walked),
               normal == "." ? std::string() : text(normal), given);
 }
 
 void checkComponents(const std::string& a, const std::string& b) {
   const std::vector<std::string> levels = list(Path(ours(a), false).components());
-  expect("components are the standard library's, but for the root and dots",
+  expect("the components are the standard library's without the root and dots",
          levels == namedLevels(a), a);
 
   std::vector<std::string> both = levels;
@@ -157,7 +157,7 @@ void checkJoin(const std::string& a, const std::string& b, const std::string& c)
   expectEqual("an empty part adds nothing", text(joined(ours(a), "")), a, detail);
   expectEqual("an empty first part adds nothing", text(joined("", ours(b))), b, detail);
   if (!a.empty() && fs::path(b).is_relative()) {
-    expectEqual("a relative part is joined as by the standard library",
+    expectEqual("a relative part is joined as in the standard library",
                 normalByStandard(text(joined(ours(a), ours(b)))),
                 normalByStandard((fs::path(a) / b).string()), detail);
   }
@@ -172,13 +172,13 @@ void checkChangeExt(const std::string& given) {
   }
   expectEqual("the extension is the new one", text(Path(backup, false).ext(true)),
               std::string(".bak"), given);
-  expectEqual("the stem stays", text(Path(backup, false).file(false)), text(path.file(false)),
-              given);
-  expectEqual("the directory stays", text(Path::dir(backup, false)),
+  expectEqual("the stem is unchanged", text(Path(backup, false).file(false)),
+              text(path.file(false)), given);
+  expectEqual("the directory is unchanged", text(Path::dir(backup, false)),
               text(Path::dir(ours(given), false)), given);
-  expectEqual("the last change counts", text(Path::changeExt(backup, ".x")),
+  expectEqual("a second change replaces the first", text(Path::changeExt(backup, ".x")),
               text(Path::changeExt(ours(given), ".x")), given);
-  expectEqual("a path's own extension removes trailing separators only",
+  expectEqual("setting the same extension removes only trailing separators",
               text(Path::changeExt(ours(given), path.ext(true))),
               given.substr(0, given.find_last_not_of('/') + 1), given);
   if (given.ends_with('/')) {
@@ -203,16 +203,16 @@ void checkQueries(const std::string& given) {
   const bool exists = fs::exists(given, ignored);
   expectEqual("exists() is the standard library's", path.exists(), exists, given);
   expectEqual("isDir() is the directory bit", path.isDir(), hasDirectoryBit(given), given);
-  expectEqual("a file is what is no directory", path.isFile(), exists && !path.isDir(), given);
-  expectEqual("the static isDir is the member", Path::isDir(ours(given), false), path.isDir(),
+  expectEqual("isFile() is true for other entries", path.isFile(), exists && !path.isDir(), given);
+  expectEqual("the static isDir equals the member", Path::isDir(ours(given), false), path.isDir(),
               given);
-  expectEqual("the static isFile is the member", Path::isFile(ours(given), false), path.isFile(),
-              given);
-  expectEqual("dir() is the path itself where that is a directory", text(path.dir()),
+  expectEqual("the static isFile equals the member", Path::isFile(ours(given), false),
+              path.isFile(), given);
+  expectEqual("dir() of an existing directory is the path itself", text(path.dir()),
               path.isDir() ? given : text(Path::dir(ours(given), false)), given);
 }
 
-/// The standard library's answer, none where it gives up.
+/// Returns the canonical path of the standard library, or nothing if it fails.
 std::optional<std::string> canonicalByStandard(const std::string& path) {
   std::error_code error;
   const fs::path found = fs::weakly_canonical(fs::absolute(path), error);
@@ -232,14 +232,15 @@ void checkCanonical(const std::string& given) {
       expectEqual("canonical() is weakly_canonical()", text(canonical), *standard, given);
     }
   }
-  // Folding a ".." behind a missing level may uncover a link, which only a second look resolves.
+  // Removing a missing directory and the ".." after it may expose a link, so only the canonical
+  // form of a normal path is stable.
   const String ofNormal = Path(ours(given), /*normalizeFirst=*/true).canonical();
-  expectEqual("the canonical form of a normal path is its own",
-              text(Path(ofNormal, false).canonical()), text(ofNormal), given);
+  expectEqual("canonical() of a normal path is idempotent", text(Path(ofNormal, false).canonical()),
+              text(ofNormal), given);
 }
 
-/// What the paths made here may meet.
-void furnish(const std::string& directory) {
+/// Creates files, directories and links with the names that the generated paths use.
+void createFiles(const std::string& directory) {
   fs::current_path(directory);
   fs::create_directories("a/b/a");
   fs::create_directories("b");
@@ -264,7 +265,7 @@ std::string anyPath(Input& input) {
   }
 }
 
-bool holdsNul(const std::string& path) {
+bool containsNul(const std::string& path) {
   return path.find('\0') != std::string::npos;
 }
 
@@ -273,7 +274,7 @@ bool holdsNul(const std::string& path) {
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   static const vx::fuzz::Sandbox sandbox;
-  vx::fuzz::furnish(sandbox.path());
+  vx::fuzz::createFiles(sandbox.path());
   return 0;
 }
 
@@ -289,7 +290,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   checkComponents(a, b);
   checkJoin(a, b, c);
   checkChangeExt(a);
-  if (!holdsNul(a)) {
+  if (!containsNul(a)) {
     checkQueries(a);
     checkCanonical(a);
   }

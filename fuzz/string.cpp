@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// vx::String and vx::StringVector against std::string and std::vector: random operations on a few
-// handles that share their bytes with one another. After each operation every handle must hold what
-// its twin of the standard library holds, so that a change that leaks through a shared
-// implementation is seen at once.
+// Compares vx::String and vx::StringVector with std::string and std::vector. Runs random operations
+// on a few handles that share their bytes. After each operation every handle must equal its
+// counterpart from the standard library, so that a change of shared bytes is detected at once.
 
 #include "core/vx_string.h"
 #include "core/vx_string_vector.h"
@@ -82,7 +81,7 @@ std::string replaced(std::string text, char from, char to, bool firstOnly, bool 
   return text;
 }
 
-/// What is left of a text for a reader of NUL-terminated bytes.
+/// Returns the text up to its first NUL.
 std::string untilNul(const std::string& text) {
   return text.substr(0, text.find('\0'));
 }
@@ -91,7 +90,7 @@ int sign(int number) {
   return std::clamp(number, -1, 1);
 }
 
-/// A handle and its twin.
+/// A handle and its counterpart.
 struct Text {
   String ours;
   std::string theirs;
@@ -102,24 +101,24 @@ struct List {
   std::vector<std::string> theirs;
 };
 
-void expectTwin(std::string_view what, const String& ours, const std::string& theirs) {
+void expectSame(std::string_view what, const String& ours, const std::string& theirs) {
   expectEqual(what, ours.view(), theirs);
   expect("buf() ends in NUL", ours.buf()[ours.length()] == '\0', theirs);
   expect("isEmpty() is length() == 0", ours.isEmpty() == theirs.empty(), theirs);
 }
 
-void expectTwin(std::string_view what, const StringVector& ours,
+void expectSame(std::string_view what, const StringVector& ours,
                 const std::vector<std::string>& theirs) {
   expectEqual(what, ours.size(), theirs.size(), "size()");
   expect("empty() is size() == 0", ours.empty() == theirs.empty());
   std::size_t index = 0;
   for (const String& element : ours) {
-    expectTwin(what, element, theirs[index]);
-    expectTwin("operator[] gives the element", ours[index], theirs[index]);
+    expectSame(what, element, theirs[index]);
+    expectSame("operator[] gives the element", ours[index], theirs[index]);
     ++index;
   }
-  expectTwin("the element past the end is empty", ours[theirs.size()], "");
-  expectTwin("front() is the first element", ours.front(), theirs.empty() ? "" : theirs.front());
+  expectSame("the element past the end is empty", ours[theirs.size()], "");
+  expectSame("front() is the first element", ours.front(), theirs.empty() ? "" : theirs.front());
 }
 
 class Pool {
@@ -140,10 +139,10 @@ class Pool {
     };
     (this->*input_.oneOf(kOperations))();
     for (const Text& text : texts_) {
-      expectTwin("a handle holds its text", text.ours, text.theirs);
+      expectSame("a handle keeps its text", text.ours, text.theirs);
     }
     for (const List& list : lists_) {
-      expectTwin("a handle holds its elements", list.ours, list.theirs);
+      expectSame("a handle keeps its elements", list.ours, list.theirs);
     }
   }
 
@@ -153,7 +152,7 @@ class Pool {
   std::string freshText() { return input_.text(kAlphabet, kLongestText); }
   char anyChar() { return kAlphabet[input_.below(kAlphabet.size())]; }
 
-  /// Keeps the work per step small: a handle that has grown too long starts anew.
+  /// Clears a text that has grown too long, so that steps remain fast.
   static void shorten(Text& text) {
     if (text.theirs.size() > kLongestHandle) {
       text = {};
@@ -185,7 +184,7 @@ class Pool {
     const Text& from = anyText();
     const String made(from.ours);
     expect("a copy shares the bytes", made.buf() == from.ours.buf());
-    expectTwin("a copy holds the text", made, from.theirs);
+    expectSame("a copy has the same text", made, from.theirs);
   }
 
   void move() {
@@ -273,19 +272,18 @@ class Pool {
     expectEqual("< is the order of the bytes", a.ours < b.ours, a.theirs < b.theirs, a.theirs);
     expectEqual("== with a pointer compares up to its NUL", a.ours == b.theirs.c_str(),
                 a.theirs == untilNul(b.theirs), a.theirs);
-    expectEqual("compareNoCase compares the lowered bytes", sign(a.ours.compareNoCase(b.ours)),
+    expectEqual("compareNoCase compares the lowercase bytes", sign(a.ours.compareNoCase(b.ours)),
                 sign(lowered(a.theirs).compare(lowered(b.theirs))), a.theirs + "|" + b.theirs);
-    expectEqual("a hash is that of the bytes", std::hash<String>{}(a.ours),
+    expectEqual("the hash is that of the bytes", std::hash<String>{}(a.ours),
                 std::hash<std::string_view>{}(a.theirs), a.theirs);
     std::ostringstream stream;
     stream << a.ours;
-    expectEqual("a stream gets the bytes", stream.str(), a.theirs);
+    expectEqual("operator<< writes the bytes", stream.str(), a.theirs);
   }
 
   void search() {
     const Text& text = anyText();
-    // A part of the text itself, perhaps with its letters in the other case, is more often found
-    // than any other.
+    // A part of the text, possibly in lower case, matches more often than a random text.
     std::string part = freshText();
     if (input_.flag()) {
       const std::size_t length = input_.below(text.theirs.size() + 1);

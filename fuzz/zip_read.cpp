@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// readZip on arbitrary bytes. The archive library, asked by itself, says which entries there are;
-// each of them must be listed, logged, or a directory, each listed file must hold the entry's
-// bytes, and nothing may land anywhere else.
+// Runs readZip on arbitrary bytes and compares the result with the entries that miniz finds. Each
+// entry must be listed, logged, or a directory. Each listed file must contain the entry's bytes. No
+// other file may be written.
 
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"
@@ -30,7 +30,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// An input that would unpack to more is not run: it could fill the memory that the sandbox lies in.
+// An input that would extract to more is skipped, because it could fill the RAM disk.
 constexpr std::uint64_t kMostBytes = std::uint64_t{8} << 20U;
 constexpr std::uint64_t kMostEntries = 4096;
 constexpr rlim_t kLargestFile = rlim_t{64} << 20U;
@@ -44,7 +44,7 @@ std::string archivePath() {
   return sandbox().path() + "/in/archive.zip";
 }
 
-/// An archive opened beside the library.
+/// An archive opened directly with miniz.
 class Archive {
  public:
   explicit Archive(const std::string& path)
@@ -61,7 +61,7 @@ class Archive {
 
   [[nodiscard]] mz_uint size() noexcept { return mz_zip_reader_get_num_files(&zip_); }
 
-  /// At most how many bytes an entry unpacks to, however its header lies.
+  /// Returns an upper bound of the extracted size, even if the header is wrong.
   [[nodiscard]] std::uint64_t unpackedSize(mz_uint index) {
     constexpr std::uint64_t kBestRatio = 1040;
     mz_zip_archive_file_stat stat;
@@ -106,8 +106,8 @@ class Archive {
 
 struct Entry {
   std::string name;
-  std::string place;  // where it belongs, as the library words it
-  std::string key;    // the same, in one spelling
+  std::string place;  // the target path in the library's form
+  std::string key;    // the normal form of the target path
   bool isRefused = false;
   bool isDirectory = false;
   std::optional<std::string> content;
@@ -134,7 +134,7 @@ std::string keyOf(const std::string& path) {
   return key;
 }
 
-/// The place of an entry below `outDir`, with one separator between the two.
+/// Joins `outDir` and the name of an entry with a single separator.
 std::string placeIn(const std::string& outDir, const std::string& name) {
   if (name.empty()) {
     return outDir;
@@ -159,7 +159,8 @@ Entry entryOf(Archive& archive, mz_uint index, const std::string& outDir) {
   return entry;
 }
 
-/// The entries in order; none of an archive that cannot be opened, nothing for one too large.
+/// Returns the entries in order. An archive that cannot be opened has none. Returns nothing for an
+/// archive that is too large.
 std::optional<std::vector<Entry>> entriesOf(const std::string& outDir) {
   Archive archive(archivePath());
   std::vector<Entry> entries;
@@ -182,7 +183,7 @@ std::optional<std::vector<Entry>> entriesOf(const std::string& outDir) {
   return entries;
 }
 
-/// Whether `parts` stand in `whole` in their order, others between them.
+/// Returns true if `whole` contains `parts` in the same order, possibly with others in between.
 bool isSubsequence(const std::vector<std::string>& parts, const std::vector<std::string>& whole) {
   auto place = whole.begin();
   for (const std::string& part : parts) {
@@ -195,7 +196,7 @@ bool isSubsequence(const std::vector<std::string>& parts, const std::vector<std:
   return true;
 }
 
-/// The lines that speak of an entry: those of mkDir, which may come before them, left out.
+/// Removes the lines that mkDir may log before the line about an entry.
 std::vector<std::string> withoutMkDir(std::vector<std::string> lines) {
   std::erase_if(lines, [](const std::string& line) {
     return line.starts_with("error: Failed to create dir: ") ||
@@ -229,7 +230,8 @@ void checkReports(const std::vector<Entry>& entries, const std::vector<std::stri
          told <= entries.size() && told + directories >= entries.size());
 }
 
-/// Of the entries that share a place the last one stays, unless one of them failed half way.
+/// Checks that the last of the entries with the same path remains. Skips the check if one of them
+/// failed.
 void checkContents(const std::vector<Entry>& entries, const std::vector<std::string>& listed) {
   std::map<std::string, const Entry*> last;
   std::map<std::string, std::ptrdiff_t> times;
@@ -246,18 +248,18 @@ void checkContents(const std::vector<Entry>& entries, const std::vector<std::str
     if (std::count_if(listed.begin(), listed.end(), isHere) != times[key]) {
       continue;
     }
-    expect("what is listed can be extracted", entry->content.has_value(), entry->name);
-    expect("a listed file holds the entry's bytes", test::readFile(key) == *entry->content,
+    expect("a listed entry can be extracted", entry->content.has_value(), entry->name);
+    expect("a listed file contains the entry's bytes", test::readFile(key) == *entry->content,
            entry->name);
   }
 }
 
 void checkPlaces(const std::string& outDir, const std::string& bytes) {
   const fs::path in = fs::path(archivePath()).parent_path();
-  expect("the archive stays as it is", test::readFile(archivePath()) == bytes);
+  expect("the archive is unchanged", test::readFile(archivePath()) == bytes);
   sandbox().expectNothingOutside();
   for (const fs::directory_entry& entry : fs::directory_iterator(sandbox().path())) {
-    expect("nothing lands beside the archive's directory", entry.path() == in,
+    expect("nothing is written next to the archive's directory", entry.path() == in,
            entry.path().string());
   }
   if (outDir == in) {
@@ -265,16 +267,16 @@ void checkPlaces(const std::string& outDir, const std::string& bytes) {
   }
   for (const fs::directory_entry& entry : fs::directory_iterator(in)) {
     const std::string name = entry.path().filename().string();
-    expect("only the scene lands beside the archive",
+    expect("only the scene is written next to the archive",
            name == "archive.zip" || name == "archive.ksx" || entry.path() == outDir, name);
   }
 }
 
-void expand(const std::string& bytes, bool beside) {
+void extract(const std::string& bytes, bool isInPlace) {
   const fs::path in = fs::path(archivePath()).parent_path();
   fs::create_directory(in);
   test::writeFile(archivePath(), bytes);
-  const std::string outDir = beside ? in.string() : (in / "out").string();
+  const std::string outDir = isInPlace ? in.string() : (in / "out").string();
   const std::optional<std::vector<Entry>> entries = entriesOf(outDir);
   if (!entries) {
     return;
@@ -282,12 +284,12 @@ void expand(const std::string& bytes, bool beside) {
 
   const test::LogCapture log;
   const StringVector found =
-      vx::fs::readZip(archivePath().c_str(), beside ? "" : outDir.c_str(), {});
+      vx::fs::readZip(archivePath().c_str(), isInPlace ? "" : outDir.c_str(), {});
 
   std::vector<std::string> listed;
   for (const String& file : found) {
     listed.emplace_back(file.view());
-    expect("a listed file is there", fs::is_regular_file(listed.back()), listed.back());
+    expect("a listed file exists", fs::is_regular_file(listed.back()), listed.back());
   }
   std::vector<std::string> lines = withoutMkDir(log.all());
   if (entries->empty() && !lines.empty()) {
@@ -313,11 +315,11 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string bytes(reinterpret_cast<const char*>(data), size);
-  vx::fuzz::expand(bytes, /*beside=*/false);
+  vx::fuzz::extract(bytes, /*isInPlace=*/false);
   vx::fuzz::sandbox().empty();
-  // An odd length, which a byte behind the archive gives, has it expanded beside itself as well.
+  // An archive of odd length is also extracted next to itself. A trailing byte makes a length odd.
   if (size % 2 != 0) {
-    vx::fuzz::expand(bytes, /*beside=*/true);
+    vx::fuzz::extract(bytes, /*isInPlace=*/true);
     vx::fuzz::sandbox().empty();
   }
   return 0;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// writeZip and readZip on trees made from the input: what goes in comes out, byte for byte, where
-// the layout puts it, with exactly the reports and log lines that belong to it.
+// Runs writeZip and readZip on files generated from the input. Checks the extracted files, their
+// paths, the progress reports and the log lines.
 
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"
@@ -44,7 +44,7 @@ const Sandbox& sandbox() {
   return directory;
 }
 
-/// The one path by which a file is known here, however `path` spells it.
+/// Returns the absolute normal form of `path`, which identifies the file.
 std::string keyOf(const std::string& path) {
   std::string key = (fs::path(sandbox().path()) / path).lexically_normal().string();
   if (key.ends_with('/')) {
@@ -71,7 +71,7 @@ std::string anyName(Input& input) {
   return name;
 }
 
-/// Bytes that repeat or do not, so that some compress well.
+/// Returns repeated or random bytes, so that some contents compress well.
 std::string anyContent(Input& input) {
   const std::size_t size = input.flag() ? input.below(kLongestContent) : input.below(64);
   const std::string_view pattern = input.bytes(32);
@@ -86,7 +86,7 @@ std::string anyContent(Input& input) {
   return content;
 }
 
-std::string spelled(Input& input, const std::string& directory, const std::string& name) {
+std::string anySpelling(Input& input, const std::string& directory, const std::string& name) {
   const std::string last = directory.substr(directory.rfind('/') + 1);
   switch (input.below(5)) {
     case 1:
@@ -102,11 +102,11 @@ std::string spelled(Input& input, const std::string& directory, const std::strin
   }
 }
 
-/// Makes one file, or leaves it missing, and returns a path to it.
+/// Returns a path. Creates a file there, except for some paths, which remain missing.
 std::string makeSource(Input& input, Files& files) {
   const std::string directory(input.oneOf(kDirectories));
   const std::string name = anyName(input);
-  const std::string path = spelled(input, directory, name);
+  const std::string path = anySpelling(input, directory, name);
   const bool isMissing = input.below(8) == 1;
   const std::string key = keyOf(path);
   if (!isMissing && !fs::is_directory(key)) {
@@ -121,7 +121,7 @@ struct Entry {
   std::string content;
 };
 
-/// What `writeZip` is to write, report and log.
+/// The expected result of `writeZip`.
 struct Writing {
   std::vector<Entry> entries;
   std::vector<std::string> reports;
@@ -132,8 +132,8 @@ std::string report(const std::string& name, double progress) {
   return name + " " + std::to_string(progress);
 }
 
-Writing rightWriting(const std::vector<std::string>& sources, const Files& files) {
-  Writing right;
+Writing expectedWriting(const std::vector<std::string>& sources, const Files& files) {
+  Writing expected;
   for (std::size_t i = 0; i < sources.size(); ++i) {
     const std::string key = keyOf(sources[i]);
     const auto found = files.find(key);
@@ -142,21 +142,21 @@ Writing rightWriting(const std::vector<std::string>& sources, const Files& files
       if (normal.ends_with('/')) {
         normal.pop_back();
       }
-      right.lines.push_back("error: Cannot add non-existent file to archive: " + normal);
+      expected.lines.push_back("error: Cannot add non-existent file to archive: " + normal);
       continue;
     }
     const std::string file = fs::path(key).filename().string();
     const bool isAtRoot = file.ends_with(".ksa") || file.ends_with(".ksx");
     const std::string name = isAtRoot ? file : "res/" + file;
-    right.entries.push_back({name, found->second});
-    right.reports.push_back(
+    expected.entries.push_back({name, found->second});
+    expected.reports.push_back(
         report(name, static_cast<double>(i) / static_cast<double>(sources.size())));
   }
-  return right;
+  return expected;
 }
 
 void write(const std::string& archive, const std::vector<std::string>& sources,
-           const Writing& right) {
+           const Writing& expected) {
   StringVector given;
   for (const std::string& source : sources) {
     given.push_back(String(std::string_view(source)));
@@ -168,11 +168,11 @@ void write(const std::string& archive, const std::vector<std::string>& sources,
         reports.push_back(report(std::string(progress.file.view()), progress.progress));
       });
   expect("the archive is written", isWritten, archive);
-  expect("each file that was added is reported", reports == right.reports, archive);
-  expect("each file that is missing is logged", log.all() == right.lines, archive);
+  expect("each added file is reported", reports == expected.reports, archive);
+  expect("each missing file is logged", log.all() == expected.lines, archive);
 }
 
-/// What `readZip` is to list, log and leave on disk.
+/// The expected result of `readZip`.
 struct Reading {
   std::vector<std::string> listed;
   std::vector<std::string> lines;
@@ -188,12 +188,12 @@ bool isScene(std::string path) {
   return end == ".ksx";
 }
 
-Reading rightReading(const std::string& archive, std::string outDir,
-                     const std::vector<Entry>& entries) {
+Reading expectedReading(const std::string& archive, std::string outDir,
+                        const std::vector<Entry>& entries) {
   const fs::path archiveKey = keyOf(archive);
   outDir = outDir.empty() ? "packs" : outDir;
   outDir.erase(outDir.find_last_not_of('/') + 1);
-  Reading right;
+  Reading expected;
   for (const Entry& entry : entries) {
     std::string place = outDir + "/" + entry.name;
     if (isScene(place)) {
@@ -201,26 +201,26 @@ Reading rightReading(const std::string& archive, std::string outDir,
     }
     const std::string key = keyOf(place);
     if (key == archiveKey) {
-      right.lines.push_back("error: Failed to extract file " + place + " from archive.");
+      expected.lines.push_back("error: Failed to extract file " + place + " from archive.");
     } else if (fs::path(key).parent_path() == archiveKey) {
-      right.lines.push_back("error: Failed to create archive subdir: " + place);
+      expected.lines.push_back("error: Failed to create archive subdir: " + place);
     } else {
-      right.listed.push_back(place);
-      right.files[key] = entry.content;
+      expected.listed.push_back(place);
+      expected.files[key] = entry.content;
     }
   }
-  return right;
+  return expected;
 }
 
-void read(const std::string& archive, const std::string& outDir, const Reading& right) {
+void read(const std::string& archive, const std::string& outDir, const Reading& expected) {
   const test::LogCapture log;
   const StringVector found = vx::fs::readZip(archive.c_str(), outDir.c_str(), {});
   std::vector<std::string> listed;
   for (const String& file : found) {
     listed.emplace_back(file.view());
   }
-  expect("each file that was extracted is listed", listed == right.listed, archive);
-  expect("each that was not is logged", log.all() == right.lines, archive);
+  expect("each extracted file is listed", listed == expected.listed, archive);
+  expect("each other file is logged", log.all() == expected.lines, archive);
 }
 
 Files filesOnDisk() {
@@ -245,17 +245,17 @@ void roundTrip(Input& input) {
     sources.push_back(sources.front());
   }
 
-  const Writing writing = rightWriting(sources, files);
+  const Writing writing = expectedWriting(sources, files);
   write(archive, sources, writing);
   files[keyOf(archive)] = test::readFile(archive);
 
-  const Reading reading = rightReading(archive, outDir, writing.entries);
+  const Reading reading = expectedReading(archive, outDir, writing.entries);
   read(archive, outDir, reading);
   for (const auto& [key, content] : reading.files) {
     files[key] = content;
   }
-  expect("what lies on disk is what was there and what was extracted", filesOnDisk() == files,
-         archive);
+  expect("the disk has only the input files, the archive and the extracted files",
+         filesOnDisk() == files, archive);
   sandbox().expectNothingOutside();
 }
 

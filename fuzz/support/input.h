@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Turns the bytes that a fuzzer feeds in into choices. Bytes that are not there any more read as 0,
-// so that every input, however short, stands for one run.
+// Converts a fuzzer's input bytes to choices. Reading past the end returns 0, so inputs of any
+// length are valid.
 
 #pragma once
 
@@ -31,28 +31,28 @@ class Input {
 
   bool flag() noexcept { return (byte() & 1U) != 0; }
 
-  /// A number below `bound`, which is at most 65,536.
+  /// Returns a number less than `bound`, which must be at most 65,536.
   std::size_t below(std::size_t bound) noexcept {
     const std::size_t low = byte();
     const std::size_t number = bound > 256 ? low | static_cast<std::size_t>(byte()) << 8U : low;
     return number % bound;
   }
 
-  /// One of a table's elements.
+  /// Returns an element of `table`.
   template <class Table>
   const auto& oneOf(const Table& table) noexcept {
     return table[below(std::size(table))];
   }
 
-  /// The next bytes as they are, up to `longest` of them.
+  /// Returns up to `longest` of the next bytes.
   std::string_view bytes(std::size_t longest) noexcept {
     const std::string_view taken = rest_.substr(0, std::min(below(longest + 1), rest_.size()));
     rest_.remove_prefix(taken.size());
     return taken;
   }
 
-  /// A text of up to `longest` bytes out of few different characters, so that texts often have
-  /// parts in common.
+  /// Returns up to `longest` characters of `alphabet`. A small alphabet makes common substrings
+  /// likely.
   std::string text(std::string_view alphabet, std::size_t longest) {
     std::string made(bytes(longest));
     for (char& c : made) {

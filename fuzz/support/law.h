@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What a fuzzer does with a law that does not hold: it says which, and ends the process, so that
-// the input is kept.
+// Assertions for fuzzers. A failure prints the violated invariant and aborts, so that the fuzzing
+// engine keeps the input.
 
 #pragma once
 
@@ -13,7 +13,7 @@
 
 namespace vx::fuzz {
 
-/// The text with every byte that is not plain ASCII as "\xNN".
+/// Returns the text with every non-printable or non-ASCII byte as "\xNN".
 inline std::string printable(std::string_view text) {
   std::string shown;
   for (const char c : text) {
@@ -40,15 +40,15 @@ inline void expect(std::string_view law, bool holds, const std::string& detail =
   }
 }
 
-/// Compares what the library gives with what is right; `detail` says for which input.
-template <class Actual, class Right>
-void expectEqual(std::string_view law, const Actual& actual, const Right& right,
+/// Compares a result with the expected one. `detail` identifies the input.
+template <class Actual, class Expected>
+void expectEqual(std::string_view law, const Actual& actual, const Expected& expected,
                  std::string_view detail = {}) {
-  if (actual == right) {
+  if (actual == expected) {
     return;
   }
   std::ostringstream shown;
-  shown << "for [" << detail << "]: [" << actual << "], not [" << right << "]";
+  shown << "for [" << detail << "]: [" << actual << "], not [" << expected << "]";
   fail(law, shown.str());
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A plain main for the fuzzers: feeds them the files that are named on the command line, and those
-// in the directories that are.
+// A main function for fuzzers without the fuzzing engine. Runs the files on the command line and
+// the files in the directories on the command line.
 
 #include <algorithm>
 #include <cstddef>
@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-// The two entry points that a fuzzer defines; the names are the fuzzing engine's.
+// The entry points of a fuzzer, with the names that the fuzzing engine requires.
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -50,7 +50,7 @@ std::vector<std::uint8_t> bytesOf(const fs::path& file) {
 
 int replay(const std::vector<fs::path>& inputs) {
   for (const fs::path& input : inputs) {
-    // Flushed, so that the last line names the input that ends the process.
+    // Flushed, so that the last line names the input that crashes.
     std::printf("%s\n", input.filename().c_str());
     std::fflush(stdout);
     const std::vector<std::uint8_t> bytes = bytesOf(input);

@@ -21,7 +21,7 @@ void Sandbox::empty() const {
 void Sandbox::expectNothingOutside() const {
   for (fs::path level = work_; level != root_.path(); level = level.parent_path()) {
     for (const fs::directory_entry& entry : fs::directory_iterator(level.parent_path())) {
-      expect("nothing lands outside the output directory", entry.path() == level,
+      expect("nothing is written outside the output directory", entry.path() == level,
              entry.path().string());
     }
   }

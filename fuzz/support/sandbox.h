@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A directory of its own for a fuzzer that works on files.
+// A temporary directory for fuzzers that work on files.
 
 #pragma once
 
@@ -10,8 +10,8 @@
 
 namespace vx::fuzz {
 
-/// A working directory some levels below a fresh directory in memory, so that a file that is
-/// created above it is found.
+/// A working directory several levels below an empty directory on the RAM disk, so that files
+/// created in its parent directories are detected.
 class Sandbox {
  public:
   Sandbox();
@@ -22,7 +22,7 @@ class Sandbox {
   /// Empties the working directory.
   void empty() const;
 
-  /// Ends the process unless the working directory is all that is in its parent directories.
+  /// Aborts if the parent directories contain anything other than the working directory.
   void expectNothingOutside() const;
 
  private:
