@@ -159,7 +159,7 @@ bool mkDir(String path) {
   }
   for (const String& level : levels) {
     walked << level;
-    // Not normalized: that would take time proportional to the square of the depth.
+    // Not normalized, because that would make the loop quadratic in the depth.
     if (!Path::isDir(walked, /*normalizeFirst=*/false) && !createLevel(walked)) {
       return false;
     }
@@ -483,7 +483,7 @@ bool getKavraConfigDir(String& out, bool create) {
                        });
 }
 
-// The next two directories are logged as errors, because the user can lose work without them.
+// Failures of the next two are errors, because the user can lose work without these directories.
 
 bool getKavraOutputDir(String& out, bool create) {
   return getUserSubdir(out, create, "output",
@@ -546,7 +546,8 @@ struct EndArchive {
   void operator()(mz_zip_archive* zip) const noexcept { mz_zip_end(zip); }
 };
 
-/// Closes the archive unless it has been released, for example if an exception is thrown.
+/// Closes the archive at the end of the scope, also if an exception is thrown, unless it has been
+/// released.
 using OpenArchive = std::unique_ptr<mz_zip_archive, EndArchive>;
 
 /// Returns the name of an entry up to its first NUL.
@@ -593,7 +594,7 @@ class ZipExpansion {
     }
     if (mz_zip_reader_is_file_supported(&zip_, index) == MZ_FALSE ||
         (!isScene && leadsOut(*name))) {
-      // The spelling is part of the message.
+      // The misspelling is part of the message.
       logWarning("Unaupported file in archive: %s", name->buf());
       return;
     }
@@ -623,8 +624,8 @@ class ZipExpansion {
   }
 
   /// Returns whether `destination` does not exist or is a regular file other than the archive.
-  /// Extraction starts by truncating the destination: this would destroy the archive, and block if
-  /// it is a FIFO.
+  /// Extraction starts by truncating the destination, which would destroy the archive, and would
+  /// block on a FIFO.
   [[nodiscard]] bool mayOverwrite(String destination) const {
     const std::optional<FileStatus> status = statusOf(destination);
     if (!status) {
@@ -700,8 +701,8 @@ void report(OpenArchive& writer, const ZipCallback& callback, ZipProgress progre
   writer.reset(zip);
 }
 
-/// Adds `files` in order and reports each. Stops at the first that cannot be added. The file
-/// `created` by this call is skipped like a missing one.
+/// Adds `files` in order and reports each. Returns false at the first that cannot be added. The
+/// file `created` by this call is skipped like a missing one.
 bool addFiles(OpenArchive& writer, StringVector files, std::optional<FileStatus> created,
               const ZipCallback& callback) {
   CanonicalPaths canonicalPaths;
@@ -843,7 +844,7 @@ bool writeKsz(String archive, StringVector files, KszCallback callback) {
 
 namespace {
 
-/// Sets `out` to the canonical path of the file `name` in `dir`. @return false if there is none.
+/// Sets `out` to the canonical path of the file `name` in `dir`. Returns false if there is none.
 bool findIn(String dir, String name, String& out) {
   dir = Path::dir(dir, /*isDir=*/true);
   if (!Path::isDir(dir, /*normalizeFirst=*/true)) {
@@ -858,7 +859,7 @@ bool findIn(String dir, String name, String& out) {
 }
 
 /// Searches for the file `stem` with the extension `ext`, first in the reference's own directory,
-/// then in `searchDir`. `out` is empty if neither contains it.
+/// then in `searchDir`. Clears `out` if neither contains it.
 bool resolvePath(String refDir, String stem, String ext, String searchDir, String& out) {
   out = String();
   if (ext == "*") {
@@ -929,9 +930,9 @@ String resolvePath(String path, StringVector searchDirs, StringVector extensions
 
 }  // namespace vx::fs
 
-// The dialog library defines this variable only on systems whose text is not UTF-8; elsewhere the
-// weak definition is used. A shared library exports it, so that an application with its own copy of
-// the dialog library uses the same variable.
+// The dialog library defines this variable only on systems whose text is not UTF-8. The weak
+// definition is used elsewhere. A shared library exports it, so that an application with its own
+// copy of the dialog library uses the same variable.
 extern "C" {
 [[gnu::weak]] int tinyfd_winUtf8 = 0;
 }

@@ -41,8 +41,8 @@ bool nameSameEntry(const char* a, const char* b) {
          statusA.st_ino == statusB.st_ino;
 }
 
-/// Returns the path without the mark that the kernel appends if the file has been removed. The name
-/// of an existing executable may also end in this mark.
+/// Returns the path without the suffix that the kernel appends if the file has been removed. The
+/// name of an existing executable may end in the same text.
 std::string withoutDeletedMark(std::string path) {
   constexpr std::string_view kMark = " (deleted)";
   if (path.ends_with(kMark) && !nameSameEntry(path.c_str(), kExecutableLink)) {
