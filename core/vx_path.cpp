@@ -161,8 +161,8 @@ EntryKind kindAt(const String& path) {
 /// Returns the length of the longest existing prefix of whole components, 0 if the first component
 /// does not exist.
 ///
-/// A prefix exists only if all shorter ones do, so this is a binary search. Testing one prefix
-/// after the other takes 1.8 ms instead of 25 us for 1,000 missing components.
+/// A prefix exists only if all shorter ones do, which allows a binary search. For 1,000 missing
+/// components it takes 25 us; a linear search takes 1.8 ms.
 std::size_t existingPrefix(std::string_view path) {
   std::vector<std::size_t> ends;
   for (std::size_t i = 0; i < path.size(); ++i) {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// Paths: splitting and joining them, their normal and canonical forms, and what they name.
+// Path: splits, joins and normalizes paths, and queries what they name.
 //
 // Terms
 //
 // The separator is "/"; a backslash is an ordinary character. Components are the texts between
 // separators, and the last component is the file name. The extension starts at the last "." of the
-// file name, unless that "." is the first character; the stem is the file name without it:
+// file name, unless that "." is the first character. The stem is the file name without extension:
 //
 //   path            file name      stem           extension (with dot)
 //   "a/wood.png"    "wood.png"     "wood"         ".png"
@@ -25,10 +25,10 @@
 //   "a//b/./c/"  => "a/b/c"      "/../a"   => "/a"       "a/.."  => "."
 //   "a/../../b"  => "../b"       "//a"     => "/a"       ""      => ""
 //
-// If the component before a ".." is a symbolic link, the normal form may name another entry than
-// the path does.
+// If the component before a ".." is a symbolic link, the normal form may name a different entry
+// than the path.
 //
-// Rules for everything below
+// Rules
 //
 // Status queries call stat, which follows symbolic links. The empty path does not exist. An entry
 // is a directory if the directory bit of its mode is set, which includes block devices and sockets,
@@ -39,8 +39,8 @@
 // `errno`. Nothing is logged, and the current error is not changed. A query about a path that
 // cannot be examined returns false.
 //
-// A path may contain NUL bytes. Operations on the text include the bytes after a NUL; the system
-// reads the path up to its first NUL, so the two may disagree about such a path.
+// A path may contain NUL bytes. Operations on the text include the bytes after a NUL, but the
+// system reads the path only up to its first NUL.
 //
 // Relative paths are resolved against the current directory, which all threads of the process
 // share. Different threads may use one `Path` at the same time as long as none assigns to it.
@@ -53,7 +53,7 @@
 #include <iosfwd>
 #include <string_view>
 
-// The tool does not see that the template moves.
+// For std::move in a template, which include-what-you-use does not see.
 #include <utility>  // IWYU pragma: keep
 
 namespace vx {
@@ -61,11 +61,10 @@ namespace vx {
 /// A path. The terms and rules are at the top of this file.
 class Path {
  public:
-  /// Takes the normal form of `path` if `normalizeFirst` is true, otherwise `path` as written. All
-  /// members use that text.
+  /// Stores the normal form of `path` if `normalizeFirst` is true, otherwise `path` as written.
   Path(String path, bool normalizeFirst);
 
-  /// A text is not a flag, here and below: `Path("dir", "file")` would ignore "file".
+  /// Rejects a text in place of a flag, here and below: `Path("dir", "file")` would ignore "file".
   template <class Text>
   Path(String path, Text* notAFlag) = delete;
 
@@ -74,14 +73,14 @@ class Path {
 
   /// Returns the absolute path with symbolic links resolved (realpath).
   ///
-  /// Links are resolved in the longest existing prefix; the missing rest is appended in normal
-  /// form. The empty path gives the current directory.
+  /// Links are resolved in the longest existing prefix; the missing rest is appended, and the
+  /// result is normalized. The empty path gives the current directory.
   ///
-  /// If the system cannot resolve an existing prefix, for example because the result is too long or
-  /// a parent of the current directory is not searchable, links are not resolved: the result is the
-  /// normal form of the path, appended to the current directory if the path is relative. The result
-  /// is relative only if the path is relative and the current directory cannot be determined, for
-  /// example because it has been removed. It is never empty: it is "." for the empty path then.
+  /// Links are not resolved if the system cannot resolve an existing prefix, for example because
+  /// the result is too long or a parent of the current directory is not searchable. The result is
+  /// then the normal form of the path, prefixed with the current directory if the path is relative.
+  /// If the current directory cannot be determined, for example because it has been removed, a
+  /// relative path remains relative, and the empty path gives ".".
   [[nodiscard]] String canonical() const;
 
   /// Returns the components in order, without "." components. The root is not a component; ".." is.
@@ -108,24 +107,24 @@ class Path {
   template <class Text>
   String ext(Text* notAFlag) const = delete;
 
-  /// Whether the path names an existing directory.
+  /// Returns whether the path names an existing directory.
   ///
   /// A directory without links (`st_nlink`) has been removed. Some file systems keep the link count
-  /// of a removed directory. A path with the normal form "." is therefore also no directory if
-  /// getcwd fails with ENOENT; other errors of getcwd do not matter.
+  /// of a removed directory; a path with the normal form "." therefore also does not exist if
+  /// getcwd fails with ENOENT. Other errors of getcwd are ignored.
   [[nodiscard]] bool isDir() const;
 
-  /// Whether the path names an existing entry that is not a directory.
+  /// Returns whether the path names an existing entry that is not a directory.
   [[nodiscard]] bool isFile() const;
 
-  /// Whether the path does not start with "/"; true for the empty path.
+  /// Returns whether the path does not start with "/"; true for the empty path.
   [[nodiscard]] bool isRel() const noexcept;
 
-  /// Whether the path names an existing entry: `isDir() || isFile()` with one stat call.
+  /// Returns whether the path names an existing entry. Same as `isDir() || isFile()`, but with one
+  /// stat call.
   [[nodiscard]] bool exists() const;
 
-  /// Returns the normal form of `path`. A path that is in normal form is returned as the same
-  /// handle.
+  /// Returns the normal form of `path`. A path in normal form is returned without a copy.
   [[nodiscard]] static String normalize(String path);
 
   /// Returns the normal form of `path` if `isDir` is true, whether or not it exists. Otherwise
@@ -156,7 +155,7 @@ class Path {
   template <class Text>
   static bool isFile(String path, Text* notAFlag) = delete;
 
-  /// Returns `path` with `newExt` in place of its extension and without trailing separators. A
+  /// Returns `path` with `newExt` instead of its extension, and without trailing separators. A
   /// leading "." is added to `newExt` if it has none. An empty `newExt` removes the extension.
   ///
   ///   ("a/b.txt", ".bak") => "a/b.bak"      ("a/b", ".bak")   => "a/b.bak"
@@ -168,24 +167,24 @@ class Path {
   /// is returned unchanged.
   [[nodiscard]] static String changeExt(String path, String newExt);
 
-  /// Joins the parts with exactly one "/" between two parts.
+  /// Returns the parts joined with exactly one "/" between two parts.
   ///
-  /// Empty parts are skipped. The first part that is not empty keeps its leading separators; those
-  /// of later parts are dropped, and a later part made only of separators counts as empty. Nothing
-  /// else is normalised.
+  /// Empty parts are skipped. The first non-empty part keeps its leading separators. Those of later
+  /// parts are dropped, and a later part that consists of separators counts as empty. The result is
+  /// not normalized otherwise.
   ///
   ///   {"a", "b"}   => "a/b"     {"a//", "//b"} => "a/b"     {"", "/b"} => "/b"
   ///   {"/", "b"}   => "/b"      {"a", ""}      => "a"       {"./a", "../b"} => "./a/../b"
   ///   {"a", "/"}   => "a"       {"a/", "/"}    => "a/"      {"", "/"} => "/"
   [[nodiscard]] static String join(StringVector parts);
 
-  /// Joins separate parts in the same way. Each is a `String` or a NUL-terminated text.
+  /// Same as above for separate parts. Each is a `String` or a NUL-terminated text.
   template <class... Parts>
   [[nodiscard]] static String join(Parts... parts) {
     return join(StringVector{String(std::move(parts))...});
   }
 
-  /// Whether both have the same text: Path("a//b", false) differs from Path("a/b", false).
+  /// Returns whether the texts are equal: Path("a//b", false) differs from Path("a/b", false).
   [[nodiscard]] bool operator==(const Path& other) const noexcept = default;
 
   /// Writes the text, formatted as the stream formats text.
@@ -193,7 +192,7 @@ class Path {
     return stream << path.path_;
   }
 
-  /// The text for {fmt}.
+  /// Returns the text for {fmt}.
   [[nodiscard]] friend std::string_view format_as(const Path& path VX_LIFETIMEBOUND) noexcept {
     return path.path_.view();
   }
