@@ -11,7 +11,7 @@ namespace vx::os {
 /// Returns the value of the environment variable `name` (getenv), or the empty string if it is not
 /// set.
 ///
-/// Does not log or record an error. May be called from any thread while no other thread changes the
+/// Does not log or change the current error. Thread-safe as long as no other thread changes the
 /// environment (setenv, putenv, unsetenv).
 [[nodiscard]] String getEnv(String name);
 

@@ -16,8 +16,8 @@ struct ErrorRecord {
   String message;
 };
 
-/// Whether the record of this thread has been destroyed. It has no destructor, so it can be read
-/// until the thread ends.
+/// Whether the record of this thread has been destroyed. The flag itself is trivially destructible,
+/// so it can be read until the thread ends.
 thread_local bool recordIsGone = false;
 
 struct RecordOfThread {
@@ -32,12 +32,12 @@ ErrorRecord& current() {
   if (!recordIsGone) {
     return recordOfThread.record;
   }
-  // Never destroyed, since destructors that run later, such as those of static objects, use it.
+  // Never destroyed, because destructors that run later, such as those of static objects, use it.
   thread_local ErrorRecord& lastRecord = *new ErrorRecord;
   return lastRecord;
 }
 
-// strerror_r has two forms: one returns a status and puts the text into the buffer, the other
+// strerror_r has two forms: one returns a status and writes the text to the buffer, the other
 // returns the text.
 [[maybe_unused]] const char* resultText(int status, const char* buffer) {
   return status == 0 ? buffer : "";

@@ -2,12 +2,12 @@
 //
 // The current error: a record of the last failure that was set or captured on this thread.
 //
-// It holds a code, a context (the operation that failed) and a message. It remains until it is
+// It has a code, a context (the operation that failed) and a message. It remains until it is
 // replaced or cleared; reading does not change it. Each thread has its own record, which is
 // destroyed with the thread's other thread-local objects. Destructors that run after that, such as
 // those of static objects, find no error at first and may set one.
 //
-// No function logs. The only failure is running out of memory.
+// The functions are thread-safe and do not log. The only failure is running out of memory.
 
 #pragma once
 
@@ -18,14 +18,14 @@ namespace vx::os {
 /// Replaces the current error. Code 0 means that there is no system error code.
 void setCurrentError(long long code, String context, String message);
 
-/// Replaces the current error by the system's last error: `errno` as the code, `operation` as the
+/// Replaces the current error with the system's last error: `errno` as the code, `operation` as the
 /// context, and the system's text for the code as the message (strerror_r).
 ///
 ///   captureCurrentError(operation)  => with errno EEXIST: EEXIST, operation, "File exists"
 ///                                      with errno 0: 0, operation, ""
 ///
-/// A call that succeeds does not reset `errno`, so call `clearCurrentError` before it. Construct
-/// the argument before the system call as well, since constructing it may change `errno`.
+/// A successful system call does not reset `errno`, so call `clearCurrentError` before it.
+/// Construct the argument before the system call too, because constructing it may change `errno`.
 void captureCurrentError(String operation);
 
 /// Resets the current error to no error (code 0, empty texts) and `errno` to 0.
@@ -34,7 +34,7 @@ void clearCurrentError();
 /// Returns the code of the current error, 0 if there is none.
 [[nodiscard]] long long currentErrorCode() noexcept;
 
-/// Returns the operation that failed, empty if there is no error.
+/// Returns the context of the current error, empty if there is none.
 [[nodiscard]] String currentErrorContext() noexcept;
 
 /// Returns the message of the current error, empty if there is none.

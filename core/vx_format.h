@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// Makes std::format accept strings, with the format specifications of text:
+// Formats strings and paths with std::format, like a std::string_view:
 //
 //   std::format("{:>10}", vx::String("wood"))
 //
-// It is a separate header because `<format>` takes long to compile. It declares nothing if the
+// This is a separate header because `<format>` takes long to compile. It declares nothing if the
 // standard library has no std::format.
 
 #pragma once

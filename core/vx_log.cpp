@@ -25,11 +25,11 @@ namespace {
 
 // ---- The sink ----------------------------------------------------------------------------------
 
-/// The number of times that this thread has locked the sink's mutex. More than 0 inside a sink.
+/// The number of times that this thread has locked the sink's mutex; more than 0 inside a sink.
 thread_local int locksOfThread = 0;
 
-/// A recursive mutex, because a sink may set another sink. Unlike a std::recursive_mutex, it may be
-/// unlocked in the child of `fork`.
+/// A mutex that is recursive, because a sink may set another sink. Unlike a std::recursive_mutex,
+/// it may be unlocked in the child of `fork`.
 class SinkMutex {
  public:
   void lock() {
@@ -88,16 +88,19 @@ void unlockAfterFork() {
 }
 
 SinkSlot& createSlot() {
-  // The handlers are registered with the first sink, not at load time. Locks that a sink takes are
-  // usually older, and `fork` has to take them after this one. The handlers must not be called
-  // after this code has been unloaded: glibc removes the handlers of a library that it unloads,
-  // musl does not unload libraries, and macOS does not unload those with thread-local variables.
+  // Registered with the first sink, not at load time. `fork` calls the handlers that were
+  // registered last first, so it locks this mutex before those of older handlers. A sink that locks
+  // such a mutex does so in the same order.
+  //
+  // The handlers must not be called after this code has been unloaded. glibc removes the handlers
+  // of a library that it unloads. musl does not unload libraries, and macOS does not unload those
+  // with thread-local variables.
   static_cast<void>(::pthread_atfork(lockForFork, unlockAfterFork, unlockAfterFork));
   return *new SinkSlot;
 }
 
 SinkSlot& sinkSlot() {
-  // Never destroyed, since the destructors of static objects may log.
+  // Never destroyed, because the destructors of static objects may log.
   static SinkSlot& slot = createSlot();
   return slot;
 }
@@ -116,8 +119,8 @@ class ErrorStateGuard {
   String message_ = os::currentErrorMessage();
 };
 
-// A cancelled thread throws no object: the reference that is caught below refers to nothing, and is
-// not used.
+// Cancelling a thread throws no object, so the reference that is caught below is null. It is not
+// used.
 __attribute__((no_sanitize("null"))) void callSink(const LogSink& sink, LogLevel level,
                                                    String line) {
   try {
@@ -127,7 +130,7 @@ __attribute__((no_sanitize("null"))) void callSink(const LogSink& sink, LogLevel
     throw;  // the thread is being cancelled
 #endif
   } catch (...) {
-    return;  // a failing sink does not affect the operation that logs
+    return;  // a sink that fails does not affect the operation that logs
   }
 }
 
@@ -173,7 +176,7 @@ void writeToStandardError(LogLevel level, String line) {
     appendEscaped(whole, byte);
   }
   whole += '\n';
-  // One call, so that lines of threads, and short lines of processes, do not mix.
+  // One call, so that lines of threads and short lines of processes are not mixed.
   std::fwrite(whole.data(), 1, whole.size(), stderr);
 }
 

@@ -3,7 +3,7 @@
 // Reference-counted implementations and the handles that refer to them.
 //
 // A handle contains a pointer and a pointer to its virtual table. Copying a handle copies the
-// pointer and adds a reference. The implementation is destroyed with its last handle.
+// pointer and adds a reference. The last handle destroys the implementation.
 //
 // Thread safety: different threads may copy and destroy handles to the same implementation. One
 // handle object must not be changed while another thread uses it.
@@ -28,7 +28,7 @@ class IRefCounted {
   /// Adds one reference.
   virtual void retain() noexcept = 0;
 
-  /// Drops one reference. The object is destroyed with its last reference.
+  /// Drops one reference. Dropping the last one destroys the object.
   virtual void release() noexcept = 0;
 
  protected:
@@ -75,8 +75,8 @@ class RefCounted : public IRefCounted {
 
 /// The base of handles: a pointer, possibly null, to a shared implementation.
 ///
-/// Copying calls `retain`, the destructor calls `release`, and a handle that has been moved from is
-/// null. Nothing throws.
+/// Copying calls `retain`, the destructor calls `release`, and a moved-from handle is null. Nothing
+/// throws.
 template <class Interface>
 class RefersTo {
  public:
@@ -103,10 +103,10 @@ class RefersTo {
   }
 
  protected:
-  // Assignment is protected because a list could be assigned to a string through references to the
-  // base.
+  // Assignment is protected, because a list could be assigned to a string through references to the
+  // base class.
 
-  /// Retains the new implementation before it releases the old one, for self-assignment.
+  /// Retains the new implementation before releasing the old one, so self-assignment is safe.
   RefersTo& operator=(const RefersTo& other) noexcept {
     if (other.implementation_ != nullptr) {
       other.implementation_->retain();

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
-// String: reference-counted text of 8-bit bytes, UTF-8 by convention.
+// String: a reference-counted string of bytes, UTF-8 by convention.
 //
 //   vx::String path = "/var";
 //   path << "/" << "log";
 //   std::fopen(path.buf(), "rb");
 //
 // Copies share their bytes. An operation that changes a string copies shared bytes first, so other
-// strings do not change. A string takes one block of memory, the empty string none. The length is
-// stored, and the bytes may include NUL; code that reads `buf()` up to the first NUL then sees only
-// the text before it.
+// strings do not change. A string uses one block of memory, the empty string none. The length is
+// stored, and the bytes may include NUL; code that reads `buf()` as a C string sees only the bytes
+// before the first NUL.
 //
-// Letter case is that of ASCII in every locale: only A to Z and a to z differ by case.
+// Ignoring case means ignoring the case of ASCII letters, in every locale.
 //
 // The only failure is running out of memory. Nothing accesses the file system, logs, or changes the
 // current error.
@@ -32,8 +32,8 @@
 #include <string>
 #include <string_view>
 
-// Clang warns about pointers into temporaries. Version 14 considers only the latest declaration of
-// a function, so definitions repeat the attribute.
+// Lets Clang warn about pointers into temporaries. Clang 14 considers only the latest declaration
+// of a function, so definitions repeat the attribute.
 #if __has_cpp_attribute(clang::lifetimebound)
 #define VX_LIFETIMEBOUND [[clang::lifetimebound]]
 #else
@@ -50,7 +50,7 @@ class StringBuilder;
 }
 #pragma GCC visibility pop
 
-/// A text. The rules are at the top of this file.
+/// A string. The rules are at the top of this file.
 ///
 /// Operands are a `String`, a NUL-terminated text, or, in comparisons, a `std::string_view` or
 /// `std::string`. A null pointer is the empty text. The deleted templates reject numbers, because a
@@ -64,7 +64,7 @@ class String final : public RefersTo<IRefCounted> {
   /// terminating NUL. A null pointer gives the empty string.
   String(const char* text, std::size_t length = 0);
 
-  /// A flag is not a length: `String("abc", true)` would copy one byte.
+  /// Rejects a flag in place of a length: `String("abc", true)` would copy one byte.
   template <std::same_as<bool> Flag>
   String(const char* text, Flag flag) = delete;
 
@@ -84,7 +84,7 @@ class String final : public RefersTo<IRefCounted> {
   String& operator=(String&& other) & noexcept = default;
   ~String() override = default;
 
-  /// Replaces the text by the NUL-terminated `text`, which may point into `buf()`. A null pointer
+  /// Replaces the text with the NUL-terminated `text`, which may point into `buf()`. A null pointer
   /// gives the empty string.
   ///
   /// Assignment requires an lvalue: `names[0] = "x"` would change a copy of the element.
@@ -142,8 +142,8 @@ class String final : public RefersTo<IRefCounted> {
   template <class Text>
   bool endsWith(String suffix, Text* notAFlag) const = delete;
 
-  /// Compares as unsigned bytes, with A to Z as a to z. Returns a negative number, 0 or a positive
-  /// number if this text is less than, equal to or greater than `other`.
+  /// Compares the bytes as unsigned, with A to Z as a to z. Returns a negative number, 0 or a
+  /// positive number if this text is less than, equal to or greater than `other`.
   [[nodiscard]] int compareNoCase(String other) const noexcept;
 
   /// Returns the pieces between the separators, in order.
@@ -158,7 +158,7 @@ class String final : public RefersTo<IRefCounted> {
   /// @param trim removes ASCII white space from both ends of each piece.
   [[nodiscard]] StringVector split(char separator, bool skipEmpty, bool trim) const;
 
-  /// Returns the text with `from` replaced by `to`.
+  /// Returns the text with `to` in place of `from`.
   ///
   /// @param firstOnly replaces only the first occurrence.
   /// @param ignoreCase also replaces `from` in the other letter case.
@@ -184,13 +184,13 @@ class String final : public RefersTo<IRefCounted> {
   template <std::integral Number>
   bool operator==(Number number) const = delete;
 
-  /// Compares as unsigned bytes. A null pointer equals the empty string.
+  /// Compares the bytes as unsigned. A null pointer equals the empty string.
   [[nodiscard]] std::strong_ordering operator<=>(const char* text) const noexcept;
 
-  /// Compares as unsigned bytes.
+  /// Compares the bytes as unsigned.
   [[nodiscard]] std::strong_ordering operator<=>(String other) const noexcept;
 
-  /// Compares as unsigned bytes.
+  /// Compares the bytes as unsigned.
   [[nodiscard]] std::strong_ordering operator<=>(std::string_view text) const noexcept;
 
   template <std::integral Number>

@@ -7,7 +7,7 @@
 //   for (const vx::String& name : names) ...
 //
 // Copies share their elements. `push_back` copies shared elements first, so other lists do not
-// change. The only failure is running out of memory. Thread safety is that of `vx::String`.
+// change. The only failure is running out of memory. The thread safety is that of `vx::String`.
 
 #pragma once
 
@@ -32,11 +32,11 @@ concept RangeOfTexts =
     !std::same_as<std::remove_cvref_t<Range>, StringVector> && std::ranges::input_range<Range> &&
     std::constructible_from<String, std::ranges::range_reference_t<Range>>;
 
-/// A list of texts, with the interface of a standard container. Elements are read-only, because
+/// A list of strings, with the interface of a standard container. Elements are read-only, because
 /// copies of a list share them.
 class StringVector final : public RefersTo<IRefCounted> {
  public:
-  /// A member type of the standard's containers.
+  /// A member type of standard containers.
   using value_type = String;
   using size_type = std::size_t;
   using difference_type = std::ptrdiff_t;
@@ -96,7 +96,7 @@ class StringVector final : public RefersTo<IRefCounted> {
   /// Returns whether there are no elements.
   [[nodiscard]] bool empty() const noexcept { return size() == 0; }
 
-  /// Returns the elements in order with `separator` between them; the empty string if there are
+  /// Returns the elements in order, with `separator` between them; the empty string if there are
   /// none.
   [[nodiscard]] String join(String separator) const;
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The status of an entry. No other code derives the kind of an entry from its mode.
+// The status of an entry. Only this code derives the kind of an entry from its mode.
 
 #pragma once
 
