@@ -83,32 +83,47 @@ const Workload& workload(const std::string& name) {
 /// The system calls that the library makes for each file in addition to those of miniz.
 enum class Checks { None, OfTheLibrary };
 
-/// Returns the path that an input is opened by, which is empty if there is none.
+/// Opens inputs by their canonical paths. As in the library, the directory is resolved once.
 template <Checks kChecks>
-std::string resolved(const std::string& file) {
-  if constexpr (kChecks == Checks::None) {
-    return file;
+class Inputs {
+ public:
+  explicit Inputs(const Workload& work) {
+    if constexpr (kChecks == Checks::OfTheLibrary) {
+      char canonical[PATH_MAX];
+      directory_ = ::realpath(work.in().c_str(), canonical) != nullptr ? canonical : "";
+    }
   }
-  char canonical[PATH_MAX];
-  return ::realpath(file.c_str(), canonical) != nullptr ? canonical : std::string();
-}
 
-/// The same after the test that the input is a file.
-template <Checks kChecks>
-std::string checked(const std::string& file) {
-  struct stat status;
-  const bool isFile =
-      kChecks == Checks::None || (::stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode));
-  return isFile ? resolved<kChecks>(file) : std::string();
-}
+  /// Returns the path that a file is opened by, which is empty if there is no such file.
+  [[nodiscard]] std::string checked(const std::string& file) const {
+    struct stat status;
+    const bool isFile =
+        kChecks == Checks::None || (::stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode));
+    return isFile ? resolved(file) : std::string();
+  }
+
+  /// The same without the test that it is a file.
+  [[nodiscard]] std::string resolved(const std::string& file) const {
+    if constexpr (kChecks == Checks::None) {
+      return file;
+    }
+    struct stat status;
+    const bool isLink = ::lstat(file.c_str(), &status) != 0 || S_ISLNK(status.st_mode);
+    return isLink ? std::string() : directory_ + file.substr(file.rfind('/'));
+  }
+
+ private:
+  std::string directory_;
+};
 
 template <Checks kChecks>
 bool writePlainC(const Workload& work) {
+  const Inputs<kChecks> inputs(work);
   mz_zip_archive zip;
   mz_zip_zero_struct(&zip);
   bool good = mz_zip_writer_init_file(&zip, work.written().c_str(), 0) != MZ_FALSE;
   for (const std::string& file : work.files()) {
-    const std::string input = checked<kChecks>(file);
+    const std::string input = inputs.checked(file);
     good = good && mz_zip_writer_add_file(&zip, Workload::entryName(file).c_str(), input.c_str(),
                                           nullptr, 0, MZ_BEST_SPEED) != MZ_FALSE;
   }
@@ -121,13 +136,14 @@ bool writeVx(const Workload& work) {
 
 template <Checks kChecks>
 bool writeLibzip(const Workload& work) {
+  const Inputs<kChecks> inputs(work);
   int error = 0;
   zip_t* const zip = zip_open(work.written().c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error);
   if (zip == nullptr) {
     return false;
   }
   for (const std::string& file : work.files()) {
-    zip_source_t* const source = zip_source_file(zip, checked<kChecks>(file).c_str(), 0, -1);
+    zip_source_t* const source = zip_source_file(zip, inputs.checked(file).c_str(), 0, -1);
     const zip_int64_t index =
         zip_file_add(zip, Workload::entryName(file).c_str(), source, ZIP_FL_ENC_UTF_8);
     zip_set_file_compression(zip, static_cast<zip_uint64_t>(index), ZIP_CM_DEFLATE, 1);
@@ -137,13 +153,14 @@ bool writeLibzip(const Workload& work) {
 
 template <Checks kChecks>
 bool writeMinizip(const Workload& work) {
+  const Inputs<kChecks> inputs(work);
   const zipFile zip = zipOpen64(work.written().c_str(), APPEND_STATUS_CREATE);
   std::vector<char> buffer(kBlock);
   for (const std::string& file : work.files()) {
     const zip_fileinfo info{};
     zipOpenNewFileInZip64(zip, Workload::entryName(file).c_str(), &info, nullptr, 0, nullptr, 0,
                           nullptr, Z_DEFLATED, 1, 0);
-    const File in(std::fopen(checked<kChecks>(file).c_str(), "rb"));
+    const File in(std::fopen(inputs.checked(file).c_str(), "rb"));
     while (const std::size_t got = std::fread(buffer.data(), 1, buffer.size(), in.get())) {
       zipWriteInFileInZip(zip, buffer.data(), static_cast<unsigned>(got));
     }
@@ -154,6 +171,7 @@ bool writeMinizip(const Workload& work) {
 
 template <Checks kChecks>
 bool writeLibarchive(const Workload& work) {
+  const Inputs<kChecks> inputs(work);
   archive* const zip = archive_write_new();
   archive_write_set_format_zip(zip);
   archive_write_set_options(zip, "zip:compression=deflate,zip:compression-level=1");
@@ -166,7 +184,7 @@ bool writeLibarchive(const Workload& work) {
     archive_entry_set_pathname(entry, Workload::entryName(file).c_str());
     archive_entry_copy_stat(entry, &status);
     archive_write_header(zip, entry);
-    const File in(std::fopen(resolved<kChecks>(file).c_str(), "rb"));
+    const File in(std::fopen(inputs.resolved(file).c_str(), "rb"));
     while (const std::size_t got = std::fread(buffer.data(), 1, buffer.size(), in.get())) {
       archive_write_data(zip, buffer.data(), got);
     }
