@@ -129,17 +129,36 @@ TEST_F(ExecutableLocations, AreEmptyWithoutAPath) {
   EXPECT_EQ(log.all(), lines());
 }
 
-TEST_F(ExecutableLocations, ReportAMissingFile) {
-  tmp.mkdir("bin");
-  for (const Location location : kLocations) {
-    const ErrorStateSentinel before;
-    const Platform platform(tmp.path("bin/tool"));
+TEST_F(ExecutableLocations, ReportAnExecutableThatIsNotFound) {
+  struct Row {
+    Location location;
+    const char* result;
+    const char* whenMissed;  // the result if it is not found itself
+  };
+  const Row rows[] = {
+      {fs::exePath, "x/y/A.app/Contents/MacOS/tool", "x/y/A.app/Contents/MacOS/tool"},
+      {fs::exeDir, "x/y/A.app/Contents/MacOS", "x/y/A.app/Contents/MacOS"},
+      {fs::appDir, "x/y", "x"},
+      {fs::resDir, "x/y/A.app/Contents/Resources", "x/y/A.app/Contents"},
+  };
+  for (const Row& row : rows) {
+    forEachFailure([&row](FailureRun& run) {
+      const std::string executable = run.tmp.write("x/y/A.app/Contents/MacOS/tool", "");
+      run.tmp.mkdir("x/y/A.app/Contents/Resources");
+      const Platform platform(executable);
 
-    EXPECT_TRUE(text(location()).starts_with(tmp.path("bin")));
+      const String location = run.act(row.location);
 
-    EXPECT_TRUE(currentErrorIs(0, kContext, "Returning non-existent path"));
+      const bool isMissed = run.failed("stat " + run.tmp.path(row.result));
+      EXPECT_EQ(text(location), run.tmp.path(isMissed ? row.whenMissed : row.result));
+      if (run.failed("stat " + executable, 1)) {
+        EXPECT_EQ(run.log.all(), lines());
+        EXPECT_TRUE(currentErrorIs(0, kContext, "Returning non-existent path"));
+      } else {
+        run.expectSilence();
+      }
+    });
   }
-  EXPECT_EQ(log.all(), lines());
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -237,23 +256,6 @@ TEST_F(ExePath, KeepsEveryByteOfALongPath) {
   expectSilence();
 }
 
-TEST_F(ExePath, ReportsEachFailingCall) {
-  forEachFailure([](FailureRun& run) {
-    const std::string executable = run.tmp.write("tool", "");
-    const Platform platform(executable);
-
-    const String path = run.act([] { return fs::exePath(); });
-
-    EXPECT_EQ(text(path), executable);
-    if (run.failed("stat")) {
-      EXPECT_EQ(run.log.all(), lines());
-      EXPECT_TRUE(currentErrorIs(0, kContext, "Returning non-existent path"));
-    } else {
-      run.expectSilence();
-    }
-  });
-}
-
 // ---------------------------------------------------------------------------------------------
 // exeDir
 
@@ -281,21 +283,6 @@ TEST_F(ExeDir, IsTheDirectoryOfTheCanonicalPath) {
   }
 }
 
-TEST_F(ExeDir, ReportsEachFailingCall) {
-  forEachFailure([](FailureRun& run) {
-    const Platform platform(run.tmp.write("bin/tool", ""));
-
-    const String directory = run.act([] { return fs::exeDir(); });
-
-    EXPECT_EQ(text(directory), run.tmp.path("bin"));
-    if (run.failed("stat " + run.tmp.path("bin/tool"), 1)) {
-      EXPECT_TRUE(currentErrorIs(0, kContext, "Returning non-existent path"));
-    } else {
-      run.expectSilence();
-    }
-  });
-}
-
 // ---------------------------------------------------------------------------------------------
 // appDir and resDir
 
@@ -304,17 +291,10 @@ class ResDir : public FsTest {};
 
 TEST_F(AppDir, ContainsTheBundle) {
   const Platform platform(tmp.write("x/Some App.app/Contents/MacOS/tool", ""));
+  const std::string resources = tmp.mkdir("x/Some App.app/Contents/Resources");
 
   EXPECT_EQ(text(fs::appDir()), tmp.path("x"));
-
-  expectSilence();
-}
-
-TEST_F(ResDir, IsNextToTheExecutablesDirectory) {
-  const Platform platform(tmp.write("x/Some App.app/Contents/MacOS/tool", ""));
-  tmp.mkdir("x/Some App.app/Contents/Resources");
-
-  EXPECT_EQ(text(fs::resDir()), tmp.path("x/Some App.app/Contents/Resources"));
+  EXPECT_EQ(text(fs::resDir()), resources);
 
   expectSilence();
 }
@@ -402,41 +382,6 @@ TEST_F(AppDir, IsTheRootForABundleInTheRoot) {
     EXPECT_EQ(fs::resDir(), "/Resources");
 
     expectSilence();
-  });
-}
-
-TEST_F(AppDir, ReportsEachFailingCall) {
-  forEachFailure([](FailureRun& run) {
-    const std::string executable = run.tmp.write("x/A.app/Contents/MacOS/tool", "");
-    const Platform platform(executable);
-
-    const String directory = run.act([] { return fs::appDir(); });
-
-    EXPECT_EQ(text(directory),
-              run.failed("stat " + run.tmp.path("x")) ? run.tmp.path() : run.tmp.path("x"));
-    if (run.failed("stat " + executable, 1)) {
-      EXPECT_TRUE(currentErrorIs(0, kContext, "Returning non-existent path"));
-    } else {
-      run.expectSilence();
-    }
-  });
-}
-
-TEST_F(ResDir, ReportsEachFailingCall) {
-  forEachFailure([](FailureRun& run) {
-    const std::string executable = run.tmp.write("A.app/Contents/MacOS/tool", "");
-    const std::string resources = run.tmp.mkdir("A.app/Contents/Resources");
-    const Platform platform(executable);
-
-    const String directory = run.act([] { return fs::resDir(); });
-
-    EXPECT_EQ(text(directory),
-              run.failed("stat " + resources) ? run.tmp.path("A.app/Contents") : resources);
-    if (run.failed("stat " + executable, 1)) {
-      EXPECT_TRUE(currentErrorIs(0, kContext, "Returning non-existent path"));
-    } else {
-      run.expectSilence();
-    }
   });
 }
 
