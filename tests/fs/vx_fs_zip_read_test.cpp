@@ -96,24 +96,6 @@ TEST_F(ReadZip, RefusesAFileThatIsNoArchive) {
   EXPECT_EQ(tmp.entries(), lines("file", "link", "out/", "out/x/"));
 }
 
-TEST_F(ReadZip, TakesADeviceForAFile) {
-  EXPECT_EQ(texts(fs::readZip("/dev/null", "out")), lines());
-
-  EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: /dev/null"));
-}
-
-TEST_F(ReadZip, NeedsPermissionToReadTheArchive) {
-  const std::string archive = tmp.write("pack.zip", ZipMaker().file("a", "text").bytes());
-  ASSERT_EQ(::chmod("pack.zip", 0), 0);
-
-  runAsUnprivileged([&] {
-    EXPECT_EQ(texts(fs::readZip("pack.zip", ".")), lines());
-
-    EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: " + archive));
-    EXPECT_TRUE(sentinel.isUntouched());
-  });
-}
-
 // ---------------------------------------------------------------------------------------------
 // The output directory
 
@@ -166,17 +148,6 @@ TEST_F(ReadZip, ListsPathsAsTheOutputDirectoryIsWritten) {
   EXPECT_EQ(log.all(), lines());
   EXPECT_EQ(tmp.entries(), lines("d/", "d/a", "new/", "new/out/", "new/out/d/", "new/out/d/a",
                                  "out/", "out/d/", "out/d/a", "pack.zip", "x/"));
-}
-
-TEST_F(ReadZip, LeavesTheCallersArgumentsAlone) {
-  tmp.write("pack.zip", ZipMaker().file("a", "text").bytes());
-  const String archive = "./pack.zip";
-  const String outDir;
-
-  EXPECT_EQ(texts(fs::readZip(archive, outDir)), lines(tmp.path("a")));
-
-  EXPECT_EQ(archive, "./pack.zip");
-  EXPECT_TRUE(outDir.isEmpty());
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -400,12 +371,6 @@ TEST_F(ReadZip, CannotReplaceTheOutputDirectory) {
   EXPECT_EQ(tmp.entries(), lines("out/", "out/a", "out/d/", "pack.zip"));
 }
 
-TEST_F(ReadZip, FindsNoParentOfARelativeOutputDirectory) {
-  EXPECT_EQ(extract(ZipMaker().file("", "text").file("a", "text")), lines("out/a"));
-
-  EXPECT_EQ(log.all(), lines("error: Failed to create archive subdir: out"));
-}
-
 TEST_F(ReadZip, TakesANameUpToItsFirstNul) {
   const std::string nul(1, '\0');
 
@@ -460,16 +425,6 @@ TEST_F(ReadZip, ChangesTheExtensionOfTheArchiveForAScene) {
   EXPECT_EQ(texts(fs::readZip("a.b.zip", "out")), lines(tmp.path("a.b.ksx")));
   EXPECT_EQ(texts(fs::readZip("bare", "out")), lines(tmp.path("bare.ksx")));
   EXPECT_EQ(texts(fs::readZip(".zip", "out")), lines(tmp.path(".zip.ksx")));
-}
-
-TEST_F(ReadZip, KeepsTheLastOfSeveralScenesAndListsEach) {
-  EXPECT_EQ(extract(ZipMaker()
-                        .file("a.ksx", "the first, which is longer")
-                        .file("res/c.KSX", "last")
-                        .file("b", "text")),
-            lines(tmp.path("pack.ksx"), tmp.path("pack.ksx"), "out/b"));
-
-  EXPECT_EQ(tmp.read("pack.ksx"), "last");
 }
 
 TEST_F(ReadZip, NamesASceneByItsPlaceUnlessUnsupported) {
@@ -571,32 +526,6 @@ TEST_F(ReadZip, LogsEachFailureAndGoesOn) {
   EXPECT_EQ(tmp.read("out/x"), "in the way");
 }
 
-TEST_F(ReadZip, NeedsPermissionToWrite) {
-  tmp.write("pack.zip", ZipMaker()
-                            .file("locked/new", "new")
-                            .directory("locked/d/")
-                            .file("open/read-only", "new")
-                            .file("open/a", "text")
-                            .bytes());
-  tmp.write("out/open/read-only", "old");
-  tmp.mkdir("out/locked");
-  ASSERT_EQ(::chmod("out/open/read-only", 0444), 0);
-  ASSERT_EQ(::chmod("out/open", 0777), 0);
-  ASSERT_EQ(::chmod("out/locked", 0555), 0);
-
-  runAsUnprivileged([&] {
-    EXPECT_EQ(texts(fs::readZip("pack.zip", "out")), lines("out/open/a"));
-
-    EXPECT_EQ(log.all(),
-              lines("error: Failed to extract file out/locked/new from archive.",
-                    "error: Failed to create dir: out/locked/d [err: " + errnoText(EACCES) + "].",
-                    "error: Failed to create archive subdir: out/locked/d/",
-                    "error: Failed to extract file out/open/read-only from archive."));
-    EXPECT_TRUE(capturedErrorIs(EACCES, "mkDir"));
-  });
-  EXPECT_EQ(tmp.read("out/open/read-only"), "old");
-}
-
 TEST_F(ReadZip, ReplacesNothingButRegularFiles) {
   tmp.write("out/dir/inside", "text");
   tmp.link("out/loop", "loop");
@@ -661,18 +590,6 @@ TEST_F(ReadZip, NeverReplacesTheArchive) {
     EXPECT_EQ(tmp.read("dir/pack.zip"), bytes);
   }
   EXPECT_TRUE(sentinel.isUntouched());
-}
-
-TEST_F(ReadZip, NeverReplacesTheArchiveGivenByALink) {
-  const std::string bytes = ZipMaker().file("link.zip", "no archive").bytes();
-  tmp.write("dir/pack.zip", bytes);
-  tmp.link("link.zip", "dir/pack.zip");
-
-  EXPECT_EQ(texts(fs::readZip("link.zip", ".")), lines());
-
-  EXPECT_EQ(log.all(), lines("error: Failed to extract file ./link.zip from archive."));
-  EXPECT_EQ(tmp.read("dir/pack.zip"), bytes);
-  EXPECT_TRUE(std::filesystem::is_symlink("link.zip"));
 }
 
 TEST_F(ReadZip, NeverReplacesTheArchiveByItsScene) {
@@ -746,16 +663,6 @@ TEST_F(ReadZip, AsksForTheCountAndNameBeforeEachEntry) {
                   "mz_zip_reader_get_num_files", "mz_zip_reader_end"));
 }
 
-TEST_F(ReadZip, CallsNothingOfMinizWithoutArchiveOrOutput) {
-  tmp.write("pack.zip", ZipMaker().file("a", "text").bytes());
-  Calls calls;
-
-  fs::readZip("gone", "out");
-  fs::readZip("pack.zip", "pack.zip");
-
-  EXPECT_EQ(minizCalls(calls), lines());
-}
-
 TEST_F(ReadZip, GoesOnAfterANameOfAnotherSize) {
   for (const int size : {0, 1, 3}) {
     const LogCapture own;
@@ -781,17 +688,6 @@ TEST_F(ReadZip, HasAZeroedBufferForANameOfAnySize) {
     EXPECT_EQ(calls.count("mz_zip_reader_get_filename 0 buffer " + std::to_string(size)), 1U);
     EXPECT_EQ(own.all(), lines("error: Failed to create archive subdir: out"));
   }
-}
-
-TEST_F(ReadZip, EndsWhenTheCountIsReached) {
-  Calls calls;
-  calls.failNth("mz_zip_reader_get_num_files", 3);  // which then counts none
-
-  EXPECT_EQ(extract(ZipMaker().file("a", "1").file("b", "2").file("c", "3")),
-            lines("out/a", "out/b"));
-
-  EXPECT_EQ(log.all(), lines());
-  EXPECT_EQ(calls.count("mz_zip_reader_end"), 1U);
 }
 
 TEST_F(ReadZip, ReportsEachFailingCall) {

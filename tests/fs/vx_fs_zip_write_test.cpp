@@ -184,16 +184,6 @@ TEST_F(WriteZip, WritesAnEmptyArchiveOfNoFiles) {
   expectSilence();
 }
 
-TEST_F(WriteZip, TakesAnUpperCaseSceneForAResource) {
-  tmp.write("p/Scene.KSX", "scene");
-
-  EXPECT_TRUE(fs::writeZip("pack.zip", {"p/Scene.KSX"}));
-
-  EXPECT_EQ(namesIn("pack.zip"), lines("res/Scene.KSX"));
-  // readZip does not.
-  EXPECT_EQ(texts(fs::readZip("pack.zip", "out")), lines(tmp.path("pack.ksx")));
-}
-
 TEST_F(WriteZip, HoldsNoFileInMemoryAndNeitherDoesReadZip) {
   constexpr std::size_t kSize = std::size_t{24} << 20U;
   constexpr long kAllowedKibibytes = 16L << 10U;
@@ -246,22 +236,6 @@ TEST_F(WriteZip, LeavesOutWhatIsNoFile) {
   EXPECT_TRUE(sentinel.isUntouched());
 }
 
-TEST_F(WriteZip, TakesADeviceForAFile) {
-  EXPECT_TRUE(fs::writeZip("pack.zip", {"/dev/null"}, keepIn(reports)));
-
-  EXPECT_EQ(contentsOf("pack.zip"), (Contents{{"res/null", ""}}));
-  EXPECT_EQ(reports, (Reports{{"res/null", 0.0}}));
-  expectSilence();
-}
-
-TEST_F(WriteZip, WritesAnEmptyArchiveIfAllFilesAreMissing) {
-  EXPECT_TRUE(fs::writeZip("pack.zip", {"gone"}, keepIn(reports)));
-
-  EXPECT_EQ(log.all(), lines("error: Cannot add non-existent file to archive: gone"));
-  EXPECT_EQ(namesIn("pack.zip"), lines());
-  EXPECT_EQ(reports, Reports());
-}
-
 TEST_F(WriteZip, LeavesOutTheArchiveItHasCreated) {
   tmp.write("a", "1");
   tmp.write("b", "2");
@@ -279,43 +253,6 @@ TEST_F(WriteZip, LeavesOutTheArchiveItHasCreated) {
 
 // ---------------------------------------------------------------------------------------------
 // The callback
-
-TEST_F(WriteZip, ReportsTheFilesBeforeEach) {
-  for (const char* const name : {"a", "b", "c", "d", "e", "f", "g"}) {
-    tmp.write(name, "text");
-  }
-
-  EXPECT_TRUE(fs::writeZip("pack.zip", {"a", "b", "c", "d", "e", "f", "g"}, keepIn(reports)));
-
-  EXPECT_EQ(reports, (Reports{{"res/a", 0.0},
-                              {"res/b", 1.0 / 7.0},
-                              {"res/c", 2.0 / 7.0},
-                              {"res/d", 3.0 / 7.0},
-                              {"res/e", 4.0 / 7.0},
-                              {"res/f", 5.0 / 7.0},
-                              {"res/g", 6.0 / 7.0}}));
-}
-
-TEST_F(WriteZip, NeedsNoCallback) {
-  tmp.write("a", "text");
-  for (const fs::ZipCallback& callback : {fs::ZipCallback(), fs::ZipCallback(nullptr)}) {
-    EXPECT_TRUE(fs::writeZip("pack.zip", {"a"}, callback));
-
-    EXPECT_EQ(namesIn("pack.zip"), lines("res/a"));
-  }
-}
-
-TEST_F(WriteZip, DoesNotSeeWhatACallbackAdds) {
-  tmp.write("a", "1");
-  tmp.write("b", "2");
-  tmp.write("late", "3");
-  StringVector files = {"a", "b"};
-
-  EXPECT_TRUE(fs::writeZip("pack.zip", files,
-                           [&](const fs::ZipProgress& /*report*/) { files.push_back("late"); }));
-
-  EXPECT_EQ(namesIn("pack.zip"), lines("res/a", "res/b"));
-}
 
 TEST_F(WriteZip, LeavesTheArchiveOpenIfTheCallbackThrows) {
   struct Stop {};
@@ -336,45 +273,6 @@ TEST_F(WriteZip, LeavesTheArchiveOpenIfTheCallbackThrows) {
 
 // ---------------------------------------------------------------------------------------------
 // The archive's path
-
-TEST_F(WriteZip, ReplacesAnArchive) {
-  tmp.write("a", "text");
-  tmp.write("pack.zip", noise(10'000));
-
-  EXPECT_TRUE(fs::writeZip("pack.zip", {"a"}));
-
-  EXPECT_EQ(contentsOf("pack.zip"), (Contents{{"res/a", "text"}}));
-  EXPECT_LT(std::filesystem::file_size("pack.zip"), 1'000U);
-}
-
-TEST_F(WriteZip, WritesToTheNormalizedPath) {
-  EXPECT_TRUE(fs::writeZip("missing/..//./pack.zip/", {}));
-  EXPECT_TRUE(fs::writeZip(vxText(tmp.path("x/../full.zip")), {}));
-
-  EXPECT_EQ(tmp.entries(), lines("full.zip", "pack.zip"));
-}
-
-TEST_F(WriteZip, WritesThroughALink) {
-  tmp.write("a", "text");
-  tmp.write("real.zip", "before");
-  tmp.link("pack.zip", "real.zip");
-
-  EXPECT_TRUE(fs::writeZip("pack.zip", {"a"}));
-
-  EXPECT_TRUE(std::filesystem::is_symlink("pack.zip"));
-  EXPECT_EQ(namesIn("real.zip"), lines("res/a"));
-}
-
-TEST_F(WriteZip, LeavesTheCallersArgumentsAlone) {
-  tmp.write("a", "text");
-  const String archive = "./pack.zip";
-  const StringVector files = {"./gone", ".//a"};
-
-  EXPECT_TRUE(fs::writeZip(archive, files));
-
-  EXPECT_EQ(archive, "./pack.zip");
-  EXPECT_EQ(texts(files), lines("./gone", ".//a"));
-}
 
 TEST_F(WriteZip, NamesTheArchiveThatCannotBeCreated) {
   struct Row {
@@ -406,34 +304,6 @@ TEST_F(WriteZip, NamesTheArchiveThatCannotBeCreated) {
   EXPECT_EQ(tmp.read("file"), "text");
   EXPECT_EQ(reports, Reports());
   EXPECT_TRUE(sentinel.isUntouched());
-}
-
-TEST_F(WriteZip, RemovesTheArchiveThatItMayNotReplace) {
-  tmp.write("open/pack.zip", "before");
-  ASSERT_EQ(::chmod("open", 0777), 0);
-  ASSERT_EQ(::chmod("open/pack.zip", 0444), 0);
-
-  runAsUnprivileged([&] {
-    EXPECT_FALSE(fs::writeZip("open/pack.zip", {}));
-
-    EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: open/pack.zip"));
-    EXPECT_TRUE(sentinel.isUntouched());
-  });
-  EXPECT_EQ(tmp.entries(), lines("open/"));
-}
-
-TEST_F(WriteZip, KeepsTheArchiveThatItMayNotRemove) {
-  tmp.write("locked/pack.zip", "before");
-  ASSERT_EQ(::chmod("locked", 0555), 0);
-  ASSERT_EQ(::chmod("locked/pack.zip", 0444), 0);
-
-  runAsUnprivileged([&] {
-    EXPECT_FALSE(fs::writeZip("locked/pack.zip", {}));
-
-    EXPECT_EQ(log.all(), lines("error: Failed to initialize archive: locked/pack.zip"));
-    EXPECT_TRUE(sentinel.isUntouched());
-  });
-  EXPECT_EQ(tmp.read("locked/pack.zip"), "before");
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -500,25 +370,6 @@ TEST_F(WriteZip, ComparesOnlyARegularFileWithItsFiles) {
 // ---------------------------------------------------------------------------------------------
 // Files that cannot be added
 
-TEST_F(WriteZip, EndsAtAFileThatItMayNotRead) {
-  tmp.write("a", "1");
-  tmp.write("locked", "2");
-  tmp.link("link", "locked");
-  tmp.write("c", "3");
-  tmp.mkdir("open");
-  ASSERT_EQ(::chmod("locked", 0), 0);
-  ASSERT_EQ(::chmod("open", 0777), 0);
-
-  runAsUnprivileged([&] {
-    EXPECT_FALSE(fs::writeZip("open/pack.zip", {"a", "link", "c"}, keepIn(reports)));
-
-    EXPECT_EQ(log.all(), lines("error: Failed to add file to archive: " + tmp.path("locked")));
-    EXPECT_EQ(reports, (Reports{{"res/a", 0.0}}));
-    EXPECT_TRUE(sentinel.isUntouched());
-  });
-  EXPECT_EQ(tmp.entries(), lines("a", "c", "link", "locked", "open/"));
-}
-
 TEST_F(WriteZip, FailsIfAFileGrowsWhileItIsRead) {
   tmp.write("a", "1");
   Calls calls;
@@ -539,31 +390,6 @@ TEST_F(WriteZip, KeepsWhatWasReadBeforeAReadFails) {
 
   EXPECT_EQ(contentsOf("pack.zip"), (Contents{{"res/a", noise(65'536)}}));
   expectSilence();
-}
-
-TEST_F(WriteZip, RemovesALinkToAnArchiveThatFails) {
-  tmp.write("a", "1");
-  tmp.link("pack.zip", "real.zip");
-  Calls calls;
-  calls.fail("mz_zip_writer_add_file");
-
-  EXPECT_FALSE(fs::writeZip("pack.zip", {"a"}));
-
-  EXPECT_EQ(tmp.entries(), lines("a", "real.zip"));
-}
-
-TEST_F(WriteZip, RemovesWhatStandsInPlaceOfAnArchiveThatFails) {
-  tmp.write("file", "old");
-  ASSERT_EQ(::mkfifo("fifo", 0600), 0);
-  tmp.mkdir("dir");
-  Calls calls;
-  calls.fail("mz_zip_writer_init_file");
-
-  EXPECT_FALSE(fs::writeZip("file", {}));
-  EXPECT_FALSE(fs::writeZip("fifo", {}));
-  EXPECT_FALSE(fs::writeZip("dir", {}));
-
-  EXPECT_EQ(tmp.entries(), lines("dir/"));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -591,14 +417,6 @@ class WriteZip_Calls : public WriteZip {
 
   Calls calls;
 };
-
-TEST_F(WriteZip_Calls, AreTheseForNoFiles) {
-  EXPECT_TRUE(write({}));
-
-  EXPECT_EQ(calls.all(),
-            lines("stat pack.zip", "mz_zip_zero_struct", "mz_zip_writer_init_file pack.zip 0",
-                  "stat pack.zip", "mz_zip_writer_finalize_archive", "mz_zip_end"));
-}
 
 TEST_F(WriteZip_Calls, AreTheseForANewArchive) {
   EXPECT_TRUE(write({"a.ksx", "b.ksa", "gone", "c"}));
