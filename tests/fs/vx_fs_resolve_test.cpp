@@ -5,7 +5,6 @@
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
 #include "tests/testing/calls.h"
-#include "tests/testing/child.h"
 #include "tests/testing/failures.h"
 
 #include <gtest/gtest.h>
@@ -14,8 +13,6 @@
 #include <string>
 #include <type_traits>
 #include <vector>
-
-#include <sys/stat.h>
 
 namespace vx::test {
 namespace {
@@ -206,12 +203,6 @@ TEST_F(ResolvePath, FindsAnExistingFileWithoutASearch) {
   EXPECT_EQ(text(fs::resolvePath(vxText(file), {}, {})), file);
 }
 
-TEST_F(ResolvePath, TakesAFifoForAFile) {
-  ASSERT_EQ(::mkfifo("pipe", 0600), 0);
-
-  EXPECT_EQ(text(fs::resolvePath("pipe", {}, {})), tmp.path("pipe"));
-}
-
 TEST_F(ResolvePath, ResolvesLinks) {
   const std::string file = tmp.write("real/wood-1.png", "");
   tmp.link("real/wood.png", "wood-1.png");
@@ -228,16 +219,6 @@ TEST_F(ResolvePath, NeverTakesADirectory) {
 
   check({"tex/wood.png", {"d1", "d2"}, {}, entries, {"d2/wood.png"}});
   check({"tex/wood.*", {"d1", "d2"}, {"png"}, entries, {"d2/wood.png"}});
-}
-
-TEST_F(ResolvePath, NeverTakesALinkThatLeadsToNoFile) {
-  tmp.mkdir("directory");
-  tmp.link("d1/wood.png", "nowhere");
-  tmp.link("d2/wood.png", "wood.png");
-  tmp.link("d3/wood.png", "../directory");
-  const std::string file = tmp.write("d4/wood.png", "");
-
-  EXPECT_EQ(text(fs::resolvePath("wood.png", {"d1", "d2", "d3", "d4"}, {})), file);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -451,16 +432,6 @@ TEST_F(ResolvePath, TakesTheEmptySearchDirectoryForTheCurrentOne) {
   check({"wood.*", {"."}, {"png"}, {"wood.png"}, {"wood.png"}});
 }
 
-TEST_F(ResolvePath, SkipsSearchDirectoriesItMayNotSearch) {
-  tmp.write("d1/wood.png", "");
-  tmp.write("d2/wood.png", "");
-  ASSERT_EQ(::chmod("d1", 0), 0);
-
-  runAsUnprivileged([&] {
-    EXPECT_EQ(text(fs::resolvePath("old/wood.png", {"d1", "d2"}, {})), tmp.path("d2/wood.png"));
-  });
-}
-
 // ---------------------------------------------------------------------------------------------
 // Texts
 
@@ -482,19 +453,6 @@ TEST_F(ResolvePath, TakesNamesAsBytes) {
   for (const Case& row : cases) {
     check(row);
   }
-}
-
-TEST_F(ResolvePath, LeavesTheCallersValuesAlone) {
-  tmp.write("d/wood.png.tx", "");
-  const String reference = "./tex//wood.png";
-  const StringVector searchDirs = {"d//", "missing/../d"};
-  const StringVector extensions = {"*", "tx", ".ty"};
-
-  EXPECT_EQ(text(fs::resolvePath(reference, searchDirs, extensions)), tmp.path("d/wood.png.tx"));
-
-  EXPECT_EQ(reference, "./tex//wood.png");
-  EXPECT_EQ(texts(searchDirs), lines("d//", "missing/../d"));
-  EXPECT_EQ(texts(extensions), lines("*", "tx", ".ty"));
 }
 
 // ---------------------------------------------------------------------------------------------
