@@ -5,10 +5,13 @@
 #include "core/vx_error.h"
 #include "core/vx_log.h"
 #include "fs/vx_fs.h"
+#include "tests/testing/archives.h"
 #include "tests/testing/calls.h"
 #include "tests/testing/child.h"
+#include "tests/testing/dialog_program.h"
 #include "tests/testing/error_state.h"
 #include "tests/testing/failures.h"
+#include "tests/testing/isolation.h"
 #include "tests/testing/log_capture.h"
 #include "tests/testing/memory_use.h"
 #include "tests/testing/sandbox.h"
@@ -264,6 +267,15 @@ TEST(LiveBlocks, CountsWhatIsAllocatedAndFreed) {
   release(unseen);
 }
 
+TEST(PeakKibibytes, RemainsAfterTheMemoryIsFreed) {
+  runInChild([] {
+    const long before = peakKibibytes();
+    { EXPECT_EQ(std::string(64 << 20, 'x').back(), 'x'); }
+
+    EXPECT_GE(peakKibibytes() - before, 60 << 10);
+  });
+}
+
 TEST(Child, EndsWellWhenItsAssertionsHold) {
   const ChildEnd end = endOfChild([] { EXPECT_TRUE(true); });
 
@@ -306,7 +318,7 @@ TEST(Child, LeavesTheParentAsItIs) {
   EXPECT_EQ(stdfs::current_path(), before);
 }
 
-TEST(Child, HasNoRightToOverridePermissionsWhenItIsUnprivileged) {
+TEST(Child, HasNoRightsWhenItIsUnprivileged) {
   const TempDir tmp;
   tmp.write("locked/file", "text");
   stdfs::permissions(tmp.path("locked"), stdfs::perms::none);
@@ -345,8 +357,79 @@ TEST(RunOnTerminal, GivesTheTerminalItsWidth) {
   EXPECT_EQ(runOnTerminal({"stty", "size"}, 31).out, "24 31\r\n");
 }
 
+TEST(DialogProgram, IsRunInPlaceOfTheRealOne) {
+  const DialogProgram zenity;
+  EXPECT_EQ(zenity.arguments(), lines());
+
+  EXPECT_EQ(runProgram({"zenity", "--title", "two words"}).exitCode, 1);
+  EXPECT_EQ(zenity.arguments(), lines("--title", "two words"));
+  zenity.answer("/tmp/a.png");
+  EXPECT_EQ(runProgram({"zenity"}).out, "/tmp/a.png\n");
+  EXPECT_EQ(runProgram({"zenity", "--version"}).out, "3.44.0\n");
+}
+
+TEST(RunWithOwnMounts, HidesTheMountsFromTheParent) {
+  if (!canMount()) {
+    GTEST_SKIP() << kCannotMount;
+  }
+  const TempDir tmp;
+  tmp.mkdir("mounted");
+
+  runWithOwnMounts([&] {
+    mountMemory(tmp.path("mounted"), "size=64k");
+    tmp.write("mounted/file", "text");
+    makeReadOnly(tmp.path("mounted"));
+    EXPECT_EQ(::unlink(tmp.path("mounted/file").c_str()), -1);
+    EXPECT_EQ(errno, EROFS);
+  });
+
+  EXPECT_EQ(tmp.entries(), lines("mounted/"));
+}
+
+TEST(RunInRoot, ChangesTheRootOfTheChildOnly) {
+  if (!canChangeRoot()) {
+    GTEST_SKIP() << kCannotChangeRoot;
+  }
+  const TempDir tmp;
+  tmp.write("file", "text");
+
+  runInRoot(tmp.path(), [&] {
+    EXPECT_EQ(stdfs::current_path(), "/");
+    EXPECT_TRUE(stdfs::exists("/file"));
+    EXPECT_FALSE(stdfs::exists(tmp.path()));
+  });
+
+  EXPECT_TRUE(stdfs::exists(tmp.path()));
+}
+
+TEST(ZipMaker, WritesWhatContentsOfReads) {
+  const TempDir tmp;
+  const ZipEntry packed{
+      .name = "p", .content = "packed", .method = kDeflated, .data = deflated("packed")};
+
+  for (const ZipMaker& archive : {ZipMaker(), ZipMaker().zip64End()}) {
+    const std::string path = tmp.write(
+        "a.zip", ZipMaker(archive).file("a/b.txt", "text").directory("c/").add(packed).bytes());
+
+    EXPECT_EQ(contentsOf(path),
+              (std::vector<ZipContent>{{"a/b.txt", "text"}, {"c/", ""}, {"p", "packed"}}));
+    EXPECT_EQ(namesIn(path), lines("a/b.txt", "c/", "p"));
+  }
+}
+
+TEST(ContentsOf, ThrowsForADamagedArchive) {
+  const TempDir tmp;
+  const std::string noArchive = tmp.write("no.zip", "text");
+  const std::string damaged =
+      tmp.write("damaged.zip", ZipMaker().add({.name = "f", .content = "text", .crc = 0}).bytes());
+
+  EXPECT_THROW(static_cast<void>(namesIn(noArchive)), std::runtime_error);
+  EXPECT_THROW(static_cast<void>(contentsOf(damaged)), std::runtime_error);
+  EXPECT_EQ(namesIn(damaged), lines("f"));
+}
+
 // ---------------------------------------------------------------------------------------------
-// The engine. `stdfs::mkDir` and the like stand for any code under test.
+// The engine. `vx::fs::mkDir` and the like stand for any code under test.
 
 TEST(Calls, AreRecordedWithTheirArguments) {
   const Sandbox box;
