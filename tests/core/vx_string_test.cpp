@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Concern: the text operations, each flag in both values, and copies that never see each other's
-// changes. Counts of allocations are the concern of vx_string_allocation_test.cpp.
+// The text operations, each flag in both values, and copies that do not see each other's changes.
+// vx_string_allocation_test.cpp counts the allocations.
 
 #include "core/vx_string.h"
 
@@ -22,16 +22,13 @@
 #include <cstring>
 #include <functional>
 #include <iomanip>
-#include <memory>
 #include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <type_traits>
 #include <unordered_set>
 #include <utility>
-#include <vector>
 
 #include <langinfo.h>
 
@@ -40,7 +37,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// ---- What the type promises to the compiler ----------------------------------------------------
+// ---- What the compiler takes and refuses -------------------------------------------------------
 
 static_assert(std::is_convertible_v<const char*, String>);
 static_assert(std::is_convertible_v<char*, String>);
@@ -60,52 +57,25 @@ static_assert(!std::is_convertible_v<std::string, String>);
 static_assert(!std::is_convertible_v<String, std::string_view>);
 static_assert(!std::is_convertible_v<String, std::string>);
 
-// A literal 0 is no text, `true` is no length, and a text is no flag.
 template <class Text>
-concept TakesZero = requires {
-  Text(0);
-}
-|| requires(Text s) {
-  s = 0;
-}
-|| requires(Text s) {
-  s << 0;
-}
-|| requires(Text s) {
-  s += 0;
-}
-|| requires(Text s) {
-  s + 0;
-}
-|| requires(Text s) {
-  0 + s;
-}
-|| requires(Text s) {
-  s == 0;
-}
-|| requires(Text s) {
-  0 == s;
-}
-|| requires(Text s) {
-  s < 0;
-}
-|| requires {
-  StringVector{Text("x"), 0};
+struct TextOperations {
+  // A literal 0 is no text.
+  static_assert(!requires { Text(0); });
+  static_assert(!requires(Text s) { s = 0; });
+  static_assert(!requires(Text s) { s << 0; });
+  static_assert(!requires(Text s) { s += 0; });
+  static_assert(!requires(Text s) { s + 0; });
+  static_assert(!requires(Text s) { 0 + s; });
+  static_assert(!requires(Text s) { s == 0; });
+  static_assert(!requires(Text s) { 0 == s; });
+  static_assert(!requires(Text s) { s < 0; });
+  static_assert(!requires { StringVector{Text("x"), 0}; });
+  // `true` is no length, and a text no flag.
+  static_assert(!requires { Text("abc", true); });
+  static_assert(!requires(Text s) { s.startsWith("a", "b"); });
+  static_assert(!requires(Text s) { s.endsWith("a", "b"); });
 };
-template <class Text>
-concept TakesABoolAsLength = requires {
-  Text("abc", true);
-};
-template <class Text>
-concept TakesATextAsFlag = requires(Text s) {
-  s.startsWith("a", "b");
-}
-|| requires(Text s) {
-  s.endsWith("a", "b");
-};
-static_assert(!TakesZero<String>);
-static_assert(!TakesABoolAsLength<String>);
-static_assert(!TakesATextAsFlag<String>);
+template struct TextOperations<String>;
 
 // `nullptr` is the empty text, and a literal 0 a length.
 template <class Text>
@@ -162,13 +132,19 @@ String bytes(std::string_view content) {
   return String(content);
 }
 
-/// Texts in which every length up to three of the words that are compared at once occurs.
 std::string alphabet(std::size_t length) {
   std::string letters;
   for (std::size_t i = 0; i < length; ++i) {
     letters += static_cast<char>('a' + i % 26);
   }
   return letters;
+}
+
+String withRoomToSpare(const char* content) {
+  String value("x");
+  value << alphabet(100).c_str();
+  value = content;
+  return value;
 }
 
 // ---- Making strings ----------------------------------------------------------------------------
@@ -189,18 +165,15 @@ TEST(String_Construct, IsEmptyFromNothing) {
 }
 
 TEST(String_Construct, TakesLengthOrStopsAtNul) {
+  const std::array<char, 3> unterminated = {'a', 'b', 'c'};
+
+  EXPECT_STREQ(String(unterminated.data(), 2).buf(), "ab");
   EXPECT_EQ(String("a\0b", 0), "a"sv);
   EXPECT_EQ(String("abc", 1), "a"sv);
   EXPECT_EQ(String("a\0b", 3), "a\0b"sv);
   EXPECT_EQ(String("\0", 1), "\0"sv);
   EXPECT_EQ(String("a\0b\0"sv), "a\0b\0"sv);
   EXPECT_FALSE(String("\0"sv).isEmpty());
-}
-
-TEST(String_Construct, TerminatesItsBytes) {
-  const std::array<char, 3> unterminated = {'a', 'b', 'c'};
-
-  EXPECT_STREQ(String(unterminated.data(), 2).buf(), "ab");
 }
 
 TEST(String_Construct, KeepsEveryByte) {
@@ -213,30 +186,15 @@ TEST(String_Construct, KeepsEveryByte) {
 
   EXPECT_EQ(made.length(), 256U);
   EXPECT_EQ(made, every);
+  EXPECT_EQ(String(every), every);
+  EXPECT_EQ(std::string(made), every);
+  EXPECT_EQ(std::string_view(made), every);
+  EXPECT_EQ(format_as(made), every);
   EXPECT_EQ(static_cast<const void*>(made.view().data()), made.buf());
-}
-
-TEST(String_Construct, CopiesItsSource) {
-  std::string source = "abc";
-  const String made(source.c_str());
-
-  source[0] = 'X';
-
-  EXPECT_EQ(made, "abc");
+  EXPECT_EQ(static_cast<const void*>(format_as(made).data()), made.buf());
 }
 
 // ---- Values ------------------------------------------------------------------------------------
-
-TEST(String_Copy, SharesItsBytes) {
-  const String original("abc");
-
-  const String copy = original;
-  String assigned;
-  assigned = original;
-
-  EXPECT_EQ(static_cast<const void*>(copy.buf()), original.buf());
-  EXPECT_EQ(static_cast<const void*>(assigned.buf()), original.buf());
-}
 
 TEST(String_Copy, OutlivesTheOriginal) {
   auto first = std::make_unique<String>("abc");
@@ -275,25 +233,6 @@ TEST(String_Move, LeavesAnEmptyUsableString) {
   EXPECT_TRUE(moved.isEmpty());  // NOLINT(bugprone-use-after-move): the promise
 }
 
-TEST(String_Move, Swaps) {
-  String left("left");
-  String right("right");
-
-  std::swap(left, right);
-
-  EXPECT_EQ(left, "right");
-  EXPECT_EQ(right, "left");
-}
-
-TEST(String_Destroy, ReleasesThroughTheBase) {
-  std::unique_ptr<vx::RefersTo<vx::IRefCounted>> base = std::make_unique<String>("abc");
-  const String copy = static_cast<const String&>(*base);
-
-  base.reset();
-
-  EXPECT_EQ(copy, "abc");
-}
-
 // ---- Assigning a text --------------------------------------------------------------------------
 
 TEST(String_Assign, ReplacesTheText) {
@@ -323,25 +262,6 @@ TEST(String_Assign, ReplacesTheText) {
     EXPECT_EQ(&result, &value);
     EXPECT_STREQ(value.buf(), after);
     EXPECT_EQ(value.length(), std::strlen(after));
-  }
-}
-
-TEST(String_Assign, TakesTailsOfItsOwnBuffer) {
-  for (std::size_t length = 0; length <= 40; ++length) {
-    const std::string all = alphabet(length);
-    for (std::size_t offset = 0; offset <= length; ++offset) {
-      SCOPED_TRACE(testing::Message() << "offset " << offset << " of " << length);
-      String alone{std::string_view(all)};
-      String shared{std::string_view(all)};
-      const String copy = shared;
-
-      alone = alone.buf() + offset;
-      shared = shared.buf() + offset;
-
-      ASSERT_EQ(text(alone), all.substr(offset));
-      ASSERT_EQ(text(shared), all.substr(offset));
-      ASSERT_EQ(text(copy), all);
-    }
   }
 }
 
@@ -406,26 +326,33 @@ TEST(String_Append, KeepsManyPieces) {
   EXPECT_EQ(text(value), wanted);
 }
 
-TEST(String_Append, TakesTailsOfItsOwnBuffer) {
+TEST(String_Append, TakesTailsOfItsOwnBufferAsAssignDoes) {
   for (std::size_t length = 0; length <= 40; ++length) {
     const std::string all = alphabet(length);
     for (std::size_t offset = 0; offset <= length; ++offset) {
       SCOPED_TRACE(testing::Message() << "offset " << offset << " of " << length);
-      const std::string wanted = all + all.substr(offset);
-      String full{std::string_view(all)};
-      String shared{std::string_view(all)};
+      const std::string tail = all.substr(offset);
+      String full = bytes(all);
+      String shared = bytes(all);
       const String copy = shared;
-      String roomy = "x";  // gets room to spare, of which a shorter text then leaves the more
-      roomy << alphabet(100).c_str();
-      roomy = all.c_str();
+      String roomy = withRoomToSpare(all.c_str());
 
       full << full.buf() + offset;
       shared << shared.buf() + offset;
       roomy << roomy.buf() + offset;
 
-      ASSERT_EQ(text(full), wanted);
-      ASSERT_EQ(text(shared), wanted);
-      ASSERT_EQ(text(roomy), wanted);
+      ASSERT_EQ(text(full), all + tail);
+      ASSERT_EQ(text(shared), all + tail);
+      ASSERT_EQ(text(roomy), all + tail);
+      ASSERT_EQ(text(copy), all);
+
+      String alone = bytes(all);
+      shared = copy;
+      alone = alone.buf() + offset;
+      shared = shared.buf() + offset;
+
+      ASSERT_EQ(text(alone), tail);
+      ASSERT_EQ(text(shared), tail);
       ASSERT_EQ(text(copy), all);
     }
   }
@@ -463,20 +390,13 @@ const Change kChanges[] = {
     {"assign a string", [](String& value) { value = String("x"); }, "x"},
 };
 
-String withRoomToSpare(const char* content) {
-  String value("x");
-  value << "a text that is long enough to leave room behind a shorter one";
-  value = content;
-  return value;
-}
-
 TEST(String_Copy, KeepsItsTextWhenTheOriginalChanges) {
   for (const Change& change : kChanges) {
     for (const bool isRoomy : {false, true}) {
       SCOPED_TRACE(testing::Message() << change.name << (isRoomy ? ", with room" : ""));
       String changed = isRoomy ? withRoomToSpare("abc") : String("abc");
+      const void* const before = changed.buf();
       const String copy = changed;
-      const void* const before = copy.buf();
 
       change.apply(changed);
 
@@ -512,65 +432,46 @@ TEST(String_Copy, LeavesInPlaceChangesOnceGone) {
 
 // ---- Prefixes and suffixes ---------------------------------------------------------------------
 
-struct AffixRow {
-  const char* name;
-  String whole;
-  String affix;
-  bool exactly;
-  bool ignoringCase;
-};
-
-TEST(String_StartsWith, ComparesBytesAndCase) {
-  const AffixRow rows[] = {
-      {"the empty prefix", "abc", "", true, true},
-      {"a prefix", "abc", "ab", true, true},
-      {"the whole", "abc", "abc", true, true},
-      {"more than the whole", "abc", "abcd", false, false},
-      {"a suffix", "abc", "bc", false, false},
-      {"the other case", "abc", "AB", false, true},
-      {"the other case in the text", "ABC", "ab", false, true},
-      {"mixed case", "aBcDeFgHiJkLm", "AbCdEfGhIjKl", false, true},
-      {"a slash", "/var", "/", true, true},
-      {"a backslash", "\\var", "\\", true, true},
-      {"a slash against a backslash", "\\var", "/", false, false},
-      {"a dot", ".png", ".", true, true},
-      {"characters 0x20 apart that are no letters", "@[`{", "`{", false, false},
-      {"bytes beyond ASCII", "\xC3\xA4x", "\xC3\xA4", true, true},
-      {"bytes beyond ASCII of the other case", "\xC3\x84x", "\xC3\xA4", false, false},
-      {"a NUL byte", bytes("\0a"sv), bytes("\0"sv), true, true},
-      {"a NUL byte too many", "a", bytes("a\0"sv), false, false},
+TEST(String_StartsWith, ComparesBytesAndCaseAsEndsWithDoes) {
+  struct Ends {
+    bool exactly;
+    bool ignoringCase;
   };
-  for (const AffixRow& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(row.whole.startsWith(row.affix, false), row.exactly);
-    EXPECT_EQ(row.whole.startsWith(row.affix, true), row.ignoringCase);
-  }
-}
-
-TEST(String_EndsWith, ComparesBytesAndCase) {
-  const AffixRow rows[] = {
-      {"the empty suffix", "abc", "", true, true},
-      {"a suffix", "abc", "bc", true, true},
-      {"the whole", "abc", "abc", true, true},
-      {"more than the whole", "abc", "xabc", false, false},
-      {"a prefix", "abc", "ab", false, false},
-      {"an extension of the other case", "scene.KSX", ".ksx", false, true},
-      {"an extension", "scene.ksx", ".ksx", true, true},
-      {"an extension without its dot", "sceneksx", ".ksx", false, false},
-      {"a directory at the end", "/Applications/vx.app/Contents/MacOS", "/MacOS", true, true},
-      {"the bare name of a directory", "MacOS", "/MacOS", false, false},
-      {"a directory of the other case", "/Contents/macos", "/MacOS", false, true},
-      {"a pattern", "wood.*", ".*", true, true},
-      {"a dot", "wood.", ".", true, true},
-      {"characters 0x20 apart that are no letters", "ab]^", "}~", false, false},
-      {"bytes beyond ASCII of the other case", "x\xC3\x84", "\xC3\xA4", false, false},
-      {"a NUL byte", bytes("a\0"sv), bytes("\0"sv), true, true},
-      {"a text before the NUL byte", bytes("a\0"sv), "a", false, false},
+  struct Row {
+    const char* name;
+    String whole;
+    String affix;
+    Ends starts;
+    Ends ends;
   };
-  for (const AffixRow& row : rows) {
+  constexpr Ends kNo = {false, false};
+  constexpr Ends kYes = {true, true};
+  constexpr Ends kIgnoringCase = {false, true};
+  const Row rows[] = {
+      {"nothing", "abc", "", kYes, kYes},
+      {"a prefix", "abc", "ab", kYes, kNo},
+      {"a suffix", "abc", "bc", kNo, kYes},
+      {"the whole", "abc", "abc", kYes, kYes},
+      {"more than the whole", "abc", "abcd", kNo, kNo},
+      {"more than the whole, at its front", "abc", "xabc", kNo, kNo},
+      {"a prefix in the other case", "aBc", "Ab", kIgnoringCase, kNo},
+      {"a suffix in the other case", "scene.KSX", ".ksx", kNo, kIgnoringCase},
+      {"a directory at the end", "/vx.app/Contents/MacOS", "/MacOS", kNo, kYes},
+      {"a name without its separator", "MacOS", "/MacOS", kNo, kNo},
+      {"characters 0x20 apart that are no letters", "@[]@", "`{", kNo, kNo},
+      {"characters 0x20 apart at the end", "@[]^", "}~", kNo, kNo},
+      {"bytes beyond ASCII", "\xC3\xA4", "\xC3\xA4", kYes, kYes},
+      {"bytes beyond ASCII of the other case", "\xC3\x84", "\xC3\xA4", kNo, kNo},
+      {"a NUL byte", bytes("\0a\0"sv), bytes("\0"sv), kYes, kYes},
+      {"a NUL byte too many", "a", bytes("a\0"sv), kNo, kNo},
+      {"a text before the NUL byte", bytes("a\0"sv), "a", kYes, kNo},
+  };
+  for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    EXPECT_EQ(row.whole.endsWith(row.affix, false), row.exactly);
-    EXPECT_EQ(row.whole.endsWith(row.affix, true), row.ignoringCase);
+    EXPECT_EQ(row.whole.startsWith(row.affix, false), row.starts.exactly);
+    EXPECT_EQ(row.whole.startsWith(row.affix, true), row.starts.ignoringCase);
+    EXPECT_EQ(row.whole.endsWith(row.affix, false), row.ends.exactly);
+    EXPECT_EQ(row.whole.endsWith(row.affix, true), row.ends.ignoringCase);
   }
 }
 
@@ -596,24 +497,15 @@ TEST(String_CompareNoCase, OrdersWithoutCase) {
       {"empty before a NUL byte", "", bytes("\0"sv), -1},
       {"the same", "abc", "abc", 0},
       {"the other case", "abc", "ABC", 0},
-      {"mixed case", "aBcDeFgHiJkLmNoP", "AbCdEfGhIjKlMnOp", 0},
       {"by the first difference", "abz", "aca", -1},
-      {"by the first difference, whatever its case", "abz", "ACA", -1},
       {"by length when one begins the other", "abc", "ABCD", -1},
       {"a lower letter before the next upper one", "a", "B", -1},
-      {"an upper letter before the next lower one", "A", "b", -1},
       {"letters as their lower forms, behind [ to `", "A", "_", 1},
       {"the last letter before {", "Z", "{", -1},
-      {"@ is no letter", "@", "`", -1},
-      {"[ is no letter", "[", "{", -1},
       {"bytes beyond ASCII are unsigned", "\xC3\xA4", "z", 1},
-      {"bytes beyond ASCII have no case", "\xC4", "\xE4", -1},
       {"with its dot, and without", "\xC4\xB0", "i", 1},
       {"a NUL byte counts", bytes("a\0b"sv), bytes("A\0C"sv), -1},
       {"a NUL byte does not end the text", bytes("a\0b"sv), "a", 1},
-      {"by the first difference, whatever follows", "aa", "cb", -1},
-      {"a difference in the first eight", "abcdefghij", "abcdefgxij", -1},
-      {"a difference behind the first eight", "ABCDEFGHIJ", "abcdefghix", -1},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -626,8 +518,7 @@ unsigned char asciiLower(int byte) {
   return static_cast<unsigned char>(byte >= 'A' && byte <= 'Z' ? byte - 'A' + 'a' : byte);
 }
 
-/// Two texts that are equal ignoring case, but for the byte at `position`. Texts are compared a
-/// word at a time, so a difference must be found at every place of texts of every length.
+/// Two texts that are equal ignoring case, except for the byte at `position`.
 struct BytePair {
   BytePair(int leftByte, int rightByte, std::size_t position, std::size_t length)
       : left(length, 'M'), right(length, 'm') {
@@ -701,62 +592,47 @@ TEST(String_CompareNoCase, GoesByTheFirstDifference) {
   }
 }
 
-/// A locale in which letters beyond ASCII have case, made for the test where it is not installed.
-class ScopedLocale {
+/// A Turkish locale, in which letters beyond ASCII have case, and I is not the upper case of i. It
+/// is made for the test, since it is rarely installed.
+class ScopedTurkishLocale {
  public:
-  ScopedLocale(const char* language, const char* charset)
-      : variable_("LOCPATH", directory_.path()),
-        before_(std::setlocale(LC_ALL, nullptr)),
-        isSet_(makeAndSet(language, charset)) {}
-  ScopedLocale(const ScopedLocale&) = delete;
-  ScopedLocale& operator=(const ScopedLocale&) = delete;
-  ~ScopedLocale() { std::setlocale(LC_ALL, before_.c_str()); }
+  ScopedTurkishLocale() : before_(std::setlocale(LC_ALL, nullptr)) {
+    const std::string command = "localedef -i tr_TR -f ISO-8859-9 --no-archive '" +
+                                directory_.path("made") + "' >'" + directory_.path("output") +
+                                "' 2>&1";
+    std::system(command.c_str());
+    // musl takes every name, for a locale of UTF-8.
+    isSet_ = std::setlocale(LC_ALL, "made") != nullptr && ::nl_langinfo(CODESET) == "ISO-8859-9"sv;
+  }
+  ScopedTurkishLocale(const ScopedTurkishLocale&) = delete;
+  ScopedTurkishLocale& operator=(const ScopedTurkishLocale&) = delete;
+  ~ScopedTurkishLocale() { std::setlocale(LC_ALL, before_.c_str()); }
 
   [[nodiscard]] bool isSet() const { return isSet_; }
 
  private:
-  bool makeAndSet(const char* language, const char* charset) const {
-    const std::string command = std::string("localedef -i ") + language + " -f " + charset +
-                                " --no-archive '" + directory_.path("made") + "' >'" +
-                                directory_.path("output") + "' 2>&1";
-    std::system(command.c_str());
-    // musl takes every name, for a locale of UTF-8.
-    return std::setlocale(LC_ALL, "made") != nullptr &&
-           std::string_view(::nl_langinfo(CODESET)) == charset;
-  }
-
   TempDir directory_;
-  ScopedEnv variable_;
+  ScopedEnv variable_{"LOCPATH", directory_.path()};
   std::string before_;
-  bool isSet_;
+  bool isSet_ = false;
 };
 
-/// What the locale makes of a letter. Of a constant, optimising compilers take what the C locale
-/// makes of it.
+/// The lower form of the letter in the current locale. The compiler computes that of a constant in
+/// the C locale.
 int loweredByTheLocale(int letter) {
   const volatile int unforeseen = letter;
   return std::tolower(unforeseen);
 }
 
-TEST(String_LetterCase, IgnoresAWesternEuropeanLocale) {
-  const ScopedLocale locale("de_DE", "ISO-8859-1");
-  if (!locale.isSet()) {
-    GTEST_SKIP() << "there is no locale de_DE.ISO-8859-1 here";
-  }
-  ASSERT_EQ(loweredByTheLocale(0xC4), 0xE4);
-
-  expectAsciiCaseOnly();
-}
-
-TEST(String_LetterCase, IgnoresATurkishLocale) {
-  const ScopedLocale locale("tr_TR", "ISO-8859-9");
+TEST(String_LetterCase, IsThatOfAsciiInATurkishLocale) {
+  const ScopedTurkishLocale locale;
   if (!locale.isSet()) {
     GTEST_SKIP() << "there is no locale tr_TR.ISO-8859-9 here";
   }
+  ASSERT_EQ(loweredByTheLocale(0xC4), 0xE4);
   ASSERT_NE(loweredByTheLocale('I'), 'i');
 
   expectAsciiCaseOnly();
-  EXPECT_EQ(String("I").compareNoCase("i"), 0);
 }
 
 // ---- Splitting ---------------------------------------------------------------------------------
@@ -806,15 +682,6 @@ TEST(String_Split, TrimsAsciiSpaceOnly) {
 
     EXPECT_EQ(pieces.front(), byte == '/' ? "" : isSpace ? "a" : piece + "a" + piece);
   }
-}
-
-TEST(String_Split, ReturnsPiecesThatOutliveTheText) {
-  auto whole = std::make_unique<String>("a|b");
-  const StringVector pieces = whole->split('|', true, false);
-
-  whole.reset();
-
-  EXPECT_EQ(pieces, StringVector({"a", "b"}));
 }
 
 // ---- Replacing ---------------------------------------------------------------------------------
@@ -874,12 +741,7 @@ TEST(String_FromLast, ReturnsWhatFollows) {
       {"a separator at the front", ":a", ':', "a", ":a"},
       {"a separator alone", ":", ':', "", ":"},
       {"the other case of a letter", "aXb", 'x', "aXb", "aXb"},
-      {"a byte beyond ASCII",
-       "a\xFF"
-       "b",
-       '\xFF', "b",
-       "\xFF"
-       "b"},
+      {"a byte beyond ASCII", "a\xFF.", '\xFF', ".", "\xFF."},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -927,37 +789,6 @@ TEST(String_Plus, KeepsNulBytesOfStringsOnly) {
 
 // ---- Comparison, hash, stream ------------------------------------------------------------------
 
-TEST(String_Compare, EqualsByAllBytes) {
-  struct Row {
-    const char* name;
-    String left;
-    String right;
-    bool areEqual;
-  };
-  const Row rows[] = {
-      {"both empty", "", String(), true},
-      {"the same bytes", "abc", String("abc"), true},
-      {"the other case", "abc", "ABC", false},
-      {"a prefix", "abc", "ab", false},
-      {"another byte", "abc", "abd", false},
-      {"bytes beyond ASCII", "\xC3\xA4", "\xC3\xA4", true},
-      {"bytes beyond ASCII of the other case", "\xC3\xA4", "\xC3\x84", false},
-      {"NUL bytes", bytes("a\0b"sv), bytes("a\0b"sv), true},
-      {"bytes behind a NUL", bytes("a\0b"sv), bytes("a\0c"sv), false},
-      {"a NUL at the end", bytes("a\0"sv), "a", false},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(row.left == row.right, row.areEqual);
-    EXPECT_EQ(row.right == row.left, row.areEqual);
-    EXPECT_EQ(row.left != row.right, !row.areEqual);
-    EXPECT_EQ(row.right != row.left, !row.areEqual);
-    if (row.areEqual) {
-      EXPECT_EQ(std::hash<String>{}(row.left), std::hash<String>{}(row.right));
-    }
-  }
-}
-
 /// What every comparison of two values says.
 template <class Left, class Right>
 std::string comparisons(const Left& left, const Right& right) {
@@ -1000,29 +831,36 @@ TEST(String_Compare, TakesANullPointerForTheEmptyText) {
   EXPECT_EQ(comparisons(String("a"), null), kGreater);
 }
 
-TEST(String_Compare, OrdersByUnsignedBytes) {
+TEST(String_Compare, OrdersByUnsignedBytesAndHashesAllBytes) {
   const String ordered[] = {
-      "",  bytes("\0"sv), "A", bytes("A\0"sv), "AB",   "B",        "Z",    "_",
-      "a", "ab",          "b", "\x7F",         "\x80", "\xC3\xA4", "\xFF",
+      "",
+      bytes("\0"sv),
+      "A",
+      bytes("A\0b"sv),
+      bytes("A\0c"sv),
+      "AB",
+      "B",
+      "Z",
+      "_",
+      "a",
+      "ab",
+      "b",
+      "\x7F",
+      "\x80",
+      "\xC3\x84",
+      "\xC3\xA4",
+      "\xFF",
   };
   for (std::size_t left = 0; left < std::size(ordered); ++left) {
     for (std::size_t right = 0; right < std::size(ordered); ++right) {
       SCOPED_TRACE(testing::Message() << left << " and " << right);
-      const std::strong_ordering wanted = left <=> right;
-      EXPECT_EQ(ordered[left] <=> ordered[right], wanted);
-      EXPECT_EQ(ordered[left] <=> ordered[right].view(), wanted);
+      const String other = bytes(ordered[right].view());
+      EXPECT_EQ(ordered[left] <=> other, left <=> right);
+      EXPECT_EQ(ordered[left] <=> other.view(), left <=> right);
+      EXPECT_EQ(ordered[left] == other, left == right);
+      EXPECT_EQ(std::hash<String>()(ordered[left]) == std::hash<String>()(other), left == right);
     }
   }
-}
-
-TEST(String_Hash, CoversAllBytes) {
-  const std::hash<String> hash;
-  String built("ab");
-  built << "c";
-
-  EXPECT_EQ(hash(built), hash("abc"));
-  EXPECT_NE(hash("abc"), hash("ABC"));
-  EXPECT_NE(hash(bytes("a\0b"sv)), hash(bytes("a\0c"sv)));
 }
 
 TEST(String_Hash, ServesStandardContainers) {
@@ -1030,7 +868,7 @@ TEST(String_Hash, ServesStandardContainers) {
   const std::set<String> sorted = {"b", "a", "a", "\xFF"};
 
   EXPECT_EQ(hashed.size(), 3U);
-  EXPECT_TRUE(hashed.contains("b"));
+  EXPECT_TRUE(hashed.contains(String() + "b"));
   EXPECT_EQ(sorted.size(), 3U);
   EXPECT_EQ(*sorted.begin(), "a");
 }
@@ -1050,47 +888,6 @@ TEST(String_Stream, FollowsTheFormatOfTheStream) {
          << String("c") << '|';
 
   EXPECT_EQ(stream.str(), "...ab|c...|");
-}
-
-TEST(String_Convert, KeepsAllBytes) {
-  const String value("a\0b"sv);
-
-  EXPECT_EQ(std::string(value), "a\0b"sv);
-  EXPECT_EQ(std::string_view(value), "a\0b"sv);
-  EXPECT_EQ(String(std::string("a\0b"sv)), value);
-}
-
-TEST(String_Format, IsAViewOfTheBytes) {
-  const String value("a\0b"sv);
-
-  EXPECT_EQ(format_as(value), "a\0b"sv);
-  EXPECT_EQ(static_cast<const void*>(format_as(value).data()), value.buf());
-}
-
-// ---- Threads -----------------------------------------------------------------------------------
-
-TEST(String_Threads, CopyAndChangeTheirOwnHandles) {
-  const String original("shared");
-  std::vector<std::thread> threads;
-  std::vector<String> results(4);
-
-  for (String& result : results) {
-    threads.emplace_back([original, &result] {
-      for (int round = 0; round < 2000; ++round) {
-        String mine = original;
-        mine << "!";
-        result = mine;
-      }
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-
-  for (const String& result : results) {
-    EXPECT_EQ(result, "shared!");
-  }
-  EXPECT_EQ(original, "shared");
 }
 
 }  // namespace
