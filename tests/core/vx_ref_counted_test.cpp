@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Concern: when the handle base retains and releases, and the layout that both types promise.
+// When a handle retains and releases, and the layout of both types.
 
 #include "core/vx_ref_counted.h"
 
@@ -24,7 +24,7 @@
 namespace vx::test {
 namespace {
 
-// ---- What the types promise to the compiler ----------------------------------------------------
+// ---- What the compiler takes and refuses -------------------------------------------------------
 
 static_assert(std::is_abstract_v<IRefCounted>);
 static_assert(!std::has_virtual_destructor_v<IRefCounted>);
@@ -96,7 +96,7 @@ TEST(RefersTo, HasNoVirtualOperationButItsDestructor) {
   EXPECT_EQ(slotOf(&ExtendedHandle::firstOfItsOwn), kSlotsOfADestructor);
 }
 
-// ---- A hand-made implementation, which tells what is done to it --------------------------------
+// ---- An implementation that records its calls --------------------------------------------------
 
 using Calls = std::vector<std::string>;
 
@@ -140,25 +140,12 @@ class RefersTo_Calls : public testing::Test {
   ScriptedImplementation b{"b", calls};
 };
 
-TEST_F(RefersTo_Calls, HoldsNullByDefault) {
-  {
-    const Handle handle;
-    EXPECT_EQ(handle.implementation(), nullptr);
-  }
+TEST_F(RefersTo_Calls, TakesAReferenceAndReleasesItAsBase) {
+  auto handle = std::make_unique<Handle>(&a);
+  EXPECT_EQ(handle->implementation(), &a);
   EXPECT_EQ(calls, lines());
-}
 
-TEST_F(RefersTo_Calls, TakesOverTheReferenceThatTheCallerHolds) {
-  const Handle handle(&a);
-
-  EXPECT_EQ(handle.implementation(), &a);
-  EXPECT_EQ(calls, lines());
-}
-
-TEST_F(RefersTo_Calls, ReleasesOnceWhenDestroyedAsBase) {
-  std::unique_ptr<RefersTo<IRefCounted>> handle = std::make_unique<Handle>(&a);
-
-  handle.reset();
+  std::unique_ptr<RefersTo<IRefCounted>>(std::move(handle)).reset();
 
   EXPECT_EQ(calls, lines("release a"));
 }
@@ -173,12 +160,13 @@ TEST_F(RefersTo_Calls, CopiesByPointerAndOneRetain) {
   EXPECT_EQ(calls, lines("retain a"));
 }
 
-TEST_F(RefersTo_Calls, CopiesNullToNull) {
-  const Handle null;
-
-  const Handle copy = null;
-
-  EXPECT_EQ(copy.implementation(), nullptr);
+TEST_F(RefersTo_Calls, HoldsNullByDefaultAndAsACopyOfNull) {
+  {
+    const Handle null;
+    const Handle copy = null;
+    EXPECT_EQ(null.implementation(), nullptr);
+    EXPECT_EQ(copy.implementation(), nullptr);
+  }
   EXPECT_EQ(calls, lines());
 }
 
@@ -221,24 +209,18 @@ TEST_F(RefersTo_Calls, SurvivesAssignmentToItself) {
   a.onRelease = nullptr;
 }
 
-TEST_F(RefersTo_Calls, ReleasesWhatItHeldWhenNullIsAssigned) {
-  Handle handle(&a);
-  const Handle null;
-
-  handle = null;
-
-  EXPECT_EQ(handle.implementation(), nullptr);
-  EXPECT_EQ(calls, lines("release a"));
-}
-
-TEST_F(RefersTo_Calls, OnlyRetainsWhenItHeldNull) {
-  Handle handle;
+TEST_F(RefersTo_Calls, AssignsToAndFromNull) {
   const Handle source(&a);
+  const Handle null;
+  Handle target;
 
-  handle = source;
-
-  EXPECT_EQ(handle.implementation(), &a);
+  target = source;
+  EXPECT_EQ(target.implementation(), &a);
   EXPECT_EQ(calls, lines("retain a"));
+  target = null;
+
+  EXPECT_EQ(target.implementation(), nullptr);
+  EXPECT_EQ(calls, lines("retain a", "release a"));
 }
 
 TEST_F(RefersTo_Calls, MoveAssignsByStoreThenRelease) {
