@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Concern: std::format of the library's values, where the standard library has it.
+// std::format of the library's values, where the standard library has it.
 
 #include "core/vx_format.h"
 
