@@ -51,23 +51,13 @@ static_assert(IsFlagOfPath<bool>);
 static_assert(!std::is_constructible_v<Path, String, const char*>);
 static_assert(!std::is_constructible_v<Path, String, const char (&)[5]>);
 template <class Flag>
-concept IsFlagOfDir = requires(Flag flag) {
-  Path::dir("a/b", flag);
+struct TextsAreNoFlags {
+  static_assert(!requires(Flag flag) { Path::dir("a/b", flag); });
+  static_assert(!requires(Flag flag) { Path::ext("a/b", flag); });
+  static_assert(!requires(Flag flag) { Path::isDir("a/b", flag); });
+  static_assert(!requires(Flag flag) { Path::isFile("a/b", flag); });
 };
-template <class Flag>
-concept IsFlagOfExt = requires(Flag flag) {
-  Path::ext("a/b", flag);
-};
-template <class Flag>
-concept IsFlagOfIsDir = requires(Flag flag) {
-  Path::isDir("a/b", flag);
-};
-template <class Flag>
-concept IsFlagOfIsFile = requires(Flag flag) {
-  Path::isFile("a/b", flag);
-};
-static_assert(!IsFlagOfDir<const char*> && !IsFlagOfExt<const char*>);
-static_assert(!IsFlagOfIsDir<const char*> && !IsFlagOfIsFile<const char*>);
+template struct TextsAreNoFlags<const char*>;
 
 using Names = std::vector<std::string>;
 
@@ -148,53 +138,42 @@ TEST(Path_Print, WritesTheTextAsTaken) {
 // normalized and normalize
 
 TEST(Path_Normalized, FollowsItsRules) {
+  using std::string_literals::operator""s;
   struct Row {
-    const char* path;
-    const char* normal;
+    std::string path;
+    std::string normal;
   };
   const Row rows[] = {
       {"", ""},
       {"/", "/"},
-      {"////", "/"},
       {"a", "a"},
       {"//a", "/a"},
       {"a//b///c", "a/b/c"},
       {"a/b/", "a/b"},
       {"/a//", "/a"},
       {".", "."},
-      {"././.", "."},
-      {"./a", "a"},
       {"a/./b", "a/b"},
-      {"a/b/.", "a/b"},
       {"/.", "/"},
       {"a/b/../c", "a/c"},
-      {"a/b/..", "a"},
       {"a/..", "."},
-      {"a/b/../../", "."},
-      {"/a/..", "/"},
       {"/../a", "/a"},
       {"/../../a/../..", "/"},
       {"..", ".."},
-      {"../", ".."},
       {"../../a", "../../a"},
-      {"./../a", "../a"},
-      {"a/../../b", "../b"},
       {"a/b/../../../../c", "../../c"},
       {"../a/../b", "../b"},
-      {"/x/y/z/../../../", "/"},
       {"/app/Contents/MacOS/sub/../../../", "/app"},
       {"a/.../b", "a/.../b"},
       {"..a/../.b", ".b"},
-      {"a\\..\\b", "a\\..\\b"},
-      {"~/a", "~/a"},
-      {" a / b ", " a / b "},
       {"\xC3\xA4//\xFF", "\xC3\xA4/\xFF"},
+      {"a\0b//c/.."s, "a\0b"s},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.path);
-    EXPECT_EQ(text(Path::normalize(row.path)), row.normal);
-    EXPECT_EQ(text(Path(row.path, true).normalized()), row.normal);
-    EXPECT_EQ(text(Path(row.path, false).normalized()), row.normal);
+    const String path = vxText(row.path);
+    EXPECT_EQ(text(Path::normalize(path)), row.normal);
+    EXPECT_EQ(text(Path(path, true).normalized()), row.normal);
+    EXPECT_EQ(text(Path(path, false).normalized()), row.normal);
   }
 }
 
@@ -229,12 +208,6 @@ TEST(Path_Normalized, TakesVeryLongPaths) {
   EXPECT_EQ(Path::normalize(vxText(path)), ".");
 }
 
-TEST(Path_Normalized, IncludesTheBytesAfterANul) {
-  using std::string_literals::operator""s;
-
-  EXPECT_EQ(text(Path::normalize(vxText("a\0b//c/.."s))), "a\0b"s);
-}
-
 // ---------------------------------------------------------------------------------------------
 // components
 
@@ -247,21 +220,15 @@ TEST(Path_Components, AreTheNamesInOrder) {
   const Row rows[] = {
       {"", {}, {}},
       {"/", {}, {}},
-      {".", {}, {}},
-      {"///", {}, {}},
       {"/./.", {}, {}},
       {"/a/b/c", {"a", "b", "c"}, {"a", "b", "c"}},
-      {"a/b", {"a", "b"}, {"a", "b"}},
-      {"a/b//", {"a", "b"}, {"a", "b"}},
       {"//a///b", {"a", "b"}, {"a", "b"}},
       {"./a/./b/.", {"a", "b"}, {"a", "b"}},
       {"../a", {"..", "a"}, {"..", "a"}},
-      {"..", {".."}, {".."}},
       {"a/../b", {"b"}, {"a", "..", "b"}},
       {"/../a", {"a"}, {"..", "a"}},
       {"a/..", {}, {"a", ".."}},
       {".a/...", {".a", "..."}, {".a", "..."}},
-      {"\\a/b", {"\\a", "b"}, {"\\a", "b"}},
       {" /a b", {" ", "a b"}, {" ", "a b"}},
   };
   for (const Row& row : rows) {
@@ -285,11 +252,9 @@ TEST(Path_File, IsAStemAndAnExtension) {
   const Row rows[] = {
       {"a/wood.png", "wood.png", "wood", ".png", "png"},
       {"wood.png", "wood.png", "wood", ".png", "png"},
-      {"/wood.png", "wood.png", "wood", ".png", "png"},
       {"a/wood.t.png", "wood.t.png", "wood.t", ".png", "png"},
       {"wood.", "wood.", "wood", ".", ""},
       {"wood..", "wood..", "wood.", ".", ""},
-      {"a/wood", "wood", "wood", "", ""},
       {"a.b/wood", "wood", "wood", "", ""},
       {"a/.profile", ".profile", ".profile", "", ""},
       {".profile.bak", ".profile.bak", ".profile", ".bak", "bak"},
@@ -299,16 +264,10 @@ TEST(Path_File, IsAStemAndAnExtension) {
       {"a/b.c//", "b.c", "b", ".c", "c"},
       {".", ".", ".", "", ""},
       {"..", "..", "..", "", ""},
-      {"a/.", ".", ".", "", ""},
-      {"a/..", "..", "..", "", ""},
       {"../", "..", "..", "", ""},
       {"/", "", "", "", ""},
-      {"//", "", "", "", ""},
       {"", "", "", "", ""},
-      {"./wood.*", "wood.*", "wood", ".*", "*"},
-      {"A.PNG", "A.PNG", "A", ".PNG", "PNG"},
       {"a b/c d.e f", "c d.e f", "c d", ".e f", "e f"},
-      {"a\\b.c", "a\\b.c", "a\\b", ".c", "c"},
       {"a/\xC3\xA4.\xFF", "\xC3\xA4.\xFF", "\xC3\xA4", ".\xFF", "\xFF"},
       {"wood.png/x/..", "..", "..", "", ""},
   };
@@ -343,33 +302,24 @@ TEST(Path_ChangeExt, ReplacesOnlyTheExtension) {
   };
   const Row rows[] = {
       {"a/b.txt", ".bak", "a/b.bak"},
-      {"/a/scene.ksz", ".ksx", "/a/scene.ksx"},
       {"a/b", ".bak", "a/b.bak"},
       {"b.tar.gz", ".x", "b.tar.x"},
       {"b.txt", "", "b"},
-      {"b", "", "b"},
       {"b.", ".x", "b.x"},
-      {"b.", "", "b"},
       {".profile", ".x", ".profile.x"},
-      {".profile", "", ".profile"},
       {"a.b/c", ".x", "a.b/c.x"},
       {"./a/../b.txt", ".x", "./a/../b.x"},
       {"...", ".x", "...x"},
-      {"b.txt", ".txt", "b.txt"},
       {"b.txt", ".tar.gz", "b.tar.gz"},
-      {"a.txt", ".", "a."},
       {"\xC3\xA4.\xFF", ".\xFE", "\xC3\xA4.\xFE"},
       // Without a dot
       {"report.txt", "bak", "report.bak"},
       {"b", "bak", "b.bak"},
       {"b.", "x", "b.x"},
-      {".profile", "x", ".profile.x"},
       {"b.txt", "tar.gz", "b.tar.gz"},
       // Trailing separators
       {"out/report.txt/", ".bak", "out/report.bak"},
       {"a//b.txt//", ".x", "a//b.x"},
-      {"a/b/", ".x", "a/b.x"},
-      {"b.txt/", "", "b"},
       {"b/", "", "b"},
       // No file name
       {"", ".x", ""},
@@ -379,7 +329,6 @@ TEST(Path_ChangeExt, ReplacesOnlyTheExtension) {
       {"..", ".x", ".."},
       {"a/.", ".x", "a/."},
       {"a.b/..", ".x", "a.b/.."},
-      {"./", ".x", "./"},
       {"../", "", "../"},
       {"a.b/.//", "x", "a.b/.//"},
   };
@@ -399,25 +348,11 @@ TEST(Path_StaticDir, IsTheParentAsWrittenOrTheNormalForm) {
     const char* itself;
   };
   const Row rows[] = {
-      {"a/b", "a", "a/b"},
-      {"a", "", "a"},
-      {"/a", "/", "/a"},
-      {"/a/b", "/a", "/a/b"},
-      {"./a", ".", "a"},
-      {"a/./b", "a/.", "a/b"},
-      {"../a/../b", "../a/..", "../b"},
-      {"../a", "..", "../a"},
-      {"a/b/", "a", "a/b"},
-      {"a//", "", "a"},
-      {"a//b", "a", "a/b"},
-      {"/a/", "/", "/a"},
-      {"//a", "/", "/a"},
-      {"/", "/", "/"},
-      {"//", "/", "/"},
-      {".", "", "."},
-      {"..", "", ".."},
-      {"a/..", "a", "."},
-      {"", "", ""},
+      {"a/b", "a", "a/b"},    {"a", "", "a"},       {"/a", "/", "/a"},
+      {"/a/b", "/a", "/a/b"}, {"./a", ".", "a"},    {"../a/../b", "../a/..", "../b"},
+      {"a//", "", "a"},       {"a//b", "a", "a/b"}, {"//a", "/", "/a"},
+      {"/", "/", "/"},        {"//", "/", "/"},     {".", "", "."},
+      {"..", "", ".."},       {"a/..", "a", "."},   {"", "", ""},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.path);
@@ -439,22 +374,15 @@ TEST(Path_Join, PutsOneSeparatorBetweenParts) {
       {{"a"}, "a"},
       {{"/a//"}, "/a//"},
       {{"a", "b"}, "a/b"},
-      {{"/a", "b", "c.d"}, "/a/b/c.d"},
-      {{"res", "wood.png"}, "res/wood.png"},
       {{"a/", "b"}, "a/b"},
       {{"a", "/b"}, "a/b"},
       {{"a//", "//b"}, "a/b"},
-      {{"/a", "/b/c"}, "/a/b/c"},
       {{"/", "b"}, "/b"},
-      {{"/", "/b"}, "/b"},
       {{"//", "b"}, "/b"},
       {{"//a", "b"}, "//a/b"},
       {{"a", "b/"}, "a/b/"},
       {{"./a", "../b"}, "./a/../b"},
-      {{".", "b"}, "./b"},
       {{"a//b/.", "c//d"}, "a//b/./c//d"},
-      {{" a ", " b "}, " a / b "},
-      {{"a\\", "\\b"}, "a\\/\\b"},
       // Empty parts
       {{"a", ""}, "a"},
       {{"a/", ""}, "a/"},
@@ -463,13 +391,11 @@ TEST(Path_Join, PutsOneSeparatorBetweenParts) {
       {{"a", "", "b"}, "a/b"},
       {{"", "", ""}, ""},
       // Parts made only of separators
-      {{"foo", "/"}, "foo"},
       {{"foo", "//"}, "foo"},
       {{"foo/", "/"}, "foo/"},
       {{"a", "/", "b"}, "a/b"},
       {{"a", "/", ""}, "a"},
       {{"", "/"}, "/"},
-      {{"", "/", "/"}, "/"},
       {{"/", "/"}, "/"},
       {{"/", "/", "b"}, "/b"},
   };
@@ -590,20 +516,16 @@ TEST_F(Path_IsDir, IsFalseForFilesAndMissingEntries) {
       {".", "directory", "directory"},
       {"..", "directory", "directory"},
       {"dir", "directory", "directory"},
-      {"dir/", "directory", "directory"},
       {"dir/sub", "directory", "directory"},
       {"file", "file", "file"},
       {"line\nbreak \xFF", "file", "file"},
       {"file/", "nothing", "file"},
-      {"file/.", "nothing", "file"},
       {"file/x", "nothing", "nothing"},
       {"missing", "nothing", "nothing"},
       {"missing/../dir", "nothing", "directory"},
-      {"missing/..", "nothing", "directory"},
       {"to-dir", "directory", "directory"},
       {"to-file", "file", "file"},
       {"to-link", "directory", "directory"},
-      {"to-dir/sub", "directory", "directory"},
       {"to-sub/../../file", "file", "nothing"},
       {"dangling", "nothing", "nothing"},
       {"loop", "nothing", "nothing"},
@@ -709,15 +631,6 @@ TEST_F(Path_IsDir, IsFalseForARemovedDirectory) {
     EXPECT_EQ(kindOf(other, true), "directory");
     expectSilence();
   });
-}
-
-TEST_F(Path_IsDir, NeedsNoGetcwdForARemovedDirectory) {
-  const RemovedCurrentDir removed;
-  const Calls calls;
-
-  EXPECT_EQ(kindOf(".", true), "nothing");
-
-  EXPECT_EQ(calls.count("getcwd"), 0U);
 }
 
 TEST_F(Path_IsDir, TakesARemovedFileForAFile) {
@@ -884,14 +797,10 @@ TEST_F(Path_Canonical, ResolvesWhatExistsAndAppendsTheRest) {
   const Row rows[] = {
       {"", "", ""},
       {"/.", "", ""},
-      {"/.//", "", ""},
-      {"/dir", "/dir", "/dir"},
-      {"/dir/sub/", "/dir/sub", "/dir/sub"},
       {"/./dir//sub/../sub/.", "/dir/sub", "/dir/sub"},
       {"/file", "/file", "/file"},
       {"/new", "/new", "/new"},
       {"/./new/", "/new", "/new"},
-      {"/new/x/y", "/new/x/y", "/new/x/y"},
       {"/dir/sub/x/y/z", "/dir/sub/x/y/z", "/dir/sub/x/y/z"},
       {"/dir/x//./y/../z/", "/dir/x/z", "/dir/x/z"},
       {"/dir/x/y/../..", "/dir", "/dir"},
@@ -899,21 +808,17 @@ TEST_F(Path_Canonical, ResolvesWhatExistsAndAppendsTheRest) {
       // Links
       {"/d", "/dir", "/dir"},
       {"/d/sub", "/dir/sub", "/dir/sub"},
-      {"/d/x", "/dir/x", "/dir/x"},
       {"/d/x/y", "/dir/x/y", "/dir/x/y"},
       {"/to-file", "/file", "/file"},
-      {"/far", "/dir/sub", "/dir/sub"},
       {"/far/x", "/dir/sub/x", "/dir/sub/x"},
       {"/d/up", "/file", "/file"},
       // The parent of a link: the normal form names another entry.
-      {"/to-sub/..", "/dir", ""},
       {"/to-sub/../x", "/dir/x", "/x"},
       {"/to-sub/../up", "/file", "/up"},
       {"/to-sub/x/../../y", "/dir/y", "/y"},
       // Links that cannot be resolved
       {"/dangling", "/dangling", "/dangling"},
       {"/dangling/x", "/dangling/x", "/dangling/x"},
-      {"/loop", "/loop", "/loop"},
       {"/loop/x/y", "/loop/x/y", "/loop/x/y"},
       {"/ping/x", "/ping/x", "/ping/x"},
       // A file where a directory is expected
