@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Finds the textures of a document. Its references were stored on another machine, and some have
-// no fixed extension.
+// Finds the textures of a document. The references were stored on another machine, and some have a
+// wildcard instead of an extension.
 //
 //   03_find_textures DIRECTORY
 

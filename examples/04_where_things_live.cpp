@@ -8,7 +8,7 @@
 #include <iostream>
 
 int main() {
-  // These functions always return a directory. If the first choice is missing, they fall back.
+  // These functions always return a path. They fall back to another one if the first is missing.
   std::cout << "program    " << vx::fs::exePath() << '\n'
             << "resources  " << vx::fs::resDir() << '\n'
             << "current    " << vx::fs::currentDir() << '\n'

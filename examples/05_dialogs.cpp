@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Lets the user pick pictures and a name to save them to. Each call blocks until the user closes
-// the dialog.
+// Lets the user pick pictures and an archive to save them to. Each call blocks until the user
+// closes the dialog.
 
 #include "core/vx_path.h"
 #include "core/vx_string.h"
@@ -17,7 +17,7 @@ int main() {
   const vx::StringVector pictures =
       vx::fs::browseFiles("Pick pictures", start, "Pictures", {"png", "jpg"});
   if (pictures.empty()) {
-    std::cout << "nothing picked\n";  // a cancel is not an error and is not logged
+    std::cout << "nothing picked\n";  // cancelling is not an error and is not logged
     return 0;
   }
   std::cout << pictures.size() << " picked: " << pictures.join(", ") << '\n';

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Saves a text document, keeps its previous version, and logs to a file of its own.
+// Saves a text document, keeps its previous version, and logs to a file.
 //
 //   08_autosave DOCUMENT TEXT
 
@@ -30,7 +30,8 @@ bool write(vx::String path, vx::String text) {
     return false;
   }
   const bool isWritten = vx::fs::Fwrite(text.buf(), 1, text.length(), file) == text.length();
-  return vx::fs::Fclose(file) == 0 && isWritten;  // Fclose may be the first to notice a full disk
+  // Fwrite buffers its data, so Fclose may be the first call to report a full disk.
+  return vx::fs::Fclose(file) == 0 && isWritten;
 }
 
 bool save(vx::String document, vx::String text) {

@@ -26,8 +26,8 @@ std::vector<vx::String> sorted(vx::StringVector paths) {
 // [sort]
 
 // [tree]
-// Appends `dir` and the directories below it. A link to a parent directory does not lead into a
-// cycle.
+// Appends `dir` and its subdirectories recursively. `seen` prevents cycles through links to parent
+// directories.
 void appendTree(vx::String dir, vx::StringVector& dirs, std::set<vx::String>& seen) {
   if (!seen.insert(vx::Path(dir, /*normalizeFirst=*/false).canonical()).second) {
     return;

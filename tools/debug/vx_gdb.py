@@ -2,7 +2,7 @@
 #
 # gdb pretty-printers for vx::String, vx::StringVector and vx::Path.
 #
-# gdb loads an installed copy by itself; otherwise: (gdb) source vx_gdb.py
+# gdb loads an installed copy automatically. Otherwise: (gdb) source vx_gdb.py
 
 import gdb
 import gdb.printing
@@ -13,8 +13,8 @@ def block(handle):
     implementation = handle["implementation_"]
     if int(implementation) == 0:
         return 0, None
-    # A pointer to the virtual functions, the references, the length and the capacity. The types are
-    # not used: an application without the library's debug information has only their names.
+    # The block starts with a virtual table pointer, the reference count, the length and the capacity.
+    # Their types are not used, because they are incomplete without the library's debug information.
     words = implementation.cast(gdb.lookup_type("char").pointer().pointer())
     return int(words[2]), words + 4
 

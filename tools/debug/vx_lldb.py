@@ -17,8 +17,8 @@ def block(handle, head):
     return implementation.Cast(handle.GetTarget().FindFirstType(head).GetPointerType())
 
 
-def address_behind(head):
-    """Returns the address of what follows the head of a block."""
+def address_after(head):
+    """Returns the address of the data after the head of a block."""
     return head.GetValueAsUnsigned() + head.GetType().GetPointeeType().GetByteSize()
 
 
@@ -31,7 +31,7 @@ def string_summary(value, _):
     if text is None:
         return '""'
     error = lldb.SBError()
-    data = value.GetProcess().ReadMemory(address_behind(text), member(text, "length"), error)
+    data = value.GetProcess().ReadMemory(address_after(text), member(text, "length"), error)
     if error.Fail():
         return "<%s>" % error
     return json.dumps(data.decode("utf-8", "backslashreplace"), ensure_ascii=False)
@@ -63,7 +63,7 @@ class StringVectorChildren:
         return int(name.strip("[]"))
 
     def get_child_at_index(self, index):
-        address = address_behind(self.items) + index * self.element.GetByteSize()
+        address = address_after(self.items) + index * self.element.GetByteSize()
         return self.value.CreateValueFromAddress("[%d]" % index, address, self.element)
 
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The commands of ksz. Each shows its result on standard output and its errors on standard error,
+// The commands of ksz. Each prints its result to standard output and its errors to standard error,
 // and returns the exit status of the program.
 
 #pragma once
@@ -13,38 +13,39 @@
 namespace ksz {
 
 struct Options {
-  bool force = false;  ///< overwrites files
-  bool quiet = false;  ///< shows neither progress nor the files
+  bool force = false;  ///< overwrite files
+  bool quiet = false;  ///< hide progress and the list of files
 };
 
 // Archives
 
-/// Writes `files` to `archive`. A failure or a signal leaves the archive that was there
-/// before, and no temporary file.
+/// Writes `files` to `archive`. After a failure or a signal, an existing archive is unchanged and
+/// no temporary file remains.
 int pack(vx::String archive, vx::StringVector files, Options options);
 
-/// Extracts `archive` next to itself and shows the files. A signal leaves no file behind.
+/// Extracts `archive` to its directory and lists the files. After a signal, no extracted file
+/// remains.
 int unpack(vx::String archive, Options options);
 
 // Files
 
-/// Shows the subdirectories of `directory`, and its files with one of `extensions`, sorted.
+/// Lists the subdirectories of `directory` and its files with one of `extensions`, sorted.
 int list(vx::String directory, vx::StringVector extensions);
 
-/// Copies the file `from` to `to`, or into it when it is a directory, and compares the two.
+/// Copies the file `from` to `to`, or into `to` if it is a directory, and compares the two.
 int copy(vx::String from, vx::String to, Options options);
 
-/// Moves the file `from` to `to`, or into it when it is a directory. Refuses where the move would
-/// remove a file that has the name of its backup.
+/// Moves the file `from` to `to`, or into `to` if it is a directory. Fails if a file has the name
+/// of the backup, because the move would remove it.
 int move(vx::String from, vx::String to, Options options);
 
 // Places
 
-/// Shows every well-known location and whether it exists. With `create`, the product's directories
-/// are made.
+/// Prints every well-known location and whether it exists.
+/// @param create  Create the product's directories first.
 int where(bool create);
 
-/// Shows the file that `reference` means.
+/// Prints the file that `reference` resolves to.
 int resolve(vx::String reference, vx::StringVector directories, vx::StringVector extensions);
 
 // Dialogs
@@ -53,15 +54,15 @@ enum class Choice { OneFile, SeveralFiles, Folder, NewFile };
 
 struct Dialog {
   vx::String title;
-  vx::String start;  ///< the file or directory that it opens with; empty for the current directory
+  vx::String start;  ///< the initial file or directory; empty for the current directory
   vx::String description;
   vx::StringVector extensions;
 };
 
-/// Lets the user choose, and shows the choice.
+/// Opens a dialog and prints the user's choice.
 int pick(Choice choice, const Dialog& dialog);
 
-/// What is wrong with `text` as the title or description of a dialog; empty when nothing is.
-[[nodiscard]] std::string dialogTextTrouble(const std::string& text);
+/// Returns why a dialog cannot show `text`, or an empty string if it can.
+[[nodiscard]] std::string dialogTextError(const std::string& text);
 
 }  // namespace ksz

@@ -29,8 +29,8 @@ unsigned char byteAt(std::string_view text, std::size_t index) {
   return index < text.size() ? static_cast<unsigned char>(text[index]) : 0;
 }
 
-/// The length that the first byte of a UTF-8 character announces; 0 for any other byte.
-std::size_t announcedLength(unsigned char byte) {
+/// Returns the length of a UTF-8 character from its first byte, or 0 for any other byte.
+std::size_t lengthFromFirstByte(unsigned char byte) {
   if (byte < 0x80) {
     return 1;
   }
@@ -40,11 +40,11 @@ std::size_t announcedLength(unsigned char byte) {
   return byte < 0xe0 ? 2 : byte < 0xf0 ? 3 : 4;
 }
 
-/// The length of the character at the start of `text`; 1 for a byte that is not part of one.
+/// Returns the length of the character at the start of `text`, or 1 for an invalid byte.
 std::size_t characterLength(std::string_view text) {
   const unsigned char first = byteAt(text, 0);
   const unsigned char second = byteAt(text, 1);
-  const std::size_t length = announcedLength(first);
+  const std::size_t length = lengthFromFirstByte(first);
   const bool isOverlong = (first == 0xe0 && second < 0xa0) || (first == 0xf0 && second < 0x90);
   if (length == 0 || isOverlong) {
     return 1;
@@ -65,12 +65,12 @@ bool isControl(std::string_view character) {
   return first == 0xc2 && byteAt(character, 1) < 0xa0;
 }
 
-/// The columns that a character takes at most: wide ones are from U+1100 on.
+/// Returns an upper bound of a character's width. No character before U+1100 is wide.
 std::size_t columnsOf(std::string_view character) {
   return character.size() >= 3 ? 2 : 1;
 }
 
-/// The start of `text` that fits into `columns`.
+/// Returns the longest prefix of `text` that fits in `columns`.
 std::string clipped(const std::string& text, std::size_t columns) {
   std::string_view rest = text;
   std::size_t used = 0;
@@ -85,7 +85,7 @@ std::string clipped(const std::string& text, std::size_t columns) {
   return text.substr(0, text.size() - rest.size());
 }
 
-/// Replaces every `from` in `line` by `to`.
+/// Replaces every `from` in `line` with `to`.
 std::string replaced(std::string line, std::string_view from, std::string_view to) {
   std::size_t found = from.empty() ? std::string::npos : line.find(from);
   while (found != std::string::npos) {
@@ -97,15 +97,15 @@ std::string replaced(std::string line, std::string_view from, std::string_view t
 
 // ---- The bar ----------------------------------------------------------------------------------
 
-/// The columns of the terminal, one of which stays free: in some terminals the cursor moves to the
-/// next line when the last column is written. Asked each time, since a window can be resized.
+/// Returns the width of the terminal without the last column, because some terminals move the
+/// cursor to the next line after the last column. Not cached, because a window can be resized.
 std::size_t freeColumns() {
   winsize size = {};
   const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
   return (known ? size.ws_col : kDefaultColumns) - 1;
 }
 
-/// "[####    ]  50% name", without the bar where the terminal is narrow.
+/// Returns "[####    ]  50% name", without the bar if the terminal is narrow.
 std::string line(double fraction, const std::string& name, std::size_t columns) {
   constexpr std::size_t kAround = sizeof("[]  50% ") - 1;
   constexpr std::size_t kNarrowestName = 12;
@@ -158,7 +158,7 @@ int fail(const char* reason, vx::String name) {
 void openClosedStreams() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(descriptor, F_GETFD) == -1) {
-      open("/dev/null", O_RDWR);  // takes the lowest descriptor that is free
+      open("/dev/null", O_RDWR);  // gets the lowest free descriptor
     }
   }
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the commands of ksz show: names, progress and messages.
+// Console output of ksz: names, progress and messages.
 
 #pragma once
 
@@ -16,11 +16,11 @@ constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 constexpr int kExitSignalBase = 128;
 
-/// `value` in the library's type.
+/// Converts `value` to the library's string type.
 [[nodiscard]] vx::String text(const std::string& value);
 
-/// `text` with "?" in place of every control character: a name may contain line breaks and escape
-/// sequences.
+/// Returns `text` with every control character replaced by "?", because names may contain line
+/// breaks and escape sequences.
 [[nodiscard]] std::string printable(vx::String text);
 
 /// Writes "ksz: `reason`: `name`" to standard error.
@@ -33,20 +33,18 @@ void complain(const char* reason, vx::String name);
 /// descriptor.
 void openClosedStreams();
 
-/// Writes out what is buffered. @return `status`, or `kExitFailure` when standard output could not
-/// be
-///   written.
+/// Flushes standard output.
+/// @return `status`, or `kExitFailure` if standard output could not be written.
 [[nodiscard]] int finishOutput(int status);
 
-/// Shows progress on standard error: a bar that is redrawn on a terminal, one line for each report
-/// elsewhere.
+/// Shows progress on standard error: a bar on a terminal, otherwise a line for each report.
 class Progress {
  public:
   explicit Progress(bool quiet) : quiet_(quiet) {}
 
   void show(double fraction, vx::String file) const;
 
-  /// Removes the bar, so that a message can be written in its line.
+  /// Erases the bar, so that a message can be written to its line.
   void erase() const;
 
   void complete(vx::String file) const;
@@ -56,16 +54,16 @@ class Progress {
   const bool onTerminal_ = isatty(STDERR_FILENO) != 0;
 };
 
-/// Passes the library's messages on to standard error while it exists, and counts them: some calls
-/// report a file that was left out only in the log.
+/// Forwards the library's messages to standard error during its lifetime and counts them, because
+/// some calls report a skipped file only in the log.
 class Messages {
  public:
   Messages();
 
-  /// Replaces the path `from` by `to` in every message.
+  /// Replaces the path `from` with `to` in every message.
   Messages(vx::String from, vx::String to);
 
-  /// Erases the bar of `progress`, which must live as long, before each message.
+  /// Also erases the bar of `progress` before each message. `progress` must outlive this object.
   Messages(const Progress& progress, vx::String from, vx::String to);
 
   Messages(const Messages&) = delete;

@@ -25,12 +25,12 @@ void printSorted(vx::StringVector paths, const char* mark) {
   }
 }
 
-/// The path that a file gets when it is copied or moved to `to`.
+/// Returns the path of a file after it is copied or moved to `to`.
 vx::String destination(vx::String from, vx::String to) {
   return vx::fs::isDir(to) ? vx::Path::join(to, vx::Path(from, true).file(/*withExt=*/true)) : to;
 }
 
-bool areOneFile(vx::String a, vx::String b) {
+bool isSamePath(vx::String a, vx::String b) {
   return vx::Path(a, true).canonical() == vx::Path(b, true).canonical();
 }
 
@@ -47,7 +47,7 @@ bool isReadable(vx::String path) {
   return open(path) != nullptr;
 }
 
-bool holdTheSame(vx::String a, vx::String b) {
+bool haveSameContents(vx::String a, vx::String b) {
   const Stream first = open(a);
   const Stream second = open(b);
   if (first == nullptr || second == nullptr) {
@@ -82,13 +82,13 @@ int copy(vx::String from, vx::String to, Options options) {
   if (!vx::fs::isFile(from)) {
     return fail("no such file", from);
   }
-  // The library would replace the destination by an empty file.
+  // The library would replace the destination with an empty file.
   if (!isReadable(from)) {
     return fail("cannot be read", from);
   }
   const vx::String target = destination(from, to);
-  // The library compares only the spelling of the paths.
-  if (areOneFile(from, target)) {
+  // The library compares only the text of the paths.
+  if (isSamePath(from, target)) {
     return fail("cannot be copied to itself", from);
   }
   if (!canOverwrite(target, options.force)) {
@@ -97,8 +97,8 @@ int copy(vx::String from, vx::String to, Options options) {
   if (!vx::fs::copyFile(from, target)) {
     return fail("cannot be written", target);
   }
-  // The result tells whether there is a file, not whether the copy is complete.
-  if (!holdTheSame(from, target)) {
+  // copyFile returns true for an incomplete copy too.
+  if (!haveSameContents(from, target)) {
     return fail("the copy is incomplete", target);
   }
   return messages.none() ? EXIT_SUCCESS : kExitFailure;
@@ -110,7 +110,7 @@ int move(vx::String from, vx::String to, Options options) {
     return fail("no such file", from);
   }
   const vx::String target = destination(from, to);
-  if (areOneFile(from, target)) {
+  if (isSamePath(from, target)) {
     return fail("cannot be moved to itself", from);
   }
   if (!canMoveTo(target, options.force)) {

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// ksz packs the files of a scene into a ksz archive, unpacks one next to itself, and offers other
+// ksz packs the files of a scene into a ksz archive, extracts such an archive, and offers other
 // functions of vx::fs on the command line.
 //
 //   ksz pack room.ksz room.ksx lamp.ksa res/*.png
 //   ksz unpack room.ksz
 //   ksz resolve res/wood.png --in . ~/textures --ext png jpg
 //
-// The exit status is 0 on success, 1 on failure and 2 for a wrong command line. A signal ends the
-// program after it has removed its temporary files.
+// The exit status is 0 on success, 1 on failure and 2 for an invalid command line. After a signal
+// the program removes its temporary files before it terminates.
 
 #include "core/vx_path.h"
 #include "core/vx_string.h"
@@ -36,9 +36,9 @@ constexpr const char* kExamples = R"(Examples:
   ksz ls res --ext png jpg
   ksz pick several --title "Add textures" --ext png jpg
 
-After "--" everything is a file name. "ksz COMMAND --help" shows the options of a command.)";
+All arguments after "--" are file names. "ksz COMMAND --help" shows the options of a command.)";
 
-/// The values of the command line, of which each command uses some.
+/// The values of all options. Each command uses some of them.
 struct Arguments {
   std::string archive;
   std::vector<std::string> files;
@@ -74,14 +74,14 @@ ksz::Choice choice(const std::string& kind) {
   return kind == "save" ? ksz::Choice::NewFile : ksz::Choice::OneFile;
 }
 
-/// Guards the file that comes first when the name of the archive was forgotten.
+/// Without this check, a command line without the archive would overwrite its first file.
 std::string requireKsz(const std::string& name) {
   const vx::String extension = vx::Path::ext(ksz::text(name), true);
   return extension.compareNoCase(".ksz") == 0 ? "" : "the archive's name must end in .ksz: " + name;
 }
 
-/// The arguments of `pack` without "--", and with "./" before each name after it that looks like an
-/// option: CLI11 takes "--" only before the last required name. Other arguments are left alone.
+/// Removes "--" from the arguments of `pack` and adds "./" to later names that look like options,
+/// because CLI11 accepts "--" only before the last required name. Other commands are unchanged.
 std::vector<std::string> withPlainNames(std::vector<std::string> arguments) {
   auto mark = std::find(arguments.begin(), arguments.end(), "--");
   if (mark == arguments.end() || arguments.front() != "pack") {
@@ -95,14 +95,13 @@ std::vector<std::string> withPlainNames(std::vector<std::string> arguments) {
   return arguments;
 }
 
-/// CLI11 takes the last argument first.
+/// CLI11 expects the arguments in reverse order.
 std::vector<std::string> reversed(std::vector<std::string> arguments) {
   std::reverse(arguments.begin(), arguments.end());
   return arguments;
 }
 
-/// The program's commands. Parsing the command line fills `arguments` and sets `run` to the one
-/// that was asked for.
+/// The program's commands. Parsing fills `arguments_` and sets `run_` to the selected command.
 class CommandLine {
  public:
   CommandLine() {
@@ -112,14 +111,14 @@ class CommandLine {
     addFileCommands();
     addPlaceCommands();
     addPick();
-    app_.footer(kExamples);  // last, or every command would show it too
+    app_.footer(kExamples);  // last, because commands inherit the footer
   }
 
   int runWith(int argc, char** argv) {
     try {
       app_.parse(reversed(withPlainNames({argv + 1, argv + argc})));
     } catch (const CLI::RequiredError& error) {
-      // What is left over would have been the command.
+      // The first unparsed argument is an unknown command.
       const std::vector<std::string> left = app_.remaining();
       if (left.empty()) {
         return exitFor(error);
@@ -154,7 +153,7 @@ class CommandLine {
     addForce(pack);
     addQuiet(pack, "Show no progress");
 
-    CLI::App& unpack = add("unpack", "Extract an archive next to itself", [this] {
+    CLI::App& unpack = add("unpack", "Extract an archive into its own directory", [this] {
       return ksz::unpack(ksz::text(arguments_.archive), arguments_.options);
     });
     unpack.add_option("ARCHIVE", arguments_.archive, "The archive to read")->required();
@@ -164,32 +163,32 @@ class CommandLine {
 
   void addFileCommands() {
     CLI::App& ls = add(
-        "ls", "List the subdirectories of a directory, and its files by extension",
+        "ls", "List the subdirectories of a directory and its files by extension",
         [this] { return ksz::list(ksz::text(arguments_.directory), list(arguments_.extensions)); });
     ls.add_option("DIR", arguments_.directory, "The directory")->required();
-    addExtensions(ls, "The extensions of the files to list; none are listed without");
+    addExtensions(ls, "The extensions of the files to list (default: none)");
 
-    CLI::App& cp = add("cp", "Copy the bytes of a file and check the copy", [this] {
+    CLI::App& cp = add("cp", "Copy a file and check the copy", [this] {
       return ksz::copy(ksz::text(arguments_.from), ksz::text(arguments_.to), arguments_.options);
     });
     cp.add_option("FROM", arguments_.from, "The file")->required();
-    cp.add_option("TO", arguments_.to, "Its copy, or the directory for it")->required();
+    cp.add_option("TO", arguments_.to, "The copy, or an existing directory")->required();
     addForce(cp);
 
     CLI::App& mv = add("mv", "Rename a file", [this] {
       return ksz::move(ksz::text(arguments_.from), ksz::text(arguments_.to), arguments_.options);
     });
     mv.add_option("FROM", arguments_.from, "The file")->required();
-    mv.add_option("TO", arguments_.to, "Its new name, or the directory for it")->required();
+    mv.add_option("TO", arguments_.to, "The new name, or an existing directory")->required();
     addForce(mv);
   }
 
   void addPlaceCommands() {
-    CLI::App& where = add("where", "Show every well-known location and whether it exists",
+    CLI::App& where = add("where", "Print every well-known location and whether it exists",
                           [this] { return ksz::where(arguments_.create); });
     where.add_flag("--create", arguments_.create, "Create the product's directories first");
 
-    CLI::App& resolve = add("resolve", "Find the file that a stored reference means", [this] {
+    CLI::App& resolve = add("resolve", "Find the file for a stored reference", [this] {
       return ksz::resolve(ksz::text(arguments_.reference), list(arguments_.directories),
                           list(arguments_.extensions));
     });
@@ -197,31 +196,31 @@ class CommandLine {
         .add_option("REF", arguments_.reference,
                     "The reference, such as res/wood.png, or res/wood.* with any extension")
         ->required();
-    resolve.add_option("--in", arguments_.directories, "The directories to search, best first")
+    resolve.add_option("--in", arguments_.directories, "The directories to search, in order")
         ->type_name("DIR");
-    addExtensions(resolve, "The extensions to try for .*, or else behind the name, best first");
+    addExtensions(resolve, "The extensions to try for .* or after the name, in order");
   }
 
   void addPick() {
-    CLI::App& pick = add("pick", "Choose in a dialog", [this] {
+    CLI::App& pick = add("pick", "Open a file dialog and print the choice", [this] {
       return ksz::pick(choice(arguments_.kind), {.title = ksz::text(arguments_.title),
                                                  .start = ksz::text(arguments_.start),
                                                  .description = ksz::text(arguments_.description),
                                                  .extensions = list(arguments_.extensions)});
     });
-    pick.add_option("KIND", arguments_.kind, "One file, several, a folder, or a file to write")
+    pick.add_option("KIND", arguments_.kind, "One file, several files, a folder, or a file to save")
         ->required()
         ->check(CLI::IsMember({"open", "several", "folder", "save"}))
         ->type_name("");
-    pick.add_option("--title", arguments_.title, "Title of the dialog")
-        ->check(ksz::dialogTextTrouble)
+    pick.add_option("--title", arguments_.title, "The title of the dialog")
+        ->check(ksz::dialogTextError)
         ->type_name("TEXT");
-    pick.add_option("--at", arguments_.start, "What it opens with; else the current directory")
+    pick.add_option("--at", arguments_.start, "The initial file or directory (default: current)")
         ->type_name("PATH");
-    pick.add_option("--about", arguments_.description, "What the files are, such as Images")
-        ->check(ksz::dialogTextTrouble)
+    pick.add_option("--about", arguments_.description, "A description of the files, such as Images")
+        ->check(ksz::dialogTextError)
         ->type_name("TEXT");
-    addExtensions(pick, "The files to offer")->check(ksz::dialogTextTrouble);
+    addExtensions(pick, "The extensions of the files to show")->check(ksz::dialogTextError);
   }
 
   void addForce(CLI::App& command) {
@@ -236,9 +235,8 @@ class CommandLine {
     return command.add_option("--ext", arguments_.extensions, meaning)->type_name("EXT");
   }
 
-  CLI::App app_{
-      "Packs the files of a scene into a ksz archive, unpacks one next to itself, and more.",
-      "ksz"};
+  CLI::App app_{"Packs the files of a scene into a ksz archive, extracts such archives, and more.",
+                "ksz"};
   Arguments arguments_;
   std::function<int()> run_;
 };

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What a command may overwrite.
+// Checks before a command overwrites a file.
 
 #pragma once
 
@@ -8,14 +8,15 @@
 
 namespace ksz {
 
-/// Whether anything has this name, a link that leads nowhere included.
+/// Returns true if `path` names anything, including a dangling link.
 [[nodiscard]] bool isTaken(vx::String path);
 
-/// Whether a file may be written to `target`: nothing is there, or a file and `force`. Writes the
-/// reason to standard error otherwise.
+/// Returns true if `target` does not exist, or if it is a file and `force` is set. Otherwise prints
+/// the reason to standard error.
 [[nodiscard]] bool canOverwrite(vx::String target, bool force);
 
-/// As `canOverwrite`, for vx::fs::moveFile, which removes whatever has the name of its backup.
+/// Like `canOverwrite`, for vx::fs::moveFile, which removes an existing file with the backup's
+/// name.
 [[nodiscard]] bool canMoveTo(vx::String target, bool force);
 
 }  // namespace ksz

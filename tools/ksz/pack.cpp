@@ -26,7 +26,7 @@ bool isSameFile(vx::String a, vx::String b) {
   return stdfs::equivalent(std::string(a.view()), std::string(b.view()), error);
 }
 
-/// Whether every file can be packed into `archive`. Writes to standard error which cannot.
+/// Returns true if every file can be packed into `archive`. Prints the others to standard error.
 bool canPack(vx::StringVector files, vx::String archive) {
   bool good = true;
   for (const vx::String& file : files) {
@@ -41,7 +41,7 @@ bool canPack(vx::StringVector files, vx::String archive) {
   return good;
 }
 
-/// A path in `directory` at which nothing is.
+/// Returns a path in `directory` that does not exist.
 vx::String unusedPath(const stdfs::path& directory) {
   const std::string start = "ksz-" + std::to_string(getpid()) + "-";
   int number = 0;
@@ -51,7 +51,7 @@ vx::String unusedPath(const stdfs::path& directory) {
   return text(directory / (start + std::to_string(number) + ".tmp"));
 }
 
-/// Writes `files` to `path`, with `archive` in place of `path` in every message.
+/// Writes `files` to `path`. Messages name `archive` instead of `path`.
 int write(vx::String path, vx::String archive, vx::StringVector files, const Progress& progress) {
   const Messages messages(progress, path, archive);
   progress.show(0.0, archive);
@@ -61,8 +61,8 @@ int write(vx::String path, vx::String archive, vx::StringVector files, const Pro
   return written && messages.none() ? EXIT_SUCCESS : kExitFailure;
 }
 
-/// Writes `files` to a temporary file in `directory` and moves it to `archive`, so that the archive
-/// is complete at any time or does not exist.
+/// Writes `files` to a temporary file in `directory` and moves it to `archive`, so that `archive`
+/// is never incomplete.
 int replace(vx::String archive, const stdfs::path& directory, vx::StringVector files,
             Options options) {
   const Progress progress(options.quiet);
@@ -90,7 +90,7 @@ int replace(vx::String archive, const stdfs::path& directory, vx::StringVector f
 int pack(vx::String archive, vx::StringVector files, Options options) {
   std::error_code error;
   stdfs::path path(std::string(archive.view()));
-  // An archive that is reached through a link is replaced where it is.
+  // Replaces the target of a link, not the link.
   if (stdfs::is_symlink(path, error) && stdfs::exists(path, error)) {
     path = stdfs::canonical(path, error);
   }

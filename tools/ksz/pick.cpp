@@ -13,7 +13,7 @@
 namespace ksz {
 namespace {
 
-// The dialog library runs a shell command with every text in it, in a buffer of fixed size.
+// The dialog library inserts every text into a shell command, in a buffer of fixed size.
 constexpr std::string_view kNotInDialogs = "'\"`$\\";
 constexpr std::size_t kRoomInDialogs = 600;
 
@@ -22,8 +22,8 @@ bool fitsDialogs(std::string_view text) {
          printable(vx::String(text)) == text;
 }
 
-/// An absolute path, which is what the library wants; "/" at the end of a directory makes the
-/// dialog open in it.
+/// Returns an absolute path, as the library requires. The "/" after a directory makes the dialog
+/// open in it instead of in its parent directory.
 vx::String absoluteStart(vx::String start) {
   const vx::String path = vx::Path(start, true).canonical();
   return vx::fs::isDir(path) && !path.endsWith("/", /*ignoreCase=*/false) ? path + "/" : path;
@@ -54,7 +54,7 @@ vx::StringVector chosen(Choice choice, const Dialog& dialog, vx::String start) {
 
 }  // namespace
 
-std::string dialogTextTrouble(const std::string& text) {
+std::string dialogTextError(const std::string& text) {
   return fitsDialogs(text) ? "" : "a dialog cannot show this text: " + text;
 }
 

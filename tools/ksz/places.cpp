@@ -27,7 +27,7 @@ void printSystemPlaces() {
   print("temporary", vx::fs::tempDir());
 }
 
-/// Drops the library's messages while it lives.
+/// Discards the library's messages during its lifetime.
 class Silence {
  public:
   Silence() : before_(vx::setLogSink([](vx::LogLevel /*level*/, vx::String /*line*/) {})) {}
@@ -40,12 +40,12 @@ class Silence {
 };
 
 void printProductPlaces() {
-  const Silence silence;  // the list says what is missing
+  const Silence silence;  // the output shows what is missing
   vx::String path;
   const bool hasUserDir = vx::fs::getKavraUserDir(path, /*create=*/false);
   print("user", path);
   if (!hasUserDir) {
-    // The library would name the user directory again, and create it for the help page.
+    // The library would return the user directory for these, and create it for the help page.
     for (const char* const name : {"config", "output", "preview"}) {
       print(name, vx::Path::join(path, name));
     }

@@ -22,8 +22,8 @@ bool isIgnored(int signal) {
   return sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN;
 }
 
-/// Every signal that ends a process by default, and SIGCHLD, without those in `blocked` and those
-/// that the caller ignores, as nohup does.
+/// Returns SIGCHLD and every signal that terminates a process by default, except for those in
+/// `blocked` and ignored ones, such as SIGHUP under nohup.
 sigset_t endingSignals(const sigset_t& blocked) {
   sigset_t signals;
   sigfillset(&signals);
@@ -43,7 +43,7 @@ sigset_t endingSignals(const sigset_t& blocked) {
   return signals;
 }
 
-/// Lets the system kill this child when its parent is killed, where the system can do that.
+/// Makes the kernel kill this child when its parent dies, if the kernel supports it.
 void endWithParent() {
 #ifdef __linux__
   prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -53,7 +53,7 @@ void endWithParent() {
 }  // namespace
 
 HeldSignals::HeldSignals() {
-  std::signal(SIGCHLD, SIG_DFL);  // an ignored SIGCHLD would hide how the child ends
+  std::signal(SIGCHLD, SIG_DFL);  // an ignored SIGCHLD would discard the child's exit status
   pthread_sigmask(SIG_SETMASK, nullptr, &before_);
   held_ = endingSignals(before_);
   pthread_sigmask(SIG_BLOCK, &held_, nullptr);
@@ -64,10 +64,10 @@ HeldSignals::~HeldSignals() {
 }
 
 WorkEnd HeldSignals::run(const std::function<int()>& work) const {
-  std::fflush(nullptr);  // or the child would write what is buffered a second time
+  std::fflush(nullptr);  // otherwise the child would write buffered output again
   const pid_t child = fork();
   if (child == -1) {
-    std::perror("ksz: no process can be started");
+    std::perror("ksz: cannot start a process");
     return {.status = kExitFailure};
   }
   if (child == 0) {
@@ -88,7 +88,7 @@ WorkEnd HeldSignals::waitFor(pid_t child) const {
   int status = 0;
   int signal = SIGCHLD;
   while (sigwait(&held_, &signal) == 0 && signal == SIGCHLD) {
-    if (waitpid(child, &status, WNOHANG) == child) {  // SIGCHLD also tells that a child is stopped
+    if (waitpid(child, &status, WNOHANG) == child) {  // a stopped child sends SIGCHLD too
       return WIFSIGNALED(status) ? WorkEnd{.signal = WTERMSIG(status)}
                                  : WorkEnd{.status = WEXITSTATUS(status)};
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Work in a child process, so that the program can clean up however the work ends.
+// Runs work in a child process, so that the program can clean up after a signal or a crash.
 
 #pragma once
 
@@ -11,7 +11,7 @@
 
 namespace ksz {
 
-/// How the work ended: with an exit status, or with the signal that stopped it.
+/// The result of the work: an exit status, or the signal that terminated it.
 struct WorkEnd {
   int status = 0;
   int signal = 0;
@@ -19,7 +19,7 @@ struct WorkEnd {
   [[nodiscard]] bool isSuccess() const { return status == 0 && signal == 0; }
 };
 
-/// Delays every signal that would end the process while it lives. Only one thread may run.
+/// Blocks every signal that would terminate the process. The process must be single-threaded.
 class HeldSignals {
  public:
   HeldSignals();
@@ -27,11 +27,11 @@ class HeldSignals {
   HeldSignals& operator=(const HeldSignals&) = delete;
   ~HeldSignals();
 
-  /// Runs `work` in a child process, whose exit status is the result of `work`. Kills the child
-  /// when a signal asks this process to end.
+  /// Runs `work` in a child process that exits with the result of `work`. Kills the child if this
+  /// process receives a blocked signal.
   [[nodiscard]] WorkEnd run(const std::function<int()>& work) const;
 
-  /// Ends the process by `signal`, so that a shell sees what stopped it.
+  /// Terminates the process by `signal`, so that a shell reports it.
   [[noreturn]] void endBy(int signal) const;
 
  private:

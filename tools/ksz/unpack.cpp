@@ -25,8 +25,8 @@ namespace {
 
 namespace stdfs = std::filesystem;
 
-/// A new directory next to the archive, in which everything is extracted before it is moved to its
-/// place. It is removed with its content.
+/// A new directory next to the archive. Everything is extracted to it before it is moved to its
+/// destination. The destructor removes the directory and its contents.
 class Staging {
  public:
   explicit Staging(const std::string& parent) : path_(stdfs::path(parent) / "ksz-XXXXXX") {
@@ -58,7 +58,8 @@ bool isDirectory(const stdfs::path& path) {
   return stdfs::is_directory(path, error);
 }
 
-/// What is in `directory`, relative to it and sorted, each directory before its content.
+/// Lists `directory` recursively. The paths are relative and sorted, each directory before its
+/// contents.
 std::vector<stdfs::path> contents(const std::string& directory) {
   std::vector<stdfs::path> found;
   std::error_code error;
@@ -70,8 +71,9 @@ std::vector<stdfs::path> contents(const std::string& directory) {
   return found;
 }
 
-/// Makes `archive` available in `staging`. The library extracts a scene next to its archive.
-vx::String bringArchive(const std::string& archive, const std::string& staging) {
+/// Links or copies `archive` to `staging`, because the library extracts a scene next to its
+/// archive.
+vx::String linkOrCopy(const std::string& archive, const std::string& staging) {
   const std::string name = stdfs::path(staging) / stdfs::path(archive).filename();
   // Some file systems have no hard links.
   if (link(archive.c_str(), name.c_str()) != 0) {
@@ -80,8 +82,7 @@ vx::String bringArchive(const std::string& archive, const std::string& staging) 
   return text(name);
 }
 
-/// Removes every file below `directory` that is not one of `files`: a file that was extracted in
-/// part is among them.
+/// Removes every file under `directory` that is not in `files`, such as a partly extracted one.
 void keepOnly(vx::StringVector files, const std::string& directory) {
   std::set<std::string> kept;
   for (const vx::String& file : files) {
@@ -102,14 +103,14 @@ void removeEmptyDirectories(const std::string& directory) {
   for (const stdfs::path& name : names) {
     std::error_code error;
     if (isDirectory(directory / name)) {
-      stdfs::remove(directory / name, error);  // fails where there is content
+      stdfs::remove(directory / name, error);  // fails if it is not empty
     }
   }
 }
 
 int extract(const std::string& archive, const std::string& staging) {
   const Messages messages(text(staging), text(stdfs::path(archive).parent_path()));
-  const vx::StringVector files = vx::fs::readZip(bringArchive(archive, staging), "", {});
+  const vx::StringVector files = vx::fs::readZip(linkOrCopy(archive, staging), "", {});
   keepOnly(files, staging);
   if (files.empty() && messages.none()) {
     return fail("no file in the archive", text(archive));
@@ -121,8 +122,8 @@ int extract(const std::string& archive, const std::string& staging) {
   return kExitFailure;
 }
 
-/// Whether the file or directory `from` can be moved to `target`. Writes to standard error what is
-/// in the way.
+/// Returns true if the file or directory `from` can be moved to `target`. Otherwise prints the
+/// reason to standard error.
 bool canPlace(const stdfs::path& from, vx::String target, bool force) {
   if (!isDirectory(from)) {
     return canOverwrite(target, force);
@@ -134,7 +135,7 @@ bool canPlace(const stdfs::path& from, vx::String target, bool force) {
   return true;
 }
 
-/// As `canPlace`, for everything in `staging`, up to the first obstacle.
+/// Calls `canPlace` for everything in `staging` and stops at the first failure.
 bool canPlaceAll(const std::string& staging, const stdfs::path& directory, bool force) {
   const std::vector<stdfs::path> names = contents(staging);
   return std::all_of(names.begin(), names.end(), [&](const stdfs::path& name) {
@@ -164,7 +165,7 @@ Placed place(const std::string& staging, const stdfs::path& directory) {
   return placed;
 }
 
-/// Extracts `archive` into a directory of its own and moves the files to `directory`.
+/// Extracts `archive` to a temporary directory and moves the files to `directory`.
 Placed extractTo(const stdfs::path& directory, const std::string& archive, bool force) {
   const HeldSignals signals;
   Staging staging(directory);
