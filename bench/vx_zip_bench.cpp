@@ -83,7 +83,7 @@ const Workload& workload(const std::string& name) {
 /// The system calls that the library makes for each file in addition to those of miniz.
 enum class Checks { None, OfTheLibrary };
 
-/// Opens inputs by their canonical paths. As in the library, the directory is resolved once.
+/// Computes canonical paths of the inputs. As in the library, the directory is resolved once.
 template <Checks kChecks>
 class Inputs {
  public:
@@ -94,7 +94,7 @@ class Inputs {
     }
   }
 
-  /// Returns the path that a file is opened by, which is empty if there is no such file.
+  /// Returns the path for opening `file`, or an empty path if it is not a regular file.
   [[nodiscard]] std::string checked(const std::string& file) const {
     struct stat status;
     const bool isFile =
@@ -102,7 +102,7 @@ class Inputs {
     return isFile ? resolved(file) : std::string();
   }
 
-  /// The same without the test that it is a file.
+  /// Like `checked`, but does not test that `file` is a regular file.
   [[nodiscard]] std::string resolved(const std::string& file) const {
     if constexpr (kChecks == Checks::None) {
       return file;
