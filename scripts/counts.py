@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Counts the instructions and the system calls of each operation.
+"""Counts the instructions and system calls of each operation.
 
-Neither depends on what else the machine does. The instructions are those that valgrind counts, the
-system calls those that strace sees, of one repetition in a run of many.
+valgrind counts the instructions and strace counts the system calls. Both are independent of other
+load on the machine.
 """
 
 import argparse
@@ -19,7 +19,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[1]
 COUNTS = ROOT / "bench" / "counts" / "counts.json"
 TABLE = ROOT / "docs" / "counts-table.md"
 
-# How far the instructions may be from the kept ones. System calls are compared exactly.
+# The largest accepted change of the instructions. System calls are compared exactly.
 TOLERANCE = 0.03
 SKIPPED = 77
 
@@ -27,9 +27,9 @@ SKIPPED = 77
 def parse_arguments():
     parser = argparse.ArgumentParser(prog="./dev counts", description=__doc__)
     parser.add_argument(
-        "--publish", action="store_true", help="keep the counts in bench/counts/ and the table in docs/"
+        "--publish", action="store_true", help="store the counts in bench/counts/ and docs/"
     )
-    parser.add_argument("--check", action="store_true", help="compare with the counts that are kept")
+    parser.add_argument("--check", action="store_true", help="compare with the stored counts")
     parser.add_argument("program", type=pathlib.Path, help=argparse.SUPPRESS)
     arguments = parser.parse_args()
     arguments.program = arguments.program.resolve()
@@ -42,7 +42,7 @@ def skip(reason):
 
 
 def run(*command, cwd=None):
-    # Without the caller's environment: where the stack begins depends on how much of it there is.
+    # The size of the environment affects the address of the stack, and so the counts.
     result = subprocess.run(
         [str(part) for part in command],
         cwd=cwd,
@@ -58,7 +58,7 @@ def run(*command, cwd=None):
 
 
 def environment(program):
-    """What the counts hold for."""
+    """Returns what the counts depend on."""
     lines = run(program, "--environment").splitlines()
     version = run(valgrind(), "--version").strip().removeprefix("valgrind-")
     return dict(line.split("\t") for line in lines) | {"valgrind": version}
@@ -73,7 +73,7 @@ def strace():
 
 
 def per_repetition(output, count_of):
-    """What count_of(process) grows by with each repetition, {operation: count}."""
+    """Returns the counts of a single repetition, {operation: {key: count}}."""
     runs = collections.defaultdict(list)
     for line in output.splitlines():
         process, times, operation = line.split("\t")
@@ -133,45 +133,45 @@ def measure(program):
     }
 
 
-def why_not_here(program):
-    """Why nothing can be counted or compared here, if so."""
+def reason_to_skip(program):
+    """Returns why the counts cannot be compared on this machine, or None if they can."""
     if not valgrind() or not strace():
-        return "valgrind and strace are needed to count"
+        return "valgrind and strace are required"
     traced = subprocess.run([strace(), "-o", "/dev/null", "true"], capture_output=True, check=False)
     if traced.returncode:
-        return "this system does not let strace look into a process"
+        return "strace is not permitted to trace processes"
     kept = json.loads(COUNTS.read_text())["holds for"]
     here = environment(program)
     others = [f"{key}: {kept[key]}, here {here.get(key)}" for key in kept if kept[key] != here.get(key)]
-    return "the kept counts hold for " + "; ".join(others) if others else None
+    return "the stored counts are for " + "; ".join(others) if others else None
 
 
 def differences(kept, found):
     for name in sorted(kept.keys() | found.keys()):
         if name not in kept or name not in found:
-            yield f"{name}: {'not kept' if name not in kept else 'not counted'}"
+            yield f"{name}: {'not stored' if name not in kept else 'not counted'}"
             continue
         expected, counted = kept[name]["instructions"], found[name]["instructions"]
         if abs(counted - expected) > TOLERANCE * expected:
-            yield f"{name}: {counted} instructions, kept are {expected} ({counted / expected - 1:+.1%})"
+            yield f"{name}: {counted} instructions, expected {expected} ({counted / expected - 1:+.1%})"
         if kept[name]["system calls"] != found[name]["system calls"]:
             yield (
-                f"{name}: system calls {spelled(found[name]['system calls'])}, "
-                f"kept are {spelled(kept[name]['system calls'])}"
+                f"{name}: system calls {format_calls(found[name]['system calls'])}, "
+                f"expected {format_calls(kept[name]['system calls'])}"
             )
 
 
 def check(program):
-    reason = why_not_here(program)
+    reason = reason_to_skip(program)
     if reason:
         skip(reason)
     found = list(differences(json.loads(COUNTS.read_text())["operations"], measure(program)["operations"]))
     if found:
         print("\n".join(found))
-        sys.exit("./dev counts --publish keeps the new counts, where they are meant.")
+        sys.exit("If the changes are intended, run ./dev counts --publish to store the new counts.")
 
 
-def spelled(calls):
+def format_calls(calls):
     return ", ".join(f"{count:g} {call}" for call, count in calls.items()) or "none"
 
 
@@ -179,7 +179,7 @@ def table(counts):
     lines = ["| work | instructions | system calls |", "|---|---|---|"]
     for name, count in counts["operations"].items():
         calls = count["system calls"]
-        total = f"{sum(calls.values()):g}: {spelled(calls)}" if calls else "0"
+        total = f"{sum(calls.values()):g}: {format_calls(calls)}" if calls else "0"
         lines.append(f"| {name} | {count['instructions']:,} | {total} |")
     held = ", ".join(f"{key} {value}" for key, value in counts["holds for"].items())
     return f"Counted with {held}.\n\n" + "\n".join(lines) + "\n"

@@ -1,16 +1,16 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Prints a header for Doxygen: adds the commands that its plain comments do without.
+"""Prints a header with the commands that Doxygen requires in comments.
 
-- The comment at the top describes a group named after the header, such as vx_path. The declarations
-  of a header without families are its members.
+- The comment at the top describes a group named after the header, such as vx_path. If the header has
+  no families, its declarations are members of this group.
 - A banner, `// ---- Copy and move ----`, starts a family: the group copy_and_move, described by the
   rest of the comment.
-- Indented lines become code blocks, and lists end where their indentation does.
+- Indented lines become code blocks. A list ends at the first line without indentation.
 - The path of a page in docs/ becomes a link.
-- A comment on the first of consecutive `using` declarations becomes that of each.
-- Deleted overloads, definitions outside of classes and specializations of templates of the standard
-  library are left out.
+- The comment on the first of consecutive `using` declarations is repeated for each.
+- Deleted overloads, definitions outside of classes and specializations of standard templates are
+  omitted.
 """
 
 import pathlib
@@ -53,9 +53,9 @@ def code_language(lines):
 
 
 def marked_up(lines):
-    """The text of one comment, without slashes, as Doxygen expects it."""
+    """Converts the lines of a comment, without slashes, to Doxygen's markup."""
     result, code = [], []
-    continues = False  # inside a list item or a command, whose further lines are indented
+    continues = False  # inside a list item or a command, whose continuation lines are indented
 
     def end_code():
         if code:
@@ -127,7 +127,7 @@ def filtered(header, text):
             indent = line[: len(line) - len(line.lstrip())]
             text = comment(marked_up(take("///")), indent)
             result += text
-            # The comment on the first of several types is that of all.
+            # Repeats the comment on the first of several types for each.
             while re.match(r" *using \w+ = .*;$", lines[at]) and "using" in lines[at + 1]:
                 result += [lines[at], *text]
                 at += 1

@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: MIT
 """Tests the documentation site in headless Chromium: test_site.py SITE SCREENSHOTS
 
-On every page, in a narrow and a wide window: links inside the site resolve, the console shows no
-error, and the text need not be scrolled sideways. The search finds words of the text and every
-function.
+Checks on every page, in a narrow and a wide window, that internal links resolve, that the console
+shows no errors and that the page does not scroll horizontally. Checks that the search finds certain
+words and every function.
 """
 
 import contextlib
@@ -23,7 +23,7 @@ from selenium.webdriver.support.ui import WebDriverWait
 
 PHONE, DESK = (390, 844), (1280, 900)
 WORDS = ("backup", "encrypted", "thread safe")
-# The theme gives the text an area of its own, which can scroll where the page does not.
+# The theme's content area may scroll even if the page does not.
 TOO_WIDE = """return [document.documentElement, document.querySelector('.content')]
     .some(area => area.scrollWidth > area.clientWidth)"""
 PICTURED = ("index", "guides/archives", "reference/dialogs", "surprises", "diagrams")
@@ -36,7 +36,7 @@ class QuietHandler(http.server.SimpleHTTPRequestHandler):
 
 @contextlib.contextmanager
 def served(site):
-    """Serves the site: browsers do not let a page from disk read others, as the search does."""
+    """Serves the site over HTTP, because browsers do not let file:// pages read other files."""
     handler = functools.partial(QuietHandler, directory=site)
     with http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler) as server:
         threading.Thread(target=server.serve_forever, daemon=True).start()
@@ -81,7 +81,7 @@ def faults_of_pages(driver, address, pages):
         for size in (PHONE, DESK):
             resize(driver, size)
             if driver.execute_script(TOO_WIDE):
-                yield f"{page}: has to be scrolled sideways in a window of {size[0]} pixels"
+                yield f"{page}: scrolls horizontally in a window of {size[0]} pixels"
         targets[page] = set(
             driver.execute_script("return [...document.querySelectorAll('[id]')].map(e => e.id)")
         )
@@ -92,7 +92,7 @@ def faults_of_pages(driver, address, pages):
         path = path.partition("?")[0] or "index.html"
         fragment = urllib.parse.unquote(fragment)
         if path not in targets or (fragment and fragment not in targets[path]):
-            yield f"{page}: no target of {href.removeprefix(address)}"
+            yield f"{page}: broken link to {href.removeprefix(address)}"
 
 
 def faults_of_dark_mode(driver, address):
@@ -105,7 +105,7 @@ def faults_of_dark_mode(driver, address):
         "return [...document.querySelectorAll('object, img')].map(e => getComputedStyle(e).filter)"
     )
     if not filters or "none" in filters:
-        yield f"dark mode: filters of the diagrams: {filters}"
+        yield f"dark mode: some images have no filter: {filters}"
     use_scheme(driver, "light")
 
 
@@ -118,7 +118,7 @@ def results(driver):
 
 
 def function_names(xml):
-    """The qualified names of the functions, from Doxygen's output."""
+    """Returns the unqualified names of the functions from Doxygen's output."""
     public = re.compile(r'<memberdef kind="function"[^>]* prot="public".*?</memberdef>', re.S)
     for file in [*xml.glob("group__*.xml"), *xml.glob("class*.xml")]:
         for member in public.findall(file.read_text(encoding="utf-8")):
@@ -135,7 +135,7 @@ def faults_of_search(driver, address, functions):
         field.send_keys(words, Keys.ENTER)
         WebDriverWait(driver, 30).until(lambda it: "search.html" in it.current_url)
         if not results(driver):
-            yield f"search: nothing found for {words}"
+            yield f"search: no results for {words}"
     for name in functions:
         driver.execute_script(
             "document.getElementById('search-results').replaceChildren();"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Writes the counts of lines of a process that ends by _exit, as the tests' children do, unless it
-// has moved to where their folder is not.
+// Writes the line counts of a process that calls _exit, such as a child process of a test. Writes
+// nothing if the process has changed its root directory and cannot access the target directory.
 
 #include <cstdlib>
 

@@ -1,8 +1,8 @@
-"""Makes mutants of C++ sources: the text with one small change that a test should notice.
+"""Generates mutants of C++ sources: each has one small change that a test should detect.
 
-The sources are read as tokens, not as a language: what does not compile is no mutant, and the
-trial finds that out. The rules lean on how the sources are formatted (a comparison stands between
-blanks, a template's bracket does not)."""
+The sources are split into tokens but not parsed, so some mutants do not compile; the trial discards
+them. The rules depend on the format of the sources: a comparison operator has spaces around it, a
+template bracket does not."""
 
 import re
 from dataclasses import dataclass
@@ -81,7 +81,7 @@ ENUMERATORS = {
 BLOCK_WORDS = {"namespace", "struct", "class", "enum", "union", "extern"}
 NO_STATEMENTS = BLOCK_WORDS | {"using", "template", "friend", "public", "private", "protected"}
 LEAVERS = {"return", "break", "continue", "throw"}
-# A function that returns these cannot return less.
+# Replacing these values with {} would change nothing.
 NO_CHANGE = {"true", "false", "{}", "0", "nullptr", "std::nullopt", "EntryKind::None"}
 DECLARATION = re.compile(
     r"(?:static |thread_local |const |constexpr |auto |struct )*"
@@ -102,7 +102,7 @@ class Mutant:
 
     @property
     def key(self):
-        """Says which mutant this is for as long as its line reads the same."""
+        """Identifies the mutant as long as its line is unchanged."""
         return (self.file, self.text, self.change)
 
     def applied_to(self, source):
@@ -145,7 +145,7 @@ def tokens_of(source):
 
 
 class Reader:
-    """Finds the statements of function bodies, in sequences of those that follow one another."""
+    """Finds the sequences of consecutive statements in function bodies."""
 
     def __init__(self, tokens):
         self.tokens = tokens
@@ -195,7 +195,7 @@ class Reader:
         return at
 
     def drop_last_break(self, sequence):
-        """The last one of a switch goes where the way leads anyhow."""
+        """Drops the last break of a switch, because removing it would change nothing."""
         if sequence and sequence[-1] and sequence[-1].first() == "break":
             sequence.pop()
 
@@ -263,7 +263,7 @@ class Maker:
     def replace(self, token, replacement):
         self.add(token.start, token.end, replacement, f"{token.text} => {replacement}")
 
-    def stands_between_blanks(self, token):
+    def has_spaces_around(self, token):
         before = self.source[token.start - 1]
         after = self.source[token.end : token.end + 1]
         return before.isspace() and after.isspace()
@@ -287,7 +287,7 @@ class Maker:
     def change_sign(self, token, before):
         if token.text == "!":
             self.add(token.start, token.end, "", "! => nothing")
-        elif token.text in ("++", "--") or self.stands_between_blanks(token):
+        elif token.text in ("++", "--") or self.has_spaces_around(token):
             if before != "operator":
                 for replacement in SIGNS.get(token.text, []):
                     self.replace(token, replacement)
@@ -328,7 +328,7 @@ class Maker:
         return match.group(1) if match else ""
 
     def closing(self, start):
-        """The place of the bracket that closes the one at `start`."""
+        """Returns the position of the bracket that closes the one at `start`."""
         depth = 0
         for token in self.tokens:
             if token.start < start or token.kind != "sign":

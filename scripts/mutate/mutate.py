@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Changes the library in small ways, one at a time, and reports the changes that no test notices.
+"""Makes small changes to the library, one at a time, and reports those that no test detects.
 
-A change that cannot be noticed is explained in explained.txt, next to this script. Results are kept
-in the work folder: --resume continues a run that was interrupted, and --again tries the survivors
+explained.txt, next to this script, explains the changes that no test can detect. The results are
+stored in the work directory: --resume continues an interrupted run, and --again tries the survivors
 again, for instance after a test has been added."""
 
 import argparse
@@ -23,23 +23,23 @@ EXPLAINED = Path(__file__).with_name("explained.txt")
 def parse_arguments():
     parser = argparse.ArgumentParser(prog="./dev mutate", description=__doc__)
     parser.add_argument("filter", nargs="*", help="only files whose path contains one of these")
-    parser.add_argument("-j", "--jobs", type=int, default=1, help="trees to work in at once")
+    parser.add_argument("-j", "--jobs", type=int, default=1, help="number of parallel builds")
     parser.add_argument("--lines", help="only these lines, FIRST-LAST")
-    parser.add_argument("--sample", type=int, help="only so many mutants, drawn at random")
-    parser.add_argument("--seed", type=int, default=1, help="of the draw")
-    parser.add_argument("--limit", type=int, default=5, help="processor seconds for a program")
-    parser.add_argument("--programs", default="", help="only the test programs that match this regex")
-    parser.add_argument("--resume", action="store_true", help="try only what has no result yet")
+    parser.add_argument("--sample", type=int, help="only this many random mutants")
+    parser.add_argument("--seed", type=int, default=1, help="seed of the random sample")
+    parser.add_argument("--limit", type=int, default=5, help="processor seconds per program")
+    parser.add_argument("--programs", default="", help="only test programs that match this regex")
+    parser.add_argument("--resume", action="store_true", help="try only mutants without a result")
     parser.add_argument("--again", action="store_true", help="try the survivors again")
     parser.add_argument(
         "--sanitizer",
         choices=list(trial.FLAGS),
         default="none",
-        help="build with it; together with --again for what the plain build does not notice",
+        help="build with this sanitizer; use with --again for survivors of the plain build",
     )
-    parser.add_argument("--list", action="store_true", help="list the mutants, and try none")
-    parser.add_argument("--report", action="store_true", help="report what is known, and try none")
-    parser.add_argument("--work", type=Path, default=ROOT / "build" / "mutate", help="work folder")
+    parser.add_argument("--list", action="store_true", help="only list the mutants")
+    parser.add_argument("--report", action="store_true", help="only report the stored results")
+    parser.add_argument("--work", type=Path, default=ROOT / "build" / "mutate", help="work directory")
     return parser.parse_args()
 
 
@@ -60,8 +60,7 @@ def all_mutants(arguments):
 
 
 def read_explanations():
-    """How many mutants of each key are explained. The form is that of the file itself: a source
-    and its line, its changes below it, and a reason for all that stand since the reason before."""
+    """Returns the number of explained mutants per key. The file's first comment has the format."""
     explained = collections.Counter()
     keys = []
     source = reason = ""
@@ -84,7 +83,7 @@ def read_explanations():
 
 
 class Results:
-    """What became of each mutant, on disk as it comes in."""
+    """The results of the mutants, written to disk one at a time."""
 
     def __init__(self, folder):
         folder.mkdir(parents=True, exist_ok=True)
@@ -106,7 +105,7 @@ class Results:
 
 
 def numbered(found):
-    """Each mutant with a number that tells it from its likes on lines that read the same."""
+    """Yields each mutant with a number that distinguishes mutants of identical lines."""
     times = collections.Counter()
     for mutant in found:
         times[mutant.key] += 1
@@ -114,8 +113,8 @@ def numbered(found):
 
 
 class Order:
-    """Which programs to run first: those that have killed most mutants near by, then the fastest
-    whose name fits the file. The slow ones come last in any case."""
+    """The order of the programs: those that have killed most mutants on nearby lines come first,
+    then those whose name matches the file, then the fastest. Slow programs always come last."""
 
     SLOW = 1.5  # seconds
 
@@ -161,7 +160,7 @@ class Run:
 
     def work(self, tree, first):
         if tree is not first:
-            tree.build_as_it_is()
+            tree.build_unchanged()
             tree.take_programs(first)
         while True:
             with self.lock:
@@ -202,13 +201,13 @@ class Run:
         for tree in (first, *others):
             tree.refresh()
         first.find_programs()
-        first.build_as_it_is()
+        first.build_unchanged()
         failures = []
 
         def guarded(tree):
             try:
                 self.work(tree, first)
-            except Exception as failure:  # shown by the thread that waits
+            except Exception as failure:  # raised again in the main thread
                 failures.append(failure)
 
         threads = [
@@ -223,7 +222,7 @@ class Run:
 
 
 def report(found, results, explained):
-    """Prints the survivors; says whether all mutants were tried and each survivor is explained."""
+    """Prints the survivors. Returns whether all mutants were tried and all survivors explained."""
     counts = collections.Counter()
     left = explained.copy()
     unexplained = 0
@@ -241,7 +240,7 @@ def report(found, results, explained):
     keys = {mutant.key for mutant, _ in found}
     for key in explained:
         if key not in keys and any(key[0] == mutant.file for mutant, _ in found):
-            print(f"explained, but there is no such mutant: {key[0]}: {key[1]}: {key[2]}")
+            print(f"explained, but not a mutant: {key[0]}: {key[1]}: {key[2]}")
     return unexplained == 0 and not counts["not tried"]
 
 
@@ -274,7 +273,7 @@ def main():
             try:
                 Run(arguments, results, pending).run()
             except trial.Failed as failure:
-                print(f"the tests cannot be built or run as they are:\n{failure}", file=sys.stderr)
+                print(f"the unchanged tests cannot be built or run:\n{failure}", file=sys.stderr)
                 return 2
     return 0 if report(found, results, explained) else 1
 

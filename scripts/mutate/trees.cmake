@@ -1,5 +1,5 @@
-# For the trees in which mutants are tried, included through CMAKE_PROJECT_INCLUDE: what makes a
-# changed source compile fast, and with VX_COUNT_LINES the record of the lines that a program runs.
+# Included by the builds of mutants through CMAKE_PROJECT_INCLUDE. Makes changed sources compile
+# fast. With VX_COUNT_LINES, records the lines that a program executes.
 function(vx_prepare_for_mutants)
   foreach(library vx_core vx_fs)
     target_precompile_headers(${library} PRIVATE

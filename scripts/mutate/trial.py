@@ -1,5 +1,4 @@
-"""Tries mutants: builds the tests against each in a private copy of the tree, and runs them until
-one fails."""
+"""Tries mutants: builds each in a private copy of the tree and runs the tests until one fails."""
 
 import dataclasses
 import hashlib
@@ -14,13 +13,13 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 BUILD_JOBS = 2
-# Names of programs that are very slow (a virtual display).
-LEFT_OUT = re.compile("_display")
-# The programs that can notice a change in a header of core/.
+# Programs that are too slow, because they start a virtual display.
+SKIPPED = re.compile("_display")
+# The programs that are run for a change in a header of core/.
 CORE_PROGRAM = re.compile("_core|_string|_path|_threads")
 MEMORY_LIMIT = 4 << 30
-# The limit of a program is one of processor time. Waiting, it has so many times as long, since a
-# busy system makes it wait.
+# A program's limit is in processor time. The limit in wall-clock time is larger by this factor,
+# because programs wait on a busy system.
 WAITING_FACTOR = 6
 COPIED = (
     "CMakeLists.txt",
@@ -38,15 +37,15 @@ COPIED = (
     "tests",
     "tools",
 )
-# Without optimisation and warnings the build is fastest; a mutant may well leave something unused.
+# Builds are fastest without optimization. Warnings are off, because a mutant may leave names unused.
 FLAGS = {
     "none": "-O0 -w",
     "address": "-O1 -w -fsanitize=address,undefined -fno-sanitize-recover=all",
     "thread": "-O1 -w -fsanitize=thread",
 }
 
-# A mutant may remove or write whatever it likes: it sees the system read-only, and a /tmp of its
-# own. The counts of lines may lie in a folder outside.
+# A mutant may remove or overwrite any file, so it runs with a read-only system and a private /tmp.
+# A directory for the line counts, if any, is mounted in it.
 SHIELD = """
 mount --make-rprivate / &&
 for place in /tmp /var/tmp /dev/shm; do mount -t tmpfs tmpfs "$place" && chmod 1777 "$place"; done &&
@@ -57,7 +56,7 @@ cd /tmp && shift && exec "$@"
 
 
 class Failed(Exception):
-    """The build of the tests, or the tests as they are, fail."""
+    """The unchanged tests do not build or do not pass."""
 
 
 @dataclass
@@ -65,8 +64,8 @@ class Program:
     name: str  # of the build target
     command: list
     seconds: float = 0.0  # of processor time
-    single: tuple = ()  # the tests, where they do not stand being run in one process
-    lines: dict = field(default_factory=dict)  # by source and number: whether it runs the line
+    single: tuple = ()  # the tests to run one by one, if they fail in a common process
+    lines: dict = field(default_factory=dict)  # by source and line: whether the line is executed
 
 
 @dataclass
@@ -95,7 +94,7 @@ def limit_resources(sanitizer, cpu_seconds):
 
 
 def shield_command(sanitizer):
-    # The thread sanitizer does not start where addresses are spread too widely.
+    # The thread sanitizer fails to start if too many address bits are randomized.
     fixed = ["setarch", "--addr-no-randomize"] if sanitizer == "thread" else []
     command = [*fixed, "unshare", "--mount", "bash", "-c", SHIELD, "shield"]
     works = subprocess.run([*command, "", "true"], capture_output=True, check=False).returncode == 0
@@ -103,7 +102,7 @@ def shield_command(sanitizer):
 
 
 class Tree:
-    """A copy of the tree with a build folder, and the programs that it builds."""
+    """A copy of the tree with a build directory and its test programs."""
 
     def __init__(self, root, place, sanitizer, wanted=""):
         self.root = Path(root)
@@ -118,7 +117,7 @@ class Tree:
     # ---- The copy
 
     def refresh(self):
-        """Copies what differs from the original, so that little is built anew."""
+        """Copies only changed files, so that little has to be rebuilt."""
         self.source.mkdir(parents=True, exist_ok=True)
         for name in COPIED:
             self.copy_changed(self.root / name, self.source / name)
@@ -138,7 +137,7 @@ class Tree:
 
     # ---- Building
 
-    def build_as_it_is(self, count_lines=False):
+    def build_unchanged(self, count_lines=False):
         options = [
             "-G",
             "Ninja",
@@ -154,7 +153,7 @@ class Tree:
         self.run_or_fail(["cmake", "-S", str(self.source), "-B", str(self.build), *options])
         targets = [path.name for path in self.executables("vx_test_") + self.executables("vx_replay_")]
         if not targets:
-            raise Failed("there is no such test program")
+            raise Failed("no test program matches")
         command = ["cmake", "--build", str(self.build), f"-j{BUILD_JOBS}", "--target", *targets]
         self.run_or_fail(command)
 
@@ -171,8 +170,8 @@ class Tree:
     # ---- Running
 
     def find_programs(self):
-        """The test programs that pass on the tree as it is."""
-        self.build_as_it_is(count_lines=True)
+        """Finds the test programs that pass on the unchanged tree."""
+        self.build_unchanged(count_lines=True)
         programs = [
             Program(path.name, [str(path)])
             for path in self.executables("vx_test_")
@@ -185,7 +184,7 @@ class Tree:
             raise Failed("no test program was built")
 
     def take_programs(self, other):
-        """Those that another copy of the same tree has found."""
+        """Takes over the programs that another copy of the same tree has found."""
         self.programs = [
             dataclasses.replace(
                 program,
@@ -197,7 +196,7 @@ class Tree:
         ]
 
     def executables(self, prefix):
-        """The programs that the build makes whose names begin so, unless they are not wanted."""
+        """Returns the selected programs of the build whose names start with `prefix`."""
         command = ["ninja", "-C", str(self.build), "-t", "targets", "all"]
         listing = subprocess.run(command, capture_output=True, text=True, check=True).stdout
         paths = re.findall(r"^(\S+): CXX_EXECUTABLE_LINKER", listing, re.M)
@@ -205,13 +204,13 @@ class Tree:
             self.build / path
             for path in sorted(paths)
             if Path(path).name.startswith(prefix)
-            and not LEFT_OUT.search(path)
+            and not SKIPPED.search(path)
             and self.wanted.search(Path(path).name)
         ]
 
     def measure(self, program):
-        """Finds out how long it takes and which lines of the library it runs, unless that has been
-        found out before; says whether it passes on the tree as it is."""
+        """Measures the run time and the executed lines of the library, unless they are known.
+        Returns whether the program passes on the unchanged tree."""
         counts = self.place / "counts"
         known = self.place / "measured" / program.name
         digest = hashlib.sha256(Path(program.command[0]).read_bytes()).hexdigest()
@@ -227,7 +226,7 @@ class Tree:
         if failure:
             self.run_tests_singly(program)
             if not program.single:
-                print(f"left out, since it fails on the tree as it is: {program.name}: {failure}")
+                print(f"skipped, because it fails on the unchanged tree: {program.name}: {failure}")
                 return False
             begin = seconds_of_children()
             self.failure(program, limit=300, counts=counts)
@@ -245,24 +244,24 @@ class Tree:
         return True
 
     def read_counts(self, program, folder, counts):
-        """The counts of one source, as the compiler's own tool reads them beside its notes."""
+        """Reads the counts of a source with gcov, which needs the notes in the same directory."""
         notes = ("/" / counts.relative_to(folder)).with_suffix(".gcno")
         shutil.copy(notes, counts.parent)
         command = ["gcov", "--json-format", "--stdout", str(counts)]
         report = json.loads(subprocess.run(command, capture_output=True, check=True).stdout)
         for file in report["files"]:
             path = Path(report["current_working_directory"]) / file["file"]
-            # What a header holds is run by the tests' own sources, too, where nothing counts.
+            # Tests execute the code of headers in their own sources too, which are not counted.
             if path.suffix == ".cpp" and path.is_relative_to(self.source):
                 lines = program.lines.setdefault(str(path.relative_to(self.source)), {})
                 for line in file["lines"]:
                     number = str(line["line_number"])
                     lines[number] = lines.get(number, False) or line["count"] > 0
 
-    def may_notice(self, program, mutant):
-        """False where the program is known not to run the line."""
+    def may_detect(self, program, mutant):
+        """Returns False if the program is known not to execute the line."""
         if mutant.file.startswith("core/") and mutant.file.endswith(".h"):
-            # All programs would have to be built anew, nearly all for nothing.
+            # Rebuilding all other programs would take long and detect little more.
             core = [other.name for other in self.programs if CORE_PROGRAM.search(other.name)]
             return program.name in core or not core
         number = str(mutant.line)
@@ -270,7 +269,7 @@ class Tree:
             other.name: other.lines.get(mutant.file, {}).get(number, False)
             for other in self.programs
         }
-        # A line that seems to be run by none is run after the counts have been written, if at all.
+        # A line without a count may still be executed after the counts have been written.
         return runs[program.name] or not any(runs.values())
 
     def run_tests_singly(self, program):
@@ -290,10 +289,10 @@ class Tree:
             name for name in names if not self.run(program, 60, [f"--gtest_filter={name}"])
         )
         failing = sorted(set(names) - set(program.single))
-        print(f"{program.name}: each test by itself; left out: {failing}", flush=True)
+        print(f"{program.name}: each test is run separately; skipped: {failing}", flush=True)
 
     def failure(self, program, limit, counts=None):
-        """The first failure, empty when all passes."""
+        """Returns the first failure, or an empty string if all tests pass."""
         if not program.single:
             return self.run(program, limit, ["--gtest_brief=1", "--gtest_fail_fast"], counts)
         for name in program.single:
@@ -342,12 +341,12 @@ class Tree:
     # ---- One mutant
 
     def try_mutant(self, mutant, order, limit):
-        """Runs the programs in the given order until one notices."""
+        """Runs the programs in the given order until one detects the mutant."""
         path = self.source / mutant.file
         original = path.read_text(encoding="utf-8")
         path.write_text(mutant.applied_to(original), encoding="utf-8")
         try:
-            for program in filter(lambda program: self.may_notice(program, mutant), order):
+            for program in filter(lambda program: self.may_detect(program, mutant), order):
                 if not self.builds(program):
                     return Outcome("invalid")
                 own_limit = round(max(limit, 3 * program.seconds))
