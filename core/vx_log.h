@@ -38,8 +38,8 @@ enum class LogLevel {
 /// log, set a sink or call `fork`.
 using LogSink = std::function<void(LogLevel level, String line)>;
 
-/// Formats a line like `printf` and logs it at level error. The format has no line break at its
-/// end.
+/// Formats a line like `printf` and logs it at level error. Do not end the format with a line
+/// break.
 ///
 /// Without a sink the line is written to standard error, with "error: " before it and a line break
 /// after it:

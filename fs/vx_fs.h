@@ -11,7 +11,7 @@
 //   directory or the environment. Only the log and the current error are kept between calls.
 // - `errno` is unspecified after a call; the standard I/O functions leave it as the C library does.
 // - A "file" is what `isFile` accepts, a "directory" what `isDir` accepts.
-// - Names in parentheses are calls of the system, of a library, or of this one: (stat), (`mkDir`).
+// - Names in parentheses are the calls that a function makes: (stat), (`mkDir`).
 // - docs/surprises.md lists results that differ from what a caller may expect.
 
 #pragma once
@@ -54,8 +54,8 @@ int Frename(String from, String to);
 // Each query normalizes the path (`Path::normalize`) and calls stat, which follows symbolic links.
 // A path for which stat fails does not exist, and neither does the empty path.
 
-/// Returns whether `path` exists and its mode has the directory bit, which the types of block
-/// devices and sockets share.
+/// Returns whether `path` exists and its mode has the directory bit, which block devices and
+/// sockets share.
 [[nodiscard]] bool isDir(String path);
 /// Returns whether `path` exists and is not a directory: a regular file, character device or FIFO.
 [[nodiscard]] bool isFile(String path);
@@ -63,9 +63,9 @@ int Frename(String from, String to);
 [[nodiscard]] bool exists(String path);
 
 // ---- Directories ----------------------------------------------------------------------------
-// Each mkdir or rmdir call replaces the current error: the context is "mkDir" or "rmDir", code and
-// message are the system's, or 0 and "" on success. Log lines are errors; "err:" precedes that
-// message.
+// Each mkdir or rmdir call replaces the current error: the context is "mkDir" or "rmDir", and the
+// code and message are the system's, or 0 and "" on success. Log lines are errors and quote that
+// message after "err:".
 
 /// Creates the directory `path` and its missing parents, with mode 0777 minus the umask (stat,
 /// mkdir). The path is normalized first: "link/../x" is "x" next to the link. Directories created
@@ -80,7 +80,7 @@ int Frename(String from, String to);
 bool mkDir(String path);
 
 /// Removes the empty directory that `path` names or links to (stat, realpath, rmdir). Returns true
-/// if `path` is missing, and false if it is the empty string or if an error is logged:
+/// on success or if `path` is missing, false for the empty path or after logging an error:
 ///   "rmDir called for file: %s."           the normalized path
 ///   "Failed to remove dir: %s [err: %s]."  the canonical path
 bool rmDir(String path);
@@ -101,9 +101,10 @@ bool rmFile(String path);
 /// Returns whether `src` was a file and `dst` is one afterwards. If a file at `dst` cannot be
 /// removed, logs the error "File copy failed, could not delete destination file: %s".
 ///
-/// If the paths are equal, ignoring the case of ASCII letters, nothing is copied; logs the warning
-/// "Cannot copy '%s' to itself." and returns whether `dst` is a file. Other names of one file are
-/// not recognized: copying "./a" onto "a", or a link onto its target, leaves an empty file.
+/// If the paths are equal, ignoring the case of ASCII letters, nothing is copied, the warning
+/// "Cannot copy '%s' to itself." is logged, and the result is whether `dst` is a file. Other names
+/// of one file are not recognized: copying "./a" onto "a", or a link onto its target, leaves an
+/// empty file.
 bool copyFile(String src, String dst);
 
 /// Renames the file `src` to `dst`, with the previous `dst` as a backup until that has succeeded:
@@ -166,7 +167,8 @@ bool moveFile(String src, String dst);
 // Directories are canonical. A `get` function always sets `out`; the other functions call it. Log
 // lines quote the message of the current error, which may be from an earlier failure.
 
-/// Gets the current directory, or "." and false if it has been removed or cannot be searched.
+/// Gets the current directory. Returns false, with "." in `out`, if it has been removed or cannot
+/// be searched.
 bool getCurrentDir(String& out);
 /// Gets the environment variable HOME if it names a directory. Otherwise logs the warning
 /// "Failed to find home dir: %s" and returns the result of `getCurrentDir`.
@@ -178,8 +180,8 @@ bool getHomeDir(String& out);
 /// 3. otherwise "/tmp", with the error "Failed to find both temp and current directories (%s).".
 bool getTempDir(String& out);
 
-[[nodiscard]] String currentDir();  ///< Returns the current directory, or "." without one.
-[[nodiscard]] String homeDir();     ///< Returns the home directory, or `currentDir()`.
+[[nodiscard]] String currentDir();  ///< Returns the current directory, or "." on failure.
+[[nodiscard]] String homeDir();     ///< Returns the home directory, or `currentDir()` on failure.
 [[nodiscard]] String tempDir();     ///< Returns the directory for temporary files.
 
 // ---- Product directories --------------------------------------------------------------------
@@ -187,8 +189,8 @@ bool getTempDir(String& out);
 // directory; otherwise it is "kavra" in the home directory (`getHomeDir`). If `create` is true, the
 // latter and the subdirectories are created (`mkDir`).
 //
-// A `get` function that fails sets `out` to the directory that is missing or cannot be created, its
-// own or the user directory, and logs the line for that directory, with "find" or "create", the
+// A `get` function that fails sets `out` to the directory that is missing or cannot be created: its
+// own or the user directory. It logs the line for that directory, with "find" or "create", the
 // path, and the message of the current error, which may be from an earlier failure:
 //   "Failed to %s kavra user dir: %s (%s)."    a warning; the same for "config"
 //   "Failed to %s kavra output dir: %s (%s)."  an error; the same for "preview"
@@ -229,7 +231,7 @@ using ZipCallback = std::function<void(ZipProgress)>;
 /// - An existing regular file is truncated and rewritten, even if the extraction then fails; it
 ///   keeps its mode and hard links. The archive and all other existing entries are not overwritten.
 /// - An entry whose path would end in ".ksx", in any letter case, is extracted to the archive's
-///   canonical path with the extension ".ksx" instead; the last one remains.
+///   canonical path with the extension ".ksx" instead; the last such entry remains.
 /// - Other names that would lead out of `outDir` are refused; only "/" is a separator. Symbolic
 ///   links in `outDir` are followed.
 ///
@@ -260,9 +262,9 @@ StringVector readZip(String archive, String outDir, ZipCallback callback = {});
 ///
 /// Returns whether the archive has been written and closed. If an existing archive is one of
 /// `files`, under any name, the call fails without any change. After other failures `archive` is
-/// removed, also a previous archive, a device or a link (not its target); if that is not permitted,
-/// the previous or an incomplete archive remains. Log lines contain the archive's normalized path
-/// unless noted:
+/// removed, even if it is a previous archive, a device or a link (not its target); if that is not
+/// permitted, the previous or an incomplete archive remains. Log lines contain the archive's
+/// normalized path unless noted:
 ///   "Failed to initialize archive: %s"             it cannot be created
 ///   "Cannot add non-existent file to archive: %s"  the skipped file's normalized path
 ///   "Failed to add file to archive: %s"            ends the call; the file's canonical path
@@ -299,9 +301,8 @@ bool writeKsz(String archive, StringVector files, KszCallback callback = {});
 ///                     tex/wood.a, q/wood.a, tex/wood.b, q/wood.b
 ///   "tex/wood.png" => tex/wood.png, p/wood.png, p/tex/wood.png, q/wood.png, q/tex/wood.png,
 ///                     then those of "tex/wood.png.*"
-/// An absolute reference has no candidates p/tex/wood.png and q/tex/wood.png. Missing search
-/// directories are skipped. A reference from an untrusted document can name any file that the
-/// process may see.
+/// An absolute reference skips p/tex/wood.png and q/tex/wood.png. Missing search directories are
+/// skipped. A reference from an untrusted document can name any file that the process may see.
 /// @param searchDirs in order of priority.
 /// @param extensions in order of priority, with or without the leading dot; "*" is ignored.
 [[nodiscard]] String resolvePath(String path, StringVector searchDirs, StringVector extensions);
@@ -309,7 +310,7 @@ bool writeKsz(String archive, StringVector files, KszCallback callback = {});
 // ---- Dialogs --------------------------------------------------------------------------------
 // Native file dialogs (tinyfiledialogs). A call blocks until the user closes the dialog; cancelling
 // gives an empty result. Only one may be open at a time. The library puts the texts into a shell
-// command in a fixed-size buffer (docs/guides/dialogs.md), hence two rules for safety:
+// command in a fixed-size buffer (docs/guides/dialogs.md), so two rules apply:
 // - Pass no text from an untrusted source, and none with quotes, backquotes, dollar signs or
 //   backslashes. Keep all texts together below 600 bytes; a filter counts twice, plus 8.
 // - Pass an absolute `defaultPath`. Otherwise a package manager's copy of the library can run the
