@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// The calls that the code under test makes: recorded, and answered as a test wants.
+// Records the calls that the code under test makes, and answers them as a test specifies.
 //
 //   Calls calls;
 //   calls.fail("mkdir a/b", EACCES);
 //   EXPECT_FALSE(vx::fs::mkDir("a/b"));
-//   EXPECT_EQ(calls.all(), lines("stat a/b", "stat a", "mkdir a 0777", "stat a/b", "mkdir a/b
-//   0777"));
+//   EXPECT_EQ(calls.all("mkdir"), lines("mkdir a 0777", "mkdir a/b 0777"));
 //
 // A test program gets it by the keyword CALLS of `vx_test`. It replaces functions at link time, so
 // the library contains no hook for it.
@@ -37,17 +36,17 @@ struct Call {
   bool isAnswered = false;    ///< by the test
 };
 
-/// What a call gives in place of its own result.
+/// The result of a call that is not made.
 struct Answer {
   bool fails = false;
   int error = 0;        ///< for `errno`, unless 0
-  long long value = 0;  ///< the result, or what `Calls::answer` says
+  long long value = 0;  ///< the result, or the value of `Calls::answer`
   std::string text{};
 };
 
-/// Observes the calls of this thread while it lives. There is one at a time.
+/// Observes the calls of this thread during its lifetime. There is one object at a time.
 ///
-/// Recorded are the calls of
+/// Records the calls of
 ///
 ///   stat PATH   mkdir PATH 0777   rmdir PATH   remove PATH   rename FROM TO   utime PATH
 ///   opendir PATH   readdir   closedir   realpath PATH   readlink PATH   getcwd
@@ -58,13 +57,13 @@ struct Answer {
 ///   mz_zip_... ARGUMENTS           without the archive, a null pointer as "null"
 ///   tinyfd_... <TEXT> NUMBER ...   texts in angle brackets, a null pointer as "null"
 ///
-/// The dialogs never show: without an answer they are cancelled. A path of null is "null". The
-/// 64-bit forms (stat64, fopen64, ...) count as the plain calls. Calls of `TempDir` are unobserved,
-/// and so are those of the actions given here.
+/// Dialogs are not shown: without an answer they are cancelled. A null path is "null". The 64-bit
+/// forms (stat64, fopen64, ...) count as the plain calls. Calls of `TempDir` and of the actions
+/// given here are unobserved.
 ///
 /// A selector is the beginning of a call's text, up to the end of a word: "mkdir", "mkdir a" and
 /// "mkdir a 0777" select the same call, "mkdir a" does not select "mkdir a/b 0777". The empty
-/// selector selects every call. Of several actions for one call the first that answers it counts.
+/// selector selects every call. Of several actions for a call, the first that answers it applies.
 class Calls {
  public:
   Calls();
@@ -72,18 +71,18 @@ class Calls {
   Calls& operator=(const Calls&) = delete;
   ~Calls();
 
-  /// The texts of the calls, in order, except the details of the underlying libraries: what is
-  /// called within a miniz call, by the heap, and read, write and writev by file streams.
+  /// Returns the texts of the calls, in order, except the details of the underlying libraries:
+  /// calls within a miniz call or by the heap, and read, write and writev by file streams.
   [[nodiscard]] std::vector<std::string> all() const;
 
-  /// The selected calls, those details included.
+  /// Returns the selected calls, including those details.
   [[nodiscard]] std::vector<std::string> all(std::string_view selector) const;
   [[nodiscard]] std::size_t count(std::string_view selector) const;
   [[nodiscard]] const std::vector<Call>& records() const noexcept { return records_; }
 
-  /// Makes every selected call fail. Calls that set no `errno` ignore the error; with the error 0
-  /// readdir reports the end of the directory. Calls that release
-  /// something (fclose, closedir, mz_zip_end, ...) release it before they fail.
+  /// Makes every selected call fail. Calls that set no `errno` ignore the error; with the error 0,
+  /// readdir reports the end of the directory. Calls that release something (fclose, closedir,
+  /// mz_zip_end, ...) release it before they fail.
   void fail(std::string selector, int error = EIO);
 
   /// Makes the n-th selected call fail, counted from 1.
@@ -93,19 +92,19 @@ class Calls {
   /// 0.
   void succeed(std::string selector, int error = 0);
 
-  /// Makes the selected calls return `value` without being made. Of stat it is the mode of the
-  /// entry that is found, of readdir the type (DT_DIR, ...) of the entry that is read all the same.
+  /// Makes the selected calls return `value` without being made. For stat it is the mode of the
+  /// entry, for readdir the type (DT_DIR, ...) of the entry, which is still read.
   void answer(std::string selector, long long value);
 
-  /// As above for the text that a dialog, readlink or strerror gives; at most 4,095 bytes.
+  /// As above for the text that a dialog, readlink or strerror returns; at most 4,095 bytes.
   void answer(std::string selector, std::string text);
 
-  /// Kills the process in place of the n-th selected call.
+  /// Kills the process instead of making the n-th selected call.
   void kill(std::string selector, int nth = 1);
 
-  /// Runs `action` before each selected call. An action that returns `std::optional<int>` decides
-  /// about the call: an `errno` to fail with, 0 for a success without the call, nothing for the
-  /// call itself.
+  /// Runs `action` before each selected call. An action may return a `std::optional<int>`: an
+  /// `errno` with which the call fails, 0 if it succeeds without being made, and nothing if it is
+  /// to be made.
   template <class Action>
   void onCall(std::string selector, Action action) {
     if constexpr (std::is_void_v<std::invoke_result_t<Action&>>) {
@@ -121,10 +120,10 @@ class Calls {
     }
   }
 
-  /// Adds a line of the test's own, such as a logged one, to the recorded calls.
+  /// Adds a line, such as a logged one, to the recorded calls.
   void note(std::string line);
 
-  /// Ends the archive that the last call to miniz left open. @return whether there was one.
+  /// Ends the archive that the last call to miniz left open. Returns whether there was one.
   bool endArchiveLeftOpen();
 
  private:
@@ -145,7 +144,7 @@ class Calls {
   std::array<char, 4096> text_{};  // of the last answer
 };
 
-/// Whether `selector` selects a call of this text.
+/// Returns whether `selector` selects a call with this text.
 [[nodiscard]] bool selects(std::string_view selector, std::string_view text);
 
 }  // namespace vx::test

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Child processes: functions that would spoil the test's own process, and other programs.
+// Child processes: for functions that would change the test's own process, and other programs.
 //
 //   runAsUnprivileged([&] { EXPECT_FALSE(vx::fs::mkDir("locked/x")); });
 //   EXPECT_EQ(runProgram({"unzip", "-t", "a.zip"}).exitCode, 0);
@@ -23,20 +23,20 @@ struct ChildEnd {
   [[nodiscard]] bool wasKilled() const noexcept { return signal != 0; }
 };
 
-/// Runs `body` in a forked child. The child exits with 0, or with 1 when an assertion of `body` has
-/// failed, which it prints.
+/// Runs `body` in a forked child. The child exits with 0, or with 1 if an assertion of `body` has
+/// failed; it prints the failure.
 [[nodiscard]] ChildEnd endOfChild(const std::function<void()>& body);
 
 /// As `endOfChild`; fails the running test unless the child exits with 0.
 void runInChild(const std::function<void()>& body);
 
-/// As `runInChild`, without the right to override permissions: where the test runs as root, the
-/// child gives up root for good and becomes a user who owns nothing. The umask of a program that
-/// calls this is 022 from the beginning.
+/// As `runInChild`, without the right to override permissions: if the test runs as root, the child
+/// becomes a user who owns nothing, and cannot become root again. The umask of a program that calls
+/// this is 022 from the beginning.
 void runAsUnprivileged(const std::function<void()>& body);
 
-/// Runs another program, its first word looked up in PATH, in the current directory. Its input is
-/// empty, and neither output is a terminal.
+/// Runs another program in the current directory; the first word is looked up in PATH. Its input is
+/// empty, and its outputs are no terminals.
 [[nodiscard]] ChildEnd runProgram(const std::vector<std::string>& command,
                                   unsigned timeLimitSeconds = 60);
 

@@ -17,16 +17,16 @@
 
 namespace vx::test {
 
-/// Comes first in PATH while it lives, and the environment makes the dialog library choose it. The
-/// library looks for its programs once in a process, so one process has one kind of program.
+/// Is first in PATH during its lifetime, and makes the dialog library choose it. The library looks
+/// for its programs once, so a process can use one kind of program only.
 class DialogProgram {
  public:
   explicit DialogProgram(const std::string& name = "zenity", const char* desktop = nullptr);
 
-  /// What the program prints at the next dialogs. Before the first call, each is cancelled.
+  /// Sets what the program prints at the next dialogs. Before the first call, it cancels them.
   void answer(const std::string& line) const { tmp_.write("answer", line + "\n"); }
 
-  /// The command line of the last dialog; none when no dialog was opened.
+  /// Returns the command line of the last dialog; empty if no dialog was opened.
   [[nodiscard]] std::vector<std::string> arguments() const;
 
  private:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The current error as tests look at it.
+// Checks of the current error.
 
 #pragma once
 
@@ -12,17 +12,17 @@
 
 namespace vx::test {
 
-/// The system's text for an error, asked without the library's help.
+/// Returns the system's text for an error, without the library under test.
 [[nodiscard]] std::string errnoText(int code);
 
-/// Whether the current error of this thread is exactly this record.
+/// Returns whether the current error of this thread is exactly this record.
 [[nodiscard]] testing::AssertionResult currentErrorIs(long long code, const std::string& context,
                                                       const std::string& message);
 
-/// Whether the current error is what a capture of `code` under the name `context` leaves.
+/// Returns whether the current error is that of a capture of `code` by the operation `context`.
 [[nodiscard]] testing::AssertionResult capturedErrorIs(int code, const std::string& context);
 
-/// Sets a current error that no code under test would set, to show that it is left alone:
+/// Sets a current error that no code under test sets, to check that it does not change:
 ///
 ///   const ErrorStateSentinel sentinel;
 ///   EXPECT_FALSE(vx::fs::rmFile("missing"));

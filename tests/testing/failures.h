@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Each call that a function makes fails once.
+// Makes each call of a function fail once.
 //
 //   forEachFailure([](FailureRun& run) {
 //     run.tmp.mkdir("a");
@@ -11,8 +11,8 @@
 //   });
 //
 // The body runs once without a failure, then for every call that `act` makes, with every error that
-// the call may report. It says in plain code what is expected of which failure. After each run the
-// loop checks that `act` has left no descriptor open and no block of memory allocated.
+// the call may report. It states the expected outcome in plain code. After each run the loop checks
+// that `act` has left no descriptor open and no block of memory allocated.
 //
 // A test program gets it by the keyword CALLS of `vx_test`.
 
@@ -31,7 +31,7 @@
 
 namespace vx::test {
 
-/// One run, in a sandbox of its own.
+/// One run, in its own sandbox.
 class FailureRun : public Sandbox {
  public:
   /// Which call fails: its number from 1, or 0 for none.
@@ -43,7 +43,7 @@ class FailureRun : public Sandbox {
 
   FailureRun(const Plan& plan, std::optional<LiveBlocks>& blocks) : plan_(plan), blocks_(blocks) {}
 
-  /// Runs the function under test, to be called once. Only its calls are observed and fail.
+  /// Runs the function under test. Call it once; only calls within it are observed and fail.
   template <class Function>
   auto act(Function function) {
     begin();
@@ -54,24 +54,24 @@ class FailureRun : public Sandbox {
     return function();
   }
 
-  /// Whether the call that failed is selected (see `Calls`). A call within miniz counts as the
-  /// miniz call when that reported the failure, and as none when it did not.
+  /// Returns whether the call that failed is selected (see `Calls`). A call within miniz counts as
+  /// the miniz call if that reported the failure, and as none if it did not.
   [[nodiscard]] bool failed(std::string_view selector) const;
 
-  /// As above, for the n-th call with this very text.
+  /// As above, for the n-th call with exactly this text.
   [[nodiscard]] bool failed(std::string_view text, int nth) const;
 
-  /// Whether any call failed, in the same sense.
+  /// Returns whether any call failed, in the same sense.
   [[nodiscard]] bool failedAny() const { return failed(""); }
 
   /// Returns the call that failed, also if miniz made it; empty in the run without a failure.
   [[nodiscard]] std::string failedCall() const;
 
-  /// The `errno` of the failed call and the system's text for it.
+  /// Return the `errno` of the failed call and the system's text for it.
   [[nodiscard]] int error() const noexcept { return plan_.error; }
   [[nodiscard]] std::string errorText() const { return errnoText(plan_.error); }
 
-  /// The calls of `act`. What is set up here before holds in addition; calls that it answers are
+  /// The calls of `act`. Answers that the body sets here apply too; the calls that they answer are
   /// not made to fail.
   Calls calls;
 
@@ -88,8 +88,8 @@ using FailureBody = std::function<void(FailureRun& run)>;
 
 void forEachFailure(const FailureBody& body);
 
-/// As `forEachFailure`, but with a call all later ones fail too. The body has nothing to expect of
-/// the outcome; the loop checks that nothing leaks.
+/// As `forEachFailure`, but all later calls fail too. The body need not check the outcome; the loop
+/// checks that nothing leaks.
 void forEachLastingFailure(const FailureBody& body);
 
 }  // namespace vx::test

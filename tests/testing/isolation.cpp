@@ -21,7 +21,7 @@ bool writeTo(const char* file, const std::string& text) {
   return static_cast<bool>(stream);
 }
 
-/// Makes the process root of a user namespace of its own, with its present user in that place.
+/// Makes the process root of a new user namespace, where its current user is root.
 bool becomeRootOfOwnUsers() {
   const std::string user = "0 " + std::to_string(::geteuid()) + " 1";
   const std::string group = "0 " + std::to_string(::getegid()) + " 1";

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Tests that need a file system of a certain kind or another root directory: in a forked child with
-// mounts or a root of its own.
+// Forked children with their own mounts or root directory, for tests that need a certain file
+// system or root.
 
 #pragma once
 
@@ -10,34 +10,34 @@
 
 namespace vx::test {
 
-/// Whether a child can be given mounts of its own: by right, or in a user namespace of its own. A
-/// test that needs them skips where it is false.
+/// Returns whether a child can have its own mounts, with root's rights or in a user namespace. If
+/// not, a test that needs them is skipped.
 [[nodiscard]] bool canMount();
 
-/// The reason to give when it cannot.
+/// The reason for skipping it.
 inline constexpr const char* kCannotMount =
     "mounting needs root's rights or a user namespace, and this process has neither";
 
-/// Runs `body` in a forked child (`runInChild`) of which the mounts are seen by nobody else and end
-/// with it.
+/// Runs `body` in a forked child (`runInChild`) whose mounts no other process sees. They are
+/// removed when it ends.
 void runWithOwnMounts(const std::function<void()>& body);
 
-/// Mounts an empty file system in memory on the existing directory. In such a child only.
+/// Mounts an empty file system in memory on the existing directory. Only in such a child.
 void mountMemory(const std::string& directory, const std::string& options);
 
-/// Mounts an overlay file system of these existing directories on `merged`. In such a child only.
-/// False where the kernel has none.
+/// Mounts an overlay file system of these existing directories on `merged`. Only in such a child.
+/// Returns false if the kernel has none.
 [[nodiscard]] bool mountOverlay(const std::string& lower, const std::string& upper,
                                 const std::string& work, const std::string& merged);
 
-/// Makes what is mounted on the directory read-only. In such a child only.
+/// Makes the file system that is mounted on the directory read-only. Only in such a child.
 void makeReadOnly(const std::string& directory);
 
-/// Whether a child can be given another root directory: by right, or in a user namespace of its
-/// own. A test that needs one skips where it is false.
+/// Returns whether a child can have another root directory, with root's rights or in a user
+/// namespace. If not, a test that needs one is skipped.
 [[nodiscard]] bool canChangeRoot();
 
-/// The reason to give when it cannot.
+/// The reason for skipping it.
 inline constexpr const char* kCannotChangeRoot =
     "a changed root needs root's rights or a user namespace, and this process has neither";
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the code under test logs.
+// Captures what the code under test logs.
 //
 //   LogCapture log;
 //   EXPECT_FALSE(vx::fs::mkDir(path));
@@ -16,14 +16,14 @@
 
 namespace vx::test {
 
-/// The given texts as a list, to compare a list of lines with; none for silence.
+/// Returns the given texts as a list, to compare logged lines with; no texts for silence.
 template <class... Texts>
 [[nodiscard]] std::vector<std::string> lines(const Texts&... texts) {
   return {std::string(texts)...};
 }
 
-/// Keeps the lines that are logged while it lives, on whatever thread, in place of writing them.
-/// Captures may be nested; the sink before comes back at the end.
+/// Keeps the lines that any thread logs during its lifetime instead of writing them. Captures may
+/// be nested; the destructor restores the previous sink.
 class LogCapture {
  public:
   LogCapture();
@@ -31,7 +31,7 @@ class LogCapture {
   LogCapture& operator=(const LogCapture&) = delete;
   ~LogCapture();
 
-  /// Every line in order, "error: " or "warning: " before it.
+  /// Returns the lines in order, each with the prefix "error: " or "warning: ".
   [[nodiscard]] std::vector<std::string> all() const;
 
  private:

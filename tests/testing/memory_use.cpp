@@ -17,7 +17,7 @@
 #endif
 
 #ifdef VX_TEST_SANITIZED_HEAP
-// Declared here, since not every compiler that has it brings the header along.
+// Declared here, since not every compiler with sanitizers has the header.
 extern "C" int __sanitizer_install_malloc_and_free_hooks(
     void (*allocated)(const volatile void* block, std::size_t size),
     void (*freed)(const volatile void* block));
@@ -26,7 +26,7 @@ extern "C" int __sanitizer_install_malloc_and_free_hooks(
 namespace vx::test {
 namespace {
 
-/// The addresses of the counted blocks, in a table that itself needs no heap.
+/// The addresses of the counted blocks, in a table that does not use the heap.
 class AddressSet {
  public:
   void insert(const void* address) noexcept {

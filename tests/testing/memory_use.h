@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The blocks of memory that a stretch of code allocates, and those that it does not free:
+// Counts the blocks of memory that code allocates, and those that it does not free:
 //
 //   LiveBlocks blocks;
 //   functionUnderTest();
@@ -9,10 +9,10 @@
 //   EXPECT_EQ(blocks.use().allocations, 1U);
 //
 // Counts all blocks of the C library's heap, including those of its streams and of `new`. A program
-// that links memory_use.cpp replaces `malloc` and the like. Under a sanitizer, which replaces them
-// itself, the sanitizer's hooks count.
+// that links memory_use.cpp replaces `malloc` and the like. Sanitizers replace them too; there,
+// their hooks count.
 //
-// The memory that a stretch of code needs, in a child, where nothing else has needed more:
+// Measures the memory that code needs, in a child, where nothing else has needed more:
 //
 //   runInChild([&] {
 //     const long before = peakKibibytes();
@@ -28,32 +28,32 @@
 
 namespace vx::test {
 
-/// What a stretch of code asks of the heap; a reallocation is an allocation and a free.
+/// How code uses the heap; a reallocation is an allocation and a free.
 struct HeapUse {
   std::size_t allocations = 0;
   std::size_t bytes = 0;
   std::size_t frees = 0;  ///< of any block, whenever it was allocated
 };
 
-/// Counts for one thread at a time: at most one object at once, used where no other thread runs.
+/// Counts for one thread. There may be one object at a time, and no other thread may run.
 class LiveBlocks {
  public:
-  /// Counts what is allocated from here on.
+  /// Starts counting.
   LiveBlocks();
   LiveBlocks(const LiveBlocks&) = delete;
   LiveBlocks& operator=(const LiveBlocks&) = delete;
   ~LiveBlocks();
 
-  /// Counts no further allocations; that one of those counted is freed is still noticed.
+  /// Stops counting allocations. Frees of counted blocks are still noticed.
   void stop() noexcept;
 
-  /// The blocks that have been allocated while counting and have not been freed since.
+  /// Returns how many blocks have been allocated while counting and not been freed since.
   [[nodiscard]] std::size_t count() const noexcept;
 
-  /// What has been asked of the heap while counting.
+  /// Returns the use of the heap while counting.
   [[nodiscard]] HeapUse use() const noexcept;
 
-  /// Leaves out what is allocated while it lives.
+  /// Pauses counting during its lifetime.
   class Pause {
    public:
     Pause() noexcept;
@@ -66,7 +66,7 @@ class LiveBlocks {
   };
 };
 
-/// The most memory that this process has held so far.
+/// Returns the largest amount of memory that this process has used so far.
 [[nodiscard]] inline long peakKibibytes() {
   rusage usage{};
   ::getrusage(RUSAGE_SELF, &usage);

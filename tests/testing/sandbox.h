@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What a test of files and directories works in.
+// The environment of a test of files and directories.
 
 #pragma once
 
@@ -14,10 +14,10 @@
 
 namespace vx::test {
 
-/// A fresh current directory, `tmp`, with the log captured and a current error that only a capture
-/// or a clearing replaces.
+/// A fresh current directory, `tmp`, with the log captured and a current error that is replaced
+/// only by a captured or cleared one.
 struct Sandbox {
-  /// Nothing has been logged and the current error has been left alone.
+  /// Expects that nothing has been logged and the current error has not changed.
   void expectSilence() const {
     EXPECT_EQ(log.all(), lines());
     EXPECT_TRUE(sentinel.isUntouched());

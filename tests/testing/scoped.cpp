@@ -55,7 +55,7 @@ ScopedCurrentDir::ScopedCurrentDir(const std::string& path)
 }
 
 ScopedCurrentDir::~ScopedCurrentDir() {
-  // Where the directory before cannot be had any more there is nothing better to do than to stay.
+  // If the previous directory cannot be entered any more, the current one remains.
   [[maybe_unused]] const int status = ::fchdir(before_);
   ::close(before_);
 }

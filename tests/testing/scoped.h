@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The environment, time zone, current directory and umask for the length of a scope.
+// Sets the environment, time zone, current directory and umask for a scope.
 
 #pragma once
 
@@ -14,7 +14,7 @@
 
 namespace vx::test {
 
-/// Sets the variable, or unsets it for a null pointer; what was there before comes back at the end.
+/// Sets the variable, or unsets it for a null pointer. The destructor restores it.
 class ScopedEnv {
  public:
   ScopedEnv(std::string name, const char* value);
@@ -28,7 +28,7 @@ class ScopedEnv {
   std::optional<std::string> before_;
 };
 
-/// Sets the time zone of the process; the one before comes back at the end.
+/// Sets the time zone of the process. The destructor restores it.
 class ScopedTimeZone {
  public:
   explicit ScopedTimeZone(const char* zone);
@@ -40,8 +40,8 @@ class ScopedTimeZone {
   std::optional<ScopedEnv> variable_;
 };
 
-/// Makes `path` the current directory; the one before comes back at the end, whatever became of
-/// `path` meanwhile. Throws when `path` cannot be entered.
+/// Makes `path` the current directory. The destructor restores the previous one, even if `path` has
+/// been removed. Throws if `path` cannot be entered.
 class ScopedCurrentDir {
  public:
   explicit ScopedCurrentDir(const std::string& path);
@@ -53,7 +53,7 @@ class ScopedCurrentDir {
   int before_;
 };
 
-/// Makes a directory the current one that has been removed.
+/// Makes a removed directory the current one.
 class RemovedCurrentDir {
  public:
   RemovedCurrentDir() { std::filesystem::remove(tmp_.path("removed")); }

@@ -28,8 +28,8 @@ std::string createDirectory(const fs::path& parent) {
   return fs::canonical(name).string();
 }
 
-/// Moves the content of each directory in `root` up into `root` and removes what is left, until
-/// nothing is. Needs neither rights on the entries nor a descriptor for every level.
+/// Moves the content of each directory in `root` up into `root` and removes the rest, until `root`
+/// is empty. Needs neither rights on the entries nor a descriptor for every level.
 void flattenAndRemove(const fs::path& root) {
   std::error_code ignored;
   int moved = 0;

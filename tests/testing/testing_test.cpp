@@ -90,7 +90,7 @@ TEST(TempDir, ListsWhatIsPutIntoIt) {
   EXPECT_THROW(static_cast<void>(tmp.read("missing")), std::runtime_error);
 }
 
-TEST(TempDir, GoesWithEverythingInIt) {
+TEST(TempDir, IsRemovedWithEverythingInIt) {
   std::string path;
   {
     const TempDir tmp;
@@ -103,7 +103,7 @@ TEST(TempDir, GoesWithEverythingInIt) {
   EXPECT_TRUE(stdfs::exists(stdfs::path(path).parent_path()));
 }
 
-TEST(TempDir, GoesWithUnreadableDirectoriesInIt) {
+TEST(TempDir, IsRemovedWithUnreadableDirectories) {
   const TempDir outer;
   stdfs::permissions(outer.path(), stdfs::perms::all);
 
@@ -199,7 +199,7 @@ TEST(LogCapture, KeepsTheLinesInOrder) {
   EXPECT_EQ(log.all(), lines("error: first", "warning: second", "error: third"));
 }
 
-TEST(LogCapture, GivesTheLogBackToTheOneBefore) {
+TEST(LogCapture, RestoresThePreviousCapture) {
   const LogCapture outer;
   {
     const LogCapture inner;
@@ -276,20 +276,20 @@ TEST(PeakKibibytes, RemainsAfterTheMemoryIsFreed) {
   });
 }
 
-TEST(Child, EndsWellWhenItsAssertionsHold) {
+TEST(Child, ExitsWith0IfItsAssertionsHold) {
   const ChildEnd end = endOfChild([] { EXPECT_TRUE(true); });
 
   EXPECT_FALSE(end.wasKilled());
   EXPECT_EQ(end.exitCode, 0);
 }
 
-TEST(Child, EndsBadlyWhenAnAssertionFailsInIt) {
+TEST(Child, ExitsWith1IfAnAssertionFails) {
   EXPECT_EQ(endOfChild([] { ADD_FAILURE() << "on purpose, in a child"; }).exitCode, 1);
   EXPECT_EQ(endOfChild([] { FAIL() << "on purpose, in a child"; }).exitCode, 1);
   EXPECT_EQ(endOfChild([] { throw std::runtime_error("on purpose"); }).exitCode, 1);
 }
 
-TEST(Child, TellsWhatEndedIt) {
+TEST(Child, ReportsExitCodeOrSignal) {
   const ChildEnd killed = endOfChild([] { ::raise(SIGKILL); });
   const ChildEnd left = endOfChild([] { ::_exit(3); });
 
@@ -299,13 +299,13 @@ TEST(Child, TellsWhatEndedIt) {
   EXPECT_EQ(left.exitCode, 3);
 }
 
-TEST(Child, FailsTheTestWithABadEnd) {
+TEST(Child, FailsTheTestIfItEndsBadly) {
   EXPECT_NONFATAL_FAILURE(runInChild([] { ::_exit(1); }), "assertions have failed in the child");
   EXPECT_NONFATAL_FAILURE(runInChild([] { ::raise(SIGKILL); }), "killed by signal 9");
   EXPECT_NONFATAL_FAILURE(runAsUnprivileged([] { ::_exit(1); }), "assertions have failed");
 }
 
-TEST(Child, LeavesTheParentAsItIs) {
+TEST(Child, DoesNotChangeTheParent) {
   const stdfs::path before = stdfs::current_path();
   int value = 1;
 
@@ -339,7 +339,7 @@ TEST(RunProgram, KeepsWhatTheProgramWrites) {
   EXPECT_EQ(end.err, "err\n");
 }
 
-TEST(RunProgram, TellsWhatEndedTheProgram) {
+TEST(RunProgram, ReportsExitCodeOrSignal) {
   EXPECT_EQ(runProgram({"sh", "-c", "kill -9 $$"}).signal, SIGKILL);
   EXPECT_EQ(runProgram({"no such program"}).exitCode, 127);
 }
@@ -496,7 +496,7 @@ TEST(Calls, FailTheThirdTime) {
   ::closedir(directory);
 }
 
-TEST(Calls, AreAnsweredInPlaceOfBeingMade) {
+TEST(Calls, MayBeAnsweredWithoutBeingMade) {
   const Sandbox box;
   Calls calls;
   calls.succeed("mkdir", EINTR);
@@ -569,7 +569,7 @@ TEST(ForEachFailure, FailsEachCallOnceWithEachError) {
   EXPECT_EQ(failed["mkdir a 0777"].size(), 10U);
 }
 
-TEST(ForEachFailure, TellsLikeCallsApart) {
+TEST(ForEachFailure, NumbersEqualCalls) {
   std::set<int> numbers;
 
   forEachFailure([&](FailureRun& run) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The library's values as the standard library's, to compare and print them whole, and back.
+// Converts strings and lists to types of the standard library, to compare and print them, and back.
 
 #pragma once
 
@@ -13,12 +13,12 @@
 
 namespace vx::test {
 
-/// The bytes, NUL included.
+/// Returns the bytes, NUL included.
 [[nodiscard]] inline std::string text(const String& value) {
   return std::string(value.view());
 }
 
-/// The elements in order.
+/// Returns the elements in order.
 [[nodiscard]] inline std::vector<std::string> texts(const StringVector& values) {
   std::vector<std::string> result;
   for (const String& value : values) {
@@ -27,7 +27,7 @@ namespace vx::test {
   return result;
 }
 
-/// The library's form of a text, NUL included.
+/// Returns the text as a String, NUL included.
 [[nodiscard]] inline String vxText(const std::string& text) {
   return String(std::string_view(text));
 }

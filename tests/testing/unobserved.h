@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// Calls that `Calls` (calls.h) neither records nor changes: those of the test's own helpers.
+// Keeps the calls of the tests' helpers out of `Calls` (calls.h).
 
 #pragma once
 
 namespace vx::test {
 
-/// Makes the calls of this thread unobserved while it lives. May be nested.
+/// Makes the calls of this thread unobserved during its lifetime. May be nested.
 class Unobserved {
  public:
   Unobserved() { ++depth_; }
