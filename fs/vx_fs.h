@@ -54,8 +54,7 @@ int Frename(String from, String to);
 // Each query normalizes the path (`Path::normalize`) and calls stat, which follows symbolic links.
 // A path for which stat fails does not exist, and neither does the empty path.
 
-/// Returns whether `path` exists and its mode has the directory bit, which block devices and
-/// sockets share.
+/// Returns whether `path` has the directory bit in its mode; block devices and sockets have it too.
 [[nodiscard]] bool isDir(String path);
 /// Returns whether `path` exists and is not a directory: a regular file, character device or FIFO.
 [[nodiscard]] bool isFile(String path);
@@ -63,9 +62,8 @@ int Frename(String from, String to);
 [[nodiscard]] bool exists(String path);
 
 // ---- Directories ----------------------------------------------------------------------------
-// Each mkdir or rmdir call replaces the current error: the context is "mkDir" or "rmDir", and the
-// code and message are the system's, or 0 and "" on success. Log lines are errors and quote that
-// message after "err:".
+// Each mkdir or rmdir call replaces the current error: context "mkDir" or "rmDir", and the system's
+// code and message, 0 and "" on success. Log lines are errors; "err:" precedes that message.
 
 /// Creates the directory `path` and its missing parents, with mode 0777 minus the umask (stat,
 /// mkdir). The path is normalized first: "link/../x" is "x" next to the link. Directories created
@@ -114,8 +112,7 @@ bool copyFile(String src, String dst);
 /// 4. Remove the backup if step 3 has succeeded; otherwise rename it to `dst`.
 ///
 /// Returns whether step 3 has succeeded; across devices it fails, and both files remain. Failures
-/// of the other steps are ignored. A process that is killed can leave the previous file behind as
-/// the backup.
+/// of other steps are ignored. A process that is killed can leave the previous file as the backup.
 ///
 /// A file or empty directory with the backup's name is lost, even if there is no `dst`, and even if
 /// it is `src`. If `dst` has that name, both files are lost and the result is true. A non-empty
@@ -167,14 +164,12 @@ bool moveFile(String src, String dst);
 // Directories are canonical. A `get` function always sets `out`; the other functions call it. Log
 // lines quote the message of the current error, which may be from an earlier failure.
 
-/// Gets the current directory. Returns false, with "." in `out`, if it has been removed or cannot
-/// be searched.
+/// Gets the current directory. Returns false and "." if it has been removed or is not searchable.
 bool getCurrentDir(String& out);
 /// Gets the environment variable HOME if it names a directory. Otherwise logs the warning
 /// "Failed to find home dir: %s" and returns the result of `getCurrentDir`.
 bool getHomeDir(String& out);
-/// Gets the directory for temporary files and returns true. It is the first of these that is a
-/// directory:
+/// Gets the directory for temporary files and returns true. It is the first existing directory of:
 /// 1. the environment variable TMPDIR, then "/var/tmp/", then "/tmp";
 /// 2. the current directory, with the warning "Failed to find temp dir, using current dir (%s).";
 /// 3. otherwise "/tmp", with the error "Failed to find both temp and current directories (%s).".
@@ -262,9 +257,8 @@ StringVector readZip(String archive, String outDir, ZipCallback callback = {});
 ///
 /// Returns whether the archive has been written and closed. If an existing archive is one of
 /// `files`, under any name, the call fails without any change. After other failures `archive` is
-/// removed, even if it is a previous archive, a device or a link (not its target); if that is not
-/// permitted, the previous or an incomplete archive remains. Log lines contain the archive's
-/// normalized path unless noted:
+/// removed, even a previous archive, a device or a link (not its target); if that is not permitted,
+/// the previous or an incomplete one remains. Errors, with the archive's normalized path:
 ///   "Failed to initialize archive: %s"             it cannot be created
 ///   "Cannot add non-existent file to archive: %s"  the skipped file's normalized path
 ///   "Failed to add file to archive: %s"            ends the call; the file's canonical path
