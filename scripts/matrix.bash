@@ -1,8 +1,8 @@
-# The rows of `./dev matrix`, which reads this file: what the library is promised to build and pass
-# with, each value at least once.
+# `./dev matrix`. Sourced by `dev`.
 #
-# Each kind of row is a function, which has the rest of the row's line for arguments and `$dir` for a
-# folder of its own, and counts what has passed, failed and been skipped.
+# The rows contain every supported compiler, standard library and system at least once. Each kind of
+# row is a function that gets the remaining columns as arguments. It works in the directory `$dir`
+# and writes the numbers of passed, failed and skipped tests to `$dir/counts`.
 
 #   name               kind     compiler or target    library    C++  flags
 readonly matrix="\
@@ -34,7 +34,7 @@ source scripts/matrix/zig.bash
 
 # ---- Building and testing a row ---------------------------------------------------------------
 
-# Debian's sources, for standard libraries and systems that its package is not for.
+# Builds Debian's sources of googletest for standard libraries and systems without a package.
 build_googletest() {
   cmake -S /usr/src/googletest -B "$dir/googletest" -G Ninja "$@" \
     -DCMAKE_INSTALL_PREFIX="$dir/prefix" -DCMAKE_INSTALL_LIBDIR=lib &&
@@ -66,7 +66,7 @@ count_of() { sed -n "0,/$1=\"/s/.*$1=\"\([0-9]*\)\".*/\1/p" "$dir/tests.xml"; }
 
 count() { printf '%4d passed, %d failed, %d skipped\n' "$@" >"$dir/counts"; }
 
-# Why tests were skipped, in their own words.
+# Prints the reasons that skipped tests have printed.
 reasons_for_skips() {
   [[ ! -f $dir/tests.xml ]] ||
     sed -n '/: Skipped$/{n;p}' "$dir/tests.xml" | sort | uniq -c |
@@ -93,7 +93,7 @@ native_row() {
 
 # powerpc_row COMPILER LIBRARY STANDARD FLAGS...
 #
-# A 32-bit big-endian processor, emulated.
+# Runs the tests on an emulated 32-bit big-endian processor.
 powerpc_row() {
   local toolchain=$root/scripts/matrix/powerpc.cmake prefix=$deps_dir/powerpc
   local options=(-DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_CXX_STANDARD="$3"
@@ -108,12 +108,12 @@ names_not_emulated() { sed -e '/^#/d' -e 's/   .*//' -e 's/\./\\./g' scripts/mat
 
 reasons_not_emulated() {
   sed -e '/^#/d' -e 's/^\(.*[^ ]\)   *\(.*\)/  not run: \1* \2/' scripts/matrix/not_emulated.txt
-  printf '  not run: fs_zip_corpus needs OpenSSL, which Debian has not got for that system\n'
+  printf '  not run: fs_zip_corpus needs OpenSSL, which Debian does not have for that system\n'
 }
 
 # unity_row COMPILER LIBRARY STANDARD FLAGS...
 #
-# The libraries, the examples and ksz, with all sources of each in one.
+# Compiles the libraries, the examples and ksz as unity builds.
 unity_row() {
   build_tree -DCMAKE_CXX_COMPILER="$1" -DCMAKE_CXX_STANDARD="$3" -DCMAKE_CXX_FLAGS="${*:4}" \
     -DCMAKE_PREFIX_PATH="$deps_dir" -DCMAKE_UNITY_BUILD=ON -DVX_BUILD_TESTS=OFF &&
@@ -122,7 +122,7 @@ unity_row() {
 
 # headers_row
 #
-# The public headers with the warnings that their users may have on.
+# Compiles the public headers with warnings that users may enable.
 headers_row() {
   local compiler standard passed=0 failed=0
   local warnings=(-Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Werror)
@@ -141,7 +141,7 @@ headers_row() {
   ((failed == 0))
 }
 
-# use_zig TARGET STANDARD FLAGS...: sets `zig_options` for CMake, with the dependencies in place.
+# use_zig TARGET STANDARD FLAGS...: builds the dependencies and sets `zig_options` for CMake.
 use_zig() {
   local target=$1
   export VX_ZIG_TARGET=$target
@@ -154,7 +154,7 @@ use_zig() {
 
 # cross_row TARGET LIBRARY STANDARD FLAGS...
 #
-# Static programs of another C library, which run here or under emulation.
+# Runs the tests with another C library or processor, directly or under emulation.
 cross_row() {
   use_zig "$1" "${@:3}" &&
     build_tree "${zig_options[@]}" && test_tree
@@ -162,8 +162,8 @@ cross_row() {
 
 # macos_row TARGET LIBRARY STANDARD FLAGS...
 #
-# Everything that does not need Linux, compiled with the system's headers and linked against its
-# libraries' stubs: static with the tests, and shared. Nothing of it can run here.
+# Builds everything that does not need Linux with macOS's headers and library stubs: as static
+# libraries with the tests, and as shared libraries. The programs cannot be run.
 macos_row() {
   use_zig "$1" "${@:3}" &&
     build_tree "${zig_options[@]}" &&
@@ -177,7 +177,7 @@ build_shared() {
     cmake --build "$dir/shared" -j "$(jobs)"
 }
 
-# check_mach_o TARGET: counts the linked files that are of that system.
+# check_mach_o TARGET: counts the linked files that have the format of the target.
 check_mach_o() {
   local processor=${1%%-*} file passed=0 failed=0
   rm -f "$dir/linked"
@@ -186,7 +186,7 @@ check_mach_o() {
     if file -b "$file" | tee -a "$dir/linked" | grep -q "^Mach-O 64-bit ${processor/aarch/arm} "; then
       passed=$((passed + 1))
     else
-      printf 'not a program of %s: %s\n' "$1" "$file"
+      printf 'not a program for %s: %s\n' "$1" "$file"
       failed=$((failed + 1))
     fi
   done < <(linked_files)
@@ -194,7 +194,7 @@ check_mach_o() {
     file -N "${libraries[@]}" "$dir/shared/tools/ksz/ksz"
     llvm-objdump-14 --macho --dylibs-used "${libraries[@]}" "$dir/shared/tools/ksz/ksz"
   } | sed "s|^$dir/|  |" >"$dir/mach_o"
-  printf '%4d linked, of them %d not for this system; %d test programs\n' \
+  printf '%4d linked, %d of them in another format; %d test programs\n' \
     "$((passed + failed))" "$failed" "$(linked_files | grep -c '/vx_test_')" >"$dir/counts"
   ((passed > 0 && failed == 0))
 }
@@ -235,7 +235,7 @@ run_row() {
   return "$status"
 }
 
-# The end of the log tells of what was not built; of tests those that have failed.
+# Prints the failed tests, or the end of the log if the build failed.
 show_failure() {
   if [[ -f $dir/counts ]]; then
     sed -e '1,/^Test project /d' -e '/^ *Start /d' -e '/\.  *Passed /d' -e '/\*Skipped /d' "$dir/log"
@@ -244,7 +244,7 @@ show_failure() {
   fi
 }
 
-# run_matrix FILTER: the rows whose names match.
+# run_matrix FILTER: runs the rows whose names match.
 run_matrix() {
   local filter=$1 row status=0
   results=()

@@ -1,3 +1,3 @@
-# CMake learns the version of macOS from a running one, and without it writes absolute paths into
-# programs and shared libraries in place of @rpath.
+# CMake detects the version of macOS only on macOS. Without it, CMake writes absolute paths to programs
+# and shared libraries instead of @rpath.
 set(CMAKE_SHARED_LIBRARY_RUNTIME_C_FLAG "-Wl,-rpath,")

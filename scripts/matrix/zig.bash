@@ -1,5 +1,5 @@
-# The cross compiler for macOS, musl and ARM: npm packages, fetched, checked and unpacked into
-# .deps/zig. Read by scripts/matrix.bash.
+# Fetches the cross compiler for macOS, musl and ARM as npm packages, verifies them and unpacks them
+# to .deps/zig. Sourced by scripts/matrix.bash.
 
 readonly zig_dir=$deps_dir/zig
 readonly zig_toolchain=$root/scripts/matrix/zig.cmake
@@ -16,7 +16,7 @@ fetch_zig() {
     die "npm could not fetch ${zig_packages[*]}: check the network" \
       "(details: ${details_log#"$root"/}), then run this again."
   matches_sums "$1" "$zig_sums" ||
-    die "the cross compiler as fetched is not the pinned one: nothing was kept."
+    die "the checksum of the fetched cross compiler does not match: it was discarded."
   mv -- "$1"/zigc-*.tgz "$cache_dir"
 }
 
@@ -44,8 +44,8 @@ need_zig() {
   unpack_zig
 }
 
-# need_zig_prefix TARGET: .deps/TARGET with the dependencies and Debian's headers of CLI11, without
-# the other headers that lie beside them.
+# need_zig_prefix TARGET: builds the dependencies in .deps/TARGET and links Debian's headers of CLI11
+# there, because the other headers in /usr/include must not be found.
 need_zig_prefix() {
   local prefix=$deps_dir/$1
   need_foreign_deps "$prefix" -DCMAKE_TOOLCHAIN_FILE="$zig_toolchain" -DVX_DEPS_LIBDEFLATE=OFF &&

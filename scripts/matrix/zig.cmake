@@ -1,5 +1,5 @@
-# For the system that the environment variable VX_ZIG_TARGET names (aarch64-macos, x86_64-linux-musl,
-# ...): the cross compiler that scripts/matrix/zig.bash has put into .deps/zig.
+# A toolchain for the target in the environment variable VX_ZIG_TARGET (aarch64-macos,
+# x86_64-linux-musl, ...). scripts/matrix/zig.bash installs the cross compiler in .deps/zig.
 set(target $ENV{VX_ZIG_TARGET})
 string(REGEX MATCH "^[^-]+" CMAKE_SYSTEM_PROCESSOR ${target})
 if(target MATCHES macos)
@@ -12,8 +12,8 @@ else()
   string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -dynamic")
 endif()
 if(target MATCHES "^aarch64-linux")
-  # The programs know where their libraries are. Told by an option, the emulator would show them the
-  # folder in place of the root directory.
+  # Programs contain the path of their libraries. The emulator's option for it would also redirect
+  # all other absolute paths to that directory.
   set(libraries /usr/aarch64-linux-gnu/lib)
   string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT
     " -Wl,--dynamic-linker=${libraries}/ld-linux-aarch64.so.1 -Wl,-rpath=${libraries}")
@@ -29,7 +29,7 @@ set(CMAKE_CXX_COMPILER ${bin}/c++)
 set(CMAKE_AR ${bin}/ar)
 set(CMAKE_RANLIB ${bin}/ranlib)
 
-# Libraries come from CMAKE_PREFIX_PATH, programs from this system.
+# Libraries come from CMAKE_PREFIX_PATH, programs from the host.
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
