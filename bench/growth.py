@@ -44,7 +44,7 @@ def parse_arguments():
     parser.add_argument("--repetitions", type=int, default=5)
     parser.add_argument("--min-time", type=float, default=0.05, help="seconds per repetition")
     parser.add_argument("--large", action="store_true", help="also measure an archive of 4 GiB")
-    parser.add_argument("--publish", action="store_true", help="copy the tables and the plot to docs/")
+    parser.add_argument("--publish", action="store_true", help="copy tables and plot to docs/")
     parser.add_argument("--programs", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
     parser.add_argument("--out", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
     return parser.parse_args()

@@ -111,7 +111,7 @@ def parse_arguments():
     parser.add_argument("filter", nargs="?", default=".", help="regular expression for the names")
     parser.add_argument("--repetitions", type=int, default=7)
     parser.add_argument("--min-time", type=float, default=0.05, help="seconds per repetition")
-    parser.add_argument("--publish", action="store_true", help="copy the table and the plot to docs/")
+    parser.add_argument("--publish", action="store_true", help="copy table and plot to docs/")
     parser.add_argument("--programs", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
     parser.add_argument("--out", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
     return parser.parse_args()

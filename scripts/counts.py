@@ -153,7 +153,8 @@ def differences(kept, found):
             continue
         expected, counted = kept[name]["instructions"], found[name]["instructions"]
         if abs(counted - expected) > TOLERANCE * expected:
-            yield f"{name}: {counted} instructions, expected {expected} ({counted / expected - 1:+.1%})"
+            change = counted / expected - 1
+            yield f"{name}: {counted} instructions, expected {expected} ({change:+.1%})"
         if kept[name]["system calls"] != found[name]["system calls"]:
             yield (
                 f"{name}: system calls {format_calls(found[name]['system calls'])}, "

@@ -86,8 +86,8 @@ static struct tm date_in_range(struct tm date) {
   return date;
 }
 
-/* Like localtime, but limited to the dates that an entry can hold. A time without a date becomes the
-   first one. */
+/* Like localtime, but limited to the dates that an entry can hold. A time without a date becomes
+   the first one. */
 static struct tm* date_of(const time_t* time) {
   static __thread struct tm date;
   struct tm local;
@@ -142,7 +142,7 @@ static int seek(FILE* file, off_t offset, int whence) {
 #undef mz_zip_writer_add_file
 #undef mz_zip_writer_finalize_archive
 
-/* miniz calls ftello before each write, which makes a system call each time until the first seek. */
+/* miniz calls ftello before each write. Until the first seek, each ftello makes a system call. */
 mz_bool mz_zip_writer_init_file(mz_zip_archive* zip, const char* path, mz_uint64 reserved) {
   if (!miniz_init_file(zip, path, reserved)) {
     return MZ_FALSE;

@@ -1,5 +1,5 @@
-# Configures `cpack` to create an archive of the installation and, on Debian, a package of the shared
-# libraries and a development package. Debian packages require the prefix /usr.
+# Configures `cpack` to create an archive of the installation and, on Debian, a package of the
+# shared libraries and a development package. Debian packages require the prefix /usr.
 set(CPACK_GENERATOR TGZ)
 set(CPACK_PACKAGE_VENDOR "the vx authors")
 # Distributors set this to their own address.

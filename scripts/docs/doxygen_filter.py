@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: MIT
 """Prints a header with the commands that Doxygen requires in comments.
 
-- The comment at the top describes a group named after the header, such as vx_path. If the header has
-  no families, its declarations are members of this group.
+- The comment at the top describes a group named after the header, such as vx_path. If the header
+  has no families, its declarations are members of this group.
 - A banner, `// ---- Copy and move ----`, starts a family: the group copy_and_move, described by the
   rest of the comment.
 - Indented lines become code blocks. A list ends at the first line without indentation.

@@ -1,4 +1,5 @@
-# A toolchain for a 32-bit big-endian system: Debian's cross compiler, its C library and an emulator.
+# A toolchain for a 32-bit big-endian system: Debian's cross compiler, its C library and an
+# emulator.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ppc)
 set(CMAKE_C_COMPILER powerpc-linux-gnu-gcc-12)

@@ -44,8 +44,8 @@ need_zig() {
   unpack_zig
 }
 
-# need_zig_prefix TARGET: builds the dependencies in .deps/TARGET and links Debian's headers of CLI11
-# there, because the other headers in /usr/include must not be found.
+# need_zig_prefix TARGET: builds the dependencies in .deps/TARGET and links Debian's headers of
+# CLI11 there, because the other headers in /usr/include must not be found.
 need_zig_prefix() {
   local prefix=$deps_dir/$1
   need_foreign_deps "$prefix" -DCMAKE_TOOLCHAIN_FILE="$zig_toolchain" -DVX_DEPS_LIBDEFLATE=OFF &&

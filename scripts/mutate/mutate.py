@@ -39,7 +39,8 @@ def parse_arguments():
     )
     parser.add_argument("--list", action="store_true", help="only list the mutants")
     parser.add_argument("--report", action="store_true", help="only report the stored results")
-    parser.add_argument("--work", type=Path, default=ROOT / "build" / "mutate", help="work directory")
+    work = ROOT / "build" / "mutate"
+    parser.add_argument("--work", type=Path, default=work, help="work directory")
     return parser.parse_args()
 
 

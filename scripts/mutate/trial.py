@@ -37,7 +37,8 @@ COPIED = (
     "tests",
     "tools",
 )
-# Builds are fastest without optimization. Warnings are off, because a mutant may leave names unused.
+# Builds are fastest without optimization. Warnings are off, because a mutant may leave names
+# unused.
 FLAGS = {
     "none": "-O0 -w",
     "address": "-O1 -w -fsanitize=address,undefined -fno-sanitize-recover=all",

@@ -13,8 +13,9 @@ def block(handle):
     implementation = handle["implementation_"]
     if int(implementation) == 0:
         return 0, None
-    # The block starts with a virtual table pointer, the reference count, the length and the capacity.
-    # Their types are not used, because they are incomplete without the library's debug information.
+    # The block starts with a virtual table pointer, the reference count, the length and the
+    # capacity. Their types are not used, because they are incomplete without the library's debug
+    # information.
     words = implementation.cast(gdb.lookup_type("char").pointer().pointer())
     return int(words[2]), words + 4
 
