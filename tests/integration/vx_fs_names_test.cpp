@@ -20,6 +20,19 @@
 namespace vx::test {
 namespace {
 
+/// Neither the questions nor the removals, copies and moves find anything at `path`.
+void expectNothingAt(const String& path) {
+  EXPECT_FALSE(fs::exists(path));
+  EXPECT_FALSE(fs::isDir(path));
+  EXPECT_FALSE(fs::isFile(path));
+  EXPECT_TRUE(fs::rmDir(path));
+  EXPECT_TRUE(fs::rmFile(path));
+  EXPECT_EQ(texts(fs::listDirs(path)), lines());
+  EXPECT_EQ(texts(fs::listFiles(path, {""})), lines());
+  EXPECT_FALSE(fs::copyFile(path, "copy"));
+  EXPECT_FALSE(fs::moveFile(path, "moved"));
+}
+
 // ---------------------------------------------------------------------------------------------
 // A parent that is no directory
 
@@ -39,17 +52,8 @@ class ParentThatIsNoDirectory : public FsTest {
 TEST_F(ParentThatIsNoDirectory, HoldsNothing) {
   for (const std::string parent : {"file", "dangling", "loop", "one"}) {
     SCOPED_TRACE(parent);
-    const String path = vxText(parent + "/x");
 
-    EXPECT_FALSE(fs::exists(path));
-    EXPECT_FALSE(fs::isDir(path));
-    EXPECT_FALSE(fs::isFile(path));
-    EXPECT_TRUE(fs::rmDir(path));
-    EXPECT_TRUE(fs::rmFile(path));
-    EXPECT_EQ(texts(fs::listDirs(path)), lines());
-    EXPECT_EQ(texts(fs::listFiles(path, {""})), lines());
-    EXPECT_FALSE(fs::copyFile(path, "copy"));
-    EXPECT_FALSE(fs::moveFile(path, "moved"));
+    expectNothingAt(vxText(parent + "/x"));
     EXPECT_EQ(fs::resolvePath("x", {vxText(parent)}, {"x"}), "");
   }
 
@@ -130,10 +134,7 @@ class NameThatIsTooLong : public FsTest {};
 TEST_F(NameThatIsTooLong, NamesNothing) {
   tmp.write("src", "text");
 
-  EXPECT_FALSE(fs::exists(vxText(kTooLong)));
-  EXPECT_TRUE(fs::rmDir(vxText(kTooLong)));
-  EXPECT_TRUE(fs::rmFile(vxText(kTooLong)));
-  EXPECT_EQ(texts(fs::listDirs(vxText(kTooLong))), lines());
+  expectNothingAt(vxText(kTooLong));
   EXPECT_FALSE(fs::copyFile("src", vxText(kTooLong)));
   EXPECT_FALSE(fs::moveFile("src", vxText(kTooLong)));
   EXPECT_EQ(fs::resolvePath(vxText(kTooLong), {"."}, {"txt"}), "");
@@ -175,10 +176,7 @@ TEST_F(PathThatIsTooLong, NamesNothing) {
   tmp.write("src", "text");
   const String path = vxText(levels(21));
 
-  EXPECT_FALSE(fs::exists(path));
-  EXPECT_TRUE(fs::rmDir(path));
-  EXPECT_TRUE(fs::rmFile(path));
-  EXPECT_EQ(texts(fs::listDirs(path)), lines());
+  expectNothingAt(path);
   EXPECT_FALSE(fs::copyFile("src", path));
   EXPECT_FALSE(fs::moveFile("src", path));
   EXPECT_EQ(fs::Fopen(path, "wb"), nullptr);
