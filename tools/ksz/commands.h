@@ -23,8 +23,8 @@ struct Options {
 /// no temporary file remains.
 int pack(vx::String archive, vx::StringVector files, Options options);
 
-/// Extracts `archive` to its directory and lists the files. After a signal, no extracted file
-/// remains.
+/// Extracts `archive` to the directory that contains it and lists the files. After a signal, no
+/// extracted file remains.
 int unpack(vx::String archive, Options options);
 
 // Files

@@ -153,9 +153,9 @@ class CommandLine {
     addForce(pack);
     addQuiet(pack, "Show no progress");
 
-    CLI::App& unpack = add("unpack", "Extract an archive into its own directory", [this] {
-      return ksz::unpack(ksz::text(arguments_.archive), arguments_.options);
-    });
+    CLI::App& unpack =
+        add("unpack", "Extract an archive into the directory that contains it",
+            [this] { return ksz::unpack(ksz::text(arguments_.archive), arguments_.options); });
     unpack.add_option("ARCHIVE", arguments_.archive, "The archive to read")->required();
     addForce(unpack);
     addQuiet(unpack, "Do not list the files");

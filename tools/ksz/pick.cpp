@@ -22,8 +22,8 @@ bool fitsDialogs(std::string_view text) {
          printable(vx::String(text)) == text;
 }
 
-/// Returns an absolute path, as the library requires. The "/" after a directory makes the dialog
-/// open in it instead of in its parent directory.
+/// Returns `start` as an absolute path, as the library requires. The "/" after a directory makes
+/// the dialog open in it instead of in its parent directory.
 vx::String absoluteStart(vx::String start) {
   const vx::String path = vx::Path(start, true).canonical();
   return vx::fs::isDir(path) && !path.endsWith("/", /*ignoreCase=*/false) ? path + "/" : path;
