@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the current error holds after each call, and that each thread has its own.
+// The current error after each call, on each thread, and in destructors.
 
 #include "core/vx_error.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// std::format of the library's values, where the standard library has it.
+// std::format of the library's values, if the standard library has it.
 
 #include "core/vx_format.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Compiled by tests only, never run: the compiler holds a format against its arguments.
+// Compiled by tests only, never run: the compiler checks the formats against their arguments.
 
 #include "core/vx_log.h"
 

@@ -68,8 +68,8 @@ std::string standardErrorOf(Act act) {
   return tmp.read("stderr");
 }
 
-/// Returns the single writes that `act` makes to standard error: a socket of this kind keeps the
-/// bytes of each write together.
+/// Returns the writes that `act` makes to standard error. A socket of this kind keeps the bytes of
+/// each write together.
 template <class Act>
 std::vector<std::string> writesOf(Act act) {
   int ends[2] = {};
@@ -412,7 +412,7 @@ TEST_F(SetLogSink, WritesLinesOfTheSinkToStandardError) {
 TEST_F(SetLogSink, LetsTheSinkReplaceAndRemoveItself) {
   Seen first;
   Seen second;
-  // The captured object shows that the sink is alive until it returns.
+  // The captured object shows that the sink is not destroyed before it returns.
   auto held = std::make_shared<std::string>("held");
   const std::weak_ptr<std::string> watch = held;
   setLogSink([&, held = std::move(held)](LogLevel level, String line) {

@@ -61,7 +61,7 @@ template struct TextsAreNoFlags<const char*>;
 
 using Names = std::vector<std::string>;
 
-/// Every text of up to seven of the characters that matter, and some others.
+/// Every text of up to seven of the characters 'a', '.' and '/', and some others.
 Names oddPaths() {
   Names paths = {""};
   for (std::size_t i = 0; paths[i].size() < 7; ++i) {
@@ -445,7 +445,7 @@ TEST(Path_IsRel, IsFalseOnlyForPathsThatStartAtTheRoot) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// What follows accesses the file system, and never reports anything.
+// Functions that access the file system. They log nothing and do not change the current error.
 
 class PathTest : public testing::Test, protected Sandbox {
  protected:
@@ -479,7 +479,7 @@ TEST_F(Path_Text, IsAllThatTheseFunctionsAccess) {
 // ---------------------------------------------------------------------------------------------
 // isDir, isFile and exists
 
-/// What the path names according to all five queries.
+/// Returns the kind of the entry according to all five queries.
 std::string kindOf(const std::string& written, bool normalizeFirst) {
   const Path path(vxText(written), normalizeFirst);
   const bool isDir = path.isDir();

@@ -57,16 +57,16 @@ static_assert(isAssigned<vx::StringVector>);
 static_assert(!std::is_copy_assignable_v<RefersTo<IRefCounted>>);
 static_assert(!std::is_move_assignable_v<RefersTo<IRefCounted>>);
 
-// A pointer to the derived converts only where the base is public.
+// A pointer to the derived class converts only if the base is public.
 static_assert(std::is_convertible_v<vx::String*, RefersTo<IRefCounted>*>);
 static_assert(std::is_convertible_v<vx::StringVector*, RefersTo<IRefCounted>*>);
 
-// A raw pointer never becomes a handle by accident.
+// A raw pointer does not convert to a handle.
 static_assert(!std::is_convertible_v<IRefCounted*, RefersTo<IRefCounted>>);
 
 // ---- Slots of the virtual table ----------------------------------------------------------------
 
-/// The slot of a virtual member function, as the C++ ABI of the system encodes it in a pointer.
+/// Returns the slot of a virtual member function, which the C++ ABI encodes in a pointer to it.
 template <class Member>
 std::size_t slotOf(Member member) {
   struct Encoded {
@@ -170,13 +170,13 @@ TEST_F(RefersTo_Calls, HoldsNullByDefaultAndAsACopyOfNull) {
   EXPECT_EQ(calls, lines());
 }
 
-TEST_F(RefersTo_Calls, MovesWithoutCountingAndLeavesNullBehind) {
+TEST_F(RefersTo_Calls, MovesWithoutACallAndLeavesNull) {
   Handle handle(&a);
 
   const Handle moved = std::move(handle);
 
   EXPECT_EQ(moved.implementation(), &a);
-  EXPECT_EQ(handle.implementation(), nullptr);  // NOLINT(bugprone-use-after-move): the promise
+  EXPECT_EQ(handle.implementation(), nullptr);  // NOLINT(bugprone-use-after-move): documented
   EXPECT_EQ(calls, lines());
 }
 
@@ -195,7 +195,7 @@ TEST_F(RefersTo_Calls, AssignsByRetainThenStoreThenRelease) {
   a.onRelease = nullptr;
 }
 
-TEST_F(RefersTo_Calls, SurvivesAssignmentToItself) {
+TEST_F(RefersTo_Calls, MayBeAssignedItself) {
   Handle handle(&a);
   int fewest = a.references();
   a.onRelease = [&] { fewest = std::min(fewest, a.references()); };
@@ -234,11 +234,11 @@ TEST_F(RefersTo_Calls, MoveAssignsByStoreThenRelease) {
   EXPECT_EQ(calls, lines("release a"));
   EXPECT_EQ(heldWhileReleasing, &b);
   EXPECT_EQ(target.implementation(), &b);
-  EXPECT_EQ(source.implementation(), nullptr);  // NOLINT(bugprone-use-after-move): the promise
+  EXPECT_EQ(source.implementation(), nullptr);  // NOLINT(bugprone-use-after-move): documented
   a.onRelease = nullptr;
 }
 
-TEST_F(RefersTo_Calls, SurvivesAMoveToItself) {
+TEST_F(RefersTo_Calls, MayBeMovedToItself) {
   Handle handle(&a);
   Handle& itself = handle;
 

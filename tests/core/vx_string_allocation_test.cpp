@@ -18,7 +18,7 @@
 namespace vx::test {
 namespace {
 
-/// What one act costs; what it makes and destroys again counts.
+/// Returns how `act` uses the heap, including objects that it makes and destroys.
 template <class Act>
 HeapUse costOf(Act act) {
   LiveBlocks blocks;
@@ -34,7 +34,7 @@ std::size_t allocationsOf(Act act) {
 
 const volatile void* volatile lastConsumed;
 
-/// Takes a result, so that making it is not optimised away.
+/// Uses a result, so that the compiler cannot remove its computation.
 template <class Value>
 void consume(const Value& value) {
   lastConsumed = &value;

@@ -93,7 +93,7 @@ concept TakesNull = requires(Text s) {
 };
 static_assert(TakesNull<String>);
 
-// Only a variable is assigned to: what returns a string returns a copy.
+// A temporary cannot be assigned to: functions return copies.
 template <class Target>
 concept TakesAppended = requires(Target&& target) {
   std::forward<Target>(target) += "a";
@@ -196,7 +196,7 @@ TEST(String_Construct, KeepsEveryByte) {
 
 // ---- Values ------------------------------------------------------------------------------------
 
-TEST(String_Copy, OutlivesTheOriginal) {
+TEST(String_Copy, RemainsIfTheOriginalIsDestroyed) {
   auto first = std::make_unique<String>("abc");
   const String second = *first;
 
@@ -205,7 +205,7 @@ TEST(String_Copy, OutlivesTheOriginal) {
   EXPECT_EQ(second, "abc");
 }
 
-TEST(String_Assign, SurvivesItself) {
+TEST(String_Assign, MayBeAssignedItself) {
   String value("abc");
   String& itself = value;
 
@@ -223,14 +223,14 @@ TEST(String_Move, LeavesAnEmptyUsableString) {
   String moved = std::move(value);
 
   EXPECT_EQ(static_cast<const void*>(moved.buf()), before);
-  EXPECT_TRUE(value.isEmpty());  // NOLINT(bugprone-use-after-move): the promise
+  EXPECT_TRUE(value.isEmpty());  // NOLINT(bugprone-use-after-move): documented
   EXPECT_STREQ(value.buf(), "");
   value << "again";
   EXPECT_EQ(value, "again");
   EXPECT_EQ(moved, "abc");
   value = std::move(moved);
   EXPECT_EQ(value, "abc");
-  EXPECT_TRUE(moved.isEmpty());  // NOLINT(bugprone-use-after-move): the promise
+  EXPECT_TRUE(moved.isEmpty());  // NOLINT(bugprone-use-after-move): documented
 }
 
 // ---- Assigning a text --------------------------------------------------------------------------
@@ -390,7 +390,7 @@ const Change kChanges[] = {
     {"assign a string", [](String& value) { value = String("x"); }, "x"},
 };
 
-TEST(String_Copy, KeepsItsTextWhenTheOriginalChanges) {
+TEST(String_Copy, KeepsItsTextIfTheOriginalChanges) {
   for (const Change& change : kChanges) {
     for (const bool isRoomy : {false, true}) {
       SCOPED_TRACE(testing::Message() << change.name << (isRoomy ? ", with room" : ""));
@@ -419,7 +419,7 @@ TEST(String_Copy, SharesWithABareHandle) {
   EXPECT_EQ(value, "abc!");
 }
 
-TEST(String_Copy, LeavesInPlaceChangesOnceGone) {
+TEST(String_Copy, AllowsChangesInPlaceOnceDestroyed) {
   String value = withRoomToSpare("abc");
   { const String copy = value; }
   const void* const before = value.buf();
@@ -592,8 +592,8 @@ TEST(String_CompareNoCase, GoesByTheFirstDifference) {
   }
 }
 
-/// A Turkish locale, in which letters beyond ASCII have case, and I is not the upper case of i. It
-/// is made for the test, since it is rarely installed.
+/// Sets a Turkish locale, in which letters beyond ASCII have case, and I is not the upper case of
+/// i. Compiles it first, since it is rarely installed.
 class ScopedTurkishLocale {
  public:
   ScopedTurkishLocale() : before_(std::setlocale(LC_ALL, nullptr)) {
@@ -601,7 +601,7 @@ class ScopedTurkishLocale {
                                 directory_.path("made") + "' >'" + directory_.path("output") +
                                 "' 2>&1";
     std::system(command.c_str());
-    // musl takes every name, for a locale of UTF-8.
+    // musl accepts any name and uses UTF-8.
     isSet_ = std::setlocale(LC_ALL, "made") != nullptr && ::nl_langinfo(CODESET) == "ISO-8859-9"sv;
   }
   ScopedTurkishLocale(const ScopedTurkishLocale&) = delete;
@@ -617,8 +617,8 @@ class ScopedTurkishLocale {
   bool isSet_ = false;
 };
 
-/// The lower form of the letter in the current locale. The compiler computes that of a constant in
-/// the C locale.
+/// Returns the lower case of the letter in the current locale. For a constant, compilers use the C
+/// locale.
 int loweredByTheLocale(int letter) {
   const volatile int unforeseen = letter;
   return std::tolower(unforeseen);
@@ -789,7 +789,7 @@ TEST(String_Plus, KeepsNulBytesOfStringsOnly) {
 
 // ---- Comparison, hash, stream ------------------------------------------------------------------
 
-/// What every comparison of two values says.
+/// Returns the results of all comparisons of two values.
 template <class Left, class Right>
 std::string comparisons(const Left& left, const Right& right) {
   std::string result;

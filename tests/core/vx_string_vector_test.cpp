@@ -37,7 +37,7 @@ static_assert(std::ranges::contiguous_range<const StringVector>);
 static_assert(std::is_same_v<std::ranges::range_value_t<StringVector>, StringVector::value_type>);
 static_assert(std::totally_ordered<StringVector>);
 
-// Elements are read, not changed: an element that was returned by value is a copy.
+// Elements are read-only: those that are returned by value are copies.
 template <class List>
 struct ElementsAreReadOnly {
   static_assert(!requires(List list) { list[0] = "x"; });
@@ -222,7 +222,7 @@ TEST(StringVector_Copy, GrowsApartFromTheOriginal) {
   }
 }
 
-TEST(StringVector_Copy, LeavesInPlaceGrowthOnceGone) {
+TEST(StringVector_Copy, AllowsGrowthInPlaceOnceDestroyed) {
   StringVector names = numbered(3);  // with room for more behind them
   { const StringVector copy = names; }
   const String* const before = names.begin();
@@ -254,7 +254,7 @@ TEST(StringVector_Move, LeavesAnEmptyUsableList) {
   const StringVector moved = std::move(names);
 
   EXPECT_EQ(moved.begin(), elements);
-  EXPECT_TRUE(names.empty());  // NOLINT(bugprone-use-after-move): the promise
+  EXPECT_TRUE(names.empty());  // NOLINT(bugprone-use-after-move): documented
   EXPECT_EQ(names.front(), String());
   EXPECT_EQ(names.join(", "), String());
   names.push_back("again");
