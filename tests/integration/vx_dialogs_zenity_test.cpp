@@ -68,13 +68,6 @@ TEST_F(Zenity, PicksSeveralFilesInTheOrderOfTheAnswer) {
             "--file-filter=Images (png) | *.png", "--file-filter=All files | *"));
 }
 
-TEST_F(Zenity, PicksOneFileWhereSeveralAreAllowed) {
-  const std::string file = tmp.write("a.png", "");
-  zenity.answer(file);
-
-  EXPECT_EQ(texts(fs::browseFiles("Pick some", "", "", {})), lines(file));
-}
-
 TEST_F(Zenity, PicksADirectory) {
   const std::string directory = tmp.mkdir("Bilder 2");
   zenity.answer(directory);
@@ -96,15 +89,6 @@ TEST_F(Zenity, ChoosesANewName) {
                   "--filename=" + file, "--file-filter=Images (png, exr) | *.png *.exr",
                   "--file-filter=All files | *"));
   EXPECT_EQ(tmp.entries(), lines());
-}
-
-TEST_F(Zenity, ChoosesAFileToOverwrite) {
-  const std::string file = tmp.write("old.png", "text");
-  zenity.answer(file);
-
-  EXPECT_EQ(text(fs::saveFile("Save as", vxText(file), "", {})), file);
-
-  EXPECT_EQ(tmp.read("old.png"), "text");
 }
 
 TEST_F(Zenity, ReturnsNothingWhenCancelled) {

@@ -10,6 +10,7 @@
 #include "core/vx_string_vector.h"
 #include "fs/vx_fs.h"
 #include "tests/testing/calls.h"
+#include "tests/testing/memory_use.h"
 #include "tests/testing/scoped.h"
 #include "tests/testing/temp_dir.h"
 
@@ -28,14 +29,6 @@
 
 #include <malloc.h>
 #include <unistd.h>
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define VX_TEST_SANITIZED_HEAP 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define VX_TEST_SANITIZED_HEAP 1
-#endif
-#endif
 
 #ifdef VX_TEST_SANITIZED_HEAP
 // Declared here, since not every compiler that has it brings the header along.

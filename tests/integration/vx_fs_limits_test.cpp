@@ -40,21 +40,13 @@ class FileSizeLimit : public FsTest {
   const std::string content = noise(100'000);
 };
 
-TEST_F(FileSizeLimit, CutsACopyShort) {
-  tmp.write("src", content);
+TEST_F(FileSizeLimit, CutsTheCopyOfFiveGibibytesShort) {
+  std::filesystem::resize_file(tmp.write("src", "begin"), 5LL << 30);
 
   runLimited([&] {
     EXPECT_TRUE(fs::copyFile("src", "dst"));
     expectSilence();
   });
-
-  EXPECT_EQ(tmp.read("dst"), content.substr(0, 10'000));
-}
-
-TEST_F(FileSizeLimit, CutsTheCopyOfFiveGibibytesShort) {
-  std::filesystem::resize_file(tmp.write("src", "begin"), 5LL << 30);
-
-  runLimited([] { EXPECT_TRUE(fs::copyFile("src", "dst")); });
 
   EXPECT_EQ(tmp.read("dst"), "begin" + std::string(9'995, '\0'));
 }

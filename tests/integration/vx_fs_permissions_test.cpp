@@ -6,7 +6,6 @@
 #include "tests/fs/fs_test.h"
 #include "tests/testing/archives.h"
 #include "tests/testing/child.h"
-#include "tests/testing/scoped.h"
 
 #include <gtest/gtest.h>
 
@@ -82,23 +81,6 @@ TEST_F(Permissions, KeepAnArchiveOutOfALockedDirectory) {
                                "error: Failed to create archive output dir: locked/out",
                                "error: Failed to create dir: locked/res" + kDenied,
                                "error: Failed to create archive subdir: locked/res/x"));
-  });
-}
-
-TEST_F(Permissions, KeepTheUserDirOutOfALockedHome) {
-  const ScopedEnv home("HOME", tmp.path("locked"));
-  const ScopedEnv userDir("KAVRA_USER_DIR", nullptr);
-  const std::string wanted = tmp.path("locked/kavra");
-
-  runAsUnprivileged([&] {
-    String out;
-
-    EXPECT_FALSE(fs::getKavraUserDir(out, /*create=*/true));
-
-    EXPECT_EQ(text(out), wanted);
-    EXPECT_EQ(log.all(), lines("error: Failed to create dir: " + wanted + kDenied,
-                               "warning: Failed to create kavra user dir: " + wanted + " (" +
-                                   errnoText(EACCES) + ")."));
   });
 }
 

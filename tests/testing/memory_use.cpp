@@ -8,14 +8,6 @@
 
 #include <dlfcn.h>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define VX_TEST_SANITIZED_HEAP 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define VX_TEST_SANITIZED_HEAP 1
-#endif
-#endif
-
 #ifdef VX_TEST_SANITIZED_HEAP
 // Declared here, since not every compiler with sanitizers has the header.
 extern "C" int __sanitizer_install_malloc_and_free_hooks(

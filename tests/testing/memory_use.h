@@ -26,6 +26,14 @@
 
 #include <sys/resource.h>
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define VX_TEST_SANITIZED_HEAP 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define VX_TEST_SANITIZED_HEAP 1
+#endif
+#endif
+
 namespace vx::test {
 
 /// How code uses the heap; a reallocation is an allocation and a free.
