@@ -226,15 +226,12 @@ class KszPackOverAnArchive : public Ksz {
   }
 };
 
-TEST_F(KszPackOverAnArchive, KeepsItWithoutForce) {
+TEST_F(KszPackOverAnArchive, OverwritesItOnlyWithForce) {
   expectFailure({"pack", "a.ksz", "a.png"},
                 "ksz: already exists, use --force to overwrite it: a.ksz");
   expectKept();
-}
 
-TEST_F(KszPackOverAnArchive, OverwritesItWithForce) {
   expectSuccess({"pack", "-q", "--force", "a.ksz", "a.png"});
-
   EXPECT_THAT(tmp.read("a.ksz"), StartsWith("PK"));
   EXPECT_EQ(tmp.entries(), lines("a.ksz", "a.png"));
 }
@@ -529,12 +526,15 @@ TEST_F(KszCp, CopiesAFileOverAnotherWithForce) {
   EXPECT_EQ(tmp.read("b"), std::string(200'000, 'x'));
 }
 
-TEST_F(KszCp, CopiesIntoADirectory) {
+TEST_F(KszCpAndMv, TakeADirectoryForTheTarget) {
   tmp.write("in/a.png", "bytes");
+  tmp.write("b.txt", "text");
   tmp.mkdir("out");
 
   expectSuccess({"cp", "in/a.png", "out"});
+  expectSuccess({"mv", "./b.txt", "out"});
 
+  EXPECT_EQ(tmp.entries(), lines("in/", "in/a.png", "out/", "out/a.png", "out/b.txt"));
   EXPECT_EQ(tmp.read("out/a.png"), "bytes");
 }
 
@@ -599,15 +599,6 @@ TEST_F(KszMv, RenamesAFileOverAnotherWithForce) {
   expectSuccess({"mv", "--force", "a.txt", "b.txt"});
   EXPECT_EQ(tmp.entries(), lines("b.txt"));
   EXPECT_EQ(tmp.read("b.txt"), "new");
-}
-
-TEST_F(KszMv, MovesIntoADirectory) {
-  tmp.write("a.txt", "bytes");
-  tmp.mkdir("out");
-
-  expectSuccess({"mv", "./a.txt", "out"});
-
-  EXPECT_EQ(tmp.entries(), lines("out/", "out/a.txt"));
 }
 
 TEST_F(KszMv, KeepsAFileThatCannotBeMoved) {
