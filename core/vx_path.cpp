@@ -194,7 +194,9 @@ String Path::normalized() const {
 
 String Path::canonical() const {
   if (const SystemText whole = resolved(path_.isEmpty() ? "." : path_.buf())) {
-    return String(whole.get());
+    // POSIX leaves the meaning of two leading slashes to the system, and musl keeps both.
+    const std::string_view found = whole.get();
+    return String(found.starts_with("//") ? found.substr(1) : found);
   }
   const std::size_t end = existingPrefix(path_.view());
   const String prefix =
