@@ -150,6 +150,7 @@ void* __libc_realloc(void* block, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
 void __libc_free(void* block);
 #else
+// Some of them are made of malloc and free, which must not count again.
 #define VX_REAL(function) \
   static const auto real = reinterpret_cast<decltype(&::function)>(::dlsym(RTLD_NEXT, #function))
 
@@ -160,16 +161,19 @@ static void* __libc_malloc(std::size_t size) {
 
 static void* __libc_calloc(std::size_t count, std::size_t size) {
   VX_REAL(calloc);
+  const vx::test::LiveBlocks::Pause pause;
   return real(count, size);
 }
 
 static void* __libc_realloc(void* block, std::size_t size) {
   VX_REAL(realloc);
+  const vx::test::LiveBlocks::Pause pause;
   return real(block, size);
 }
 
 static void* __libc_memalign(std::size_t alignment, std::size_t size) {
   VX_REAL(aligned_alloc);
+  const vx::test::LiveBlocks::Pause pause;
   return real(alignment, size);
 }
 
