@@ -73,7 +73,7 @@ reasons_for_skips() {
       sed 's/^ *\([0-9]*\) \(.*\)/  \1 skipped: \2/'
 }
 
-reasons_not_built() { sed -n 's/^-- \(Not built: \)/  \1/p' "$dir/log" | sort -u; }
+reasons_not_built() { sed -n 's/^-- \(Not [a-z]*: \)/  \1/p' "$dir/log" | sort -u; }
 
 # ---- The kinds of rows ------------------------------------------------------------------------
 

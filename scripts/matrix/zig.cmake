@@ -8,8 +8,11 @@ if(target MATCHES macos)
   set(CMAKE_INSTALL_NAME_TOOL llvm-install-name-tool-14)
 else()
   set(CMAKE_SYSTEM_NAME Linux)
-  # The tests replace calls of the C library, which a dynamic one permits.
-  string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -dynamic")
+  # The tests replace calls of the C library, which a dynamic one permits. The stub of musl has all
+  # its variables at the same few addresses: a program at a fixed address would have one copy of
+  # stdin, stdout and stderr.
+  add_compile_options(-fPIE)
+  string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -dynamic -pie")
 endif()
 if(target MATCHES "^aarch64-linux")
   # Programs contain the path of their libraries. The emulator's option for it would also redirect
