@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// The current error: a record of the last failure that was set or captured on this thread.
+// The current error: a per-thread record of the last error that was set or captured.
 //
 // It has a code, a context (the operation that failed) and a message. It remains until it is
 // replaced or cleared; reading does not change it. Each thread has its own record, which is
 // destroyed with the thread's other thread-local objects. Destructors that run after that, such as
-// those of static objects, find no error at first and may set one.
+// those of static objects, see no error at first and may set one.
 //
 // The functions are thread-safe and do not log. The only failure is running out of memory.
 
@@ -21,14 +21,14 @@ void setCurrentError(long long code, String context, String message);
 /// Replaces the current error with the system's last error: `errno` as the code, `operation` as the
 /// context, and the system's text for the code as the message (strerror_r).
 ///
-///   captureCurrentError(operation)  => with errno EEXIST: EEXIST, operation, "File exists"
-///                                      with errno 0: 0, operation, ""
+///   captureCurrentError("mkDir")  => {EEXIST, "mkDir", "File exists"} if errno is EEXIST
+///                                    {0, "mkDir", ""} if errno is 0
 ///
 /// A successful system call does not reset `errno`, so call `clearCurrentError` before it.
 /// Construct the argument before the system call too, because constructing it may change `errno`.
 void captureCurrentError(String operation);
 
-/// Resets the current error to no error (code 0, empty texts) and `errno` to 0.
+/// Resets the current error to no error (code 0, empty strings) and `errno` to 0.
 void clearCurrentError();
 
 /// Returns the code of the current error, 0 if there is none.

@@ -25,11 +25,11 @@ namespace {
 
 // ---- The sink ----------------------------------------------------------------------------------
 
-/// The number of times that this thread has locked the sink's mutex; more than 0 inside a sink.
+/// The number of locks of the sink's mutex that this thread holds; positive inside a sink.
 thread_local int locksOfThread = 0;
 
-/// A mutex that is recursive, because a sink may set another sink. Unlike a std::recursive_mutex,
-/// it may be unlocked in the child of `fork`.
+/// A recursive mutex, because a sink may set another sink. Unlike a std::recursive_mutex, it may be
+/// unlocked in the child of `fork`.
 class SinkMutex {
  public:
   void lock() {
@@ -59,8 +59,8 @@ class SharedSink final : public RefCounted {
   void destroy() noexcept override { delete this; }
 };
 
-/// A shared sink, or none. A std::shared_ptr would make a shared library export instances of its
-/// templates.
+/// A shared sink, or none. A std::shared_ptr would make a shared library export template
+/// instantiations.
 class SinkHandle final : public RefersTo<SharedSink> {
  public:
   SinkHandle() = default;
@@ -88,9 +88,9 @@ void unlockAfterFork() {
 }
 
 SinkSlot& createSlot() {
-  // Registered with the first sink, not at load time. `fork` calls the handlers that were
-  // registered last first, so it locks this mutex before those of older handlers. A sink that locks
-  // such a mutex does so in the same order.
+  // Registered with the first sink, not at load time. `fork` calls prepare handlers in the reverse
+  // order of registration, so this mutex is locked before those of older handlers. A sink that
+  // locks such a mutex does so in the same order.
   //
   // The handlers must not be called after this code has been unloaded. glibc removes the handlers
   // of a library that it unloads. musl does not unload libraries, and macOS does not unload those
@@ -119,8 +119,8 @@ class ErrorStateGuard {
   String message_ = os::currentErrorMessage();
 };
 
-// Cancelling a thread throws no object, so the reference that is caught below is null. It is not
-// used.
+// Cancelling a thread throws no object, so the reference that is caught below is null. The
+// reference is not used.
 __attribute__((no_sanitize("null"))) void callSink(const LogSink& sink, LogLevel level,
                                                    String line) {
   try {
@@ -139,7 +139,7 @@ bool writeToSink(LogLevel level, String line) {
   SinkSlot& slot = sinkSlot();
   const std::lock_guard<SinkMutex> lock(slot.mutex);
   const ErrorStateGuard guard;
-  // A copy, because a sink that sets another one must not be destroyed while it runs.
+  // Holds a reference, so that a sink that sets another one is not destroyed while it runs.
   const SinkHandle sink = slot.sink;
   if (sink.get() == nullptr) {
     return false;
@@ -176,7 +176,8 @@ void writeToStandardError(LogLevel level, String line) {
     appendEscaped(whole, byte);
   }
   whole += '\n';
-  // One call, so that lines of threads and short lines of processes are not mixed.
+  // One call, so that lines of different threads, and short lines of different processes, are not
+  // mixed.
   std::fwrite(whole.data(), 1, whole.size(), stderr);
 }
 

@@ -5,7 +5,7 @@
 //
 // Logging does not affect the operation that logs: the current error (vx_error.h) and `errno` are
 // preserved, and an exception that a sink throws is discarded. The functions throw only
-// std::bad_alloc. With libstdc++, a thread may be cancelled inside a sink.
+// std::bad_alloc. Cancelling a thread inside a sink (pthread_cancel) is safe only with libstdc++.
 //
 // Thread safety: all functions are thread-safe, and lines of different threads are never mixed. Any
 // thread may call `fork`, except from inside a sink, and the child may log and set sinks.
@@ -20,7 +20,7 @@ namespace vx {
 
 /// The severity of a line.
 enum class LogLevel {
-  Warning,  ///< something was missing, and a replacement was used
+  Warning,  ///< something was skipped, or a fallback was used
   Error     ///< an operation, or a part of it, failed
 };
 
@@ -32,7 +32,7 @@ enum class LogLevel {
 /// The line is not escaped: a file name in it may contain line breaks, escape sequences and invalid
 /// UTF-8.
 ///
-/// A sink runs on the thread that logs, on one thread at a time, while the log holds a lock. It may
+/// A sink runs on the thread that logs, on one thread at a time, with the log's lock held. It may
 /// call any function of this library, including `setLogSink`. Lines that are logged from inside a
 /// sink are written to standard error. A sink must not call `fork`, nor wait for a thread that may
 /// log, set a sink or call `fork`.
@@ -58,15 +58,15 @@ using LogSink = std::function<void(LogLevel level, String line)>;
 /// - Write errors are ignored. A pipe without a reader still raises SIGPIPE, which ends the process
 ///   unless the application handles or ignores it.
 /// - If descriptor 2 is closed, the next file that the process opens may get that number, and lines
-///   are then written into that file. A program that may be started that way should first open
-///   /dev/null on the closed descriptors among 0 to 2.
+///   are then written into that file. A program that may be started with closed descriptors should
+///   first open /dev/null on those among 0 to 2.
 [[gnu::format(printf, 1, 2)]] void logError(const char* format, ...);
 
 /// Same as `logError`, at level warning and with "warning: " before the line.
 [[gnu::format(printf, 1, 2)]] void logWarning(const char* format, ...);
 
 /// Passes all further lines to `sink`, or writes them to standard error if `sink` is empty. Returns
-/// the previous sink, which is empty for standard error.
+/// the previous sink, or an empty one if there was none.
 ///
 /// Waits until no other thread is inside the previous sink, so that objects to which it refers may
 /// be destroyed afterwards. Set the first sink before other threads call `fork`.

@@ -82,7 +82,7 @@ std::string_view extension(std::string_view name) noexcept {
                                                                      : name.substr(dot);
 }
 
-/// Returns the text before the last component, without the separators between them.
+/// Returns the path without its last component and the separators before it; the root remains.
 std::string_view parent(std::string_view path) noexcept {
   const std::string_view named = withoutTrailingSeparators(path);
   const std::string_view before = named.substr(0, named.rfind(kSeparator) + 1);
@@ -138,9 +138,9 @@ bool hasNormalFormDot(const String& path) {
 }
 
 /// Returns whether the directory at `path`, for which stat succeeds, has been removed. An overlay
-/// file system keeps the link count of a removed directory of a lower layer. For the current
-/// directory, getcwd then fails with ENOENT; its other errors mean that the path is too long or
-/// that a parent directory is not accessible.
+/// file system keeps the link count of a removed directory of a lower layer. If that is the current
+/// directory, getcwd fails with ENOENT; its other errors mean that the path is too long or that a
+/// parent directory is not accessible.
 bool isRemovedDirectory(const String& path, bool hasLinks) {
   if (!hasLinks) {
     return true;
@@ -194,7 +194,7 @@ String Path::normalized() const {
 
 String Path::canonical() const {
   if (const SystemText whole = resolved(path_.isEmpty() ? "." : path_.buf())) {
-    // POSIX leaves the meaning of two leading slashes to the system, and musl keeps both.
+    // POSIX allows a path to start with two slashes, and musl's realpath keeps both.
     const std::string_view found = whole.get();
     return String(found.starts_with("//") ? found.substr(1) : found);
   }
@@ -266,7 +266,7 @@ String Path::normalize(String path) {
   if (isAbsolute) {
     normal.append(kSeparator);
   }
-  std::size_t kept = normal.view().size();  // the length that ".." cannot remove
+  std::size_t kept = normal.view().size();  // ".." does not remove the bytes before this
   ComponentReader reader(path.view());
   for (auto component = reader.next(); !component.empty(); component = reader.next()) {
     const std::string_view before = normal.view();

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Path: splits, joins and normalizes paths, and queries what they name.
+// Path: splits, joins and normalizes paths, and queries the entries that they name.
 //
 // Terms
 //
-// The separator is "/"; a backslash is an ordinary character. Components are the texts between
-// separators, and the last component is the file name. The extension starts at the last "." of the
-// file name, unless that "." is the first character. The stem is the file name without extension:
+// The separator is "/"; a backslash is an ordinary character. Components are the non-empty parts
+// between separators; the last one is the file name. The extension starts at the last "." of the
+// file name, unless that is its first character or the name is "..". The stem is the file name
+// without the extension:
 //
 //   path            file name      stem           extension (with dot)
 //   "a/wood.png"    "wood.png"     "wood"         ".png"
@@ -17,7 +18,7 @@
 //   "." ".."        the same       the same       ""
 //   "/" ""          ""             ""             ""
 //
-// The normal form is computed from the text alone. Repeated separators are merged, "." components
+// The normal form is computed from the text alone. Repeated separators are merged; "." components
 // and trailing separators are removed. ".." removes the preceding component; it is dropped at the
 // root and kept at the start of a relative path. A relative path with no components left becomes
 // "."; the empty path remains empty.
@@ -26,13 +27,13 @@
 //   "a/../../b"  => "../b"       "//a"     => "/a"       ""      => ""
 //
 // If the component before a ".." is a symbolic link, the normal form may name a different entry
-// than the path.
+// than the original path.
 //
 // Rules
 //
 // Status queries call stat, which follows symbolic links. The empty path does not exist. An entry
-// is a directory if the directory bit of its mode is set, which includes block devices and sockets,
-// and a file otherwise. A directory that has been removed but is still in use, for example as the
+// whose mode has the directory bit is a directory; block devices and sockets have it too. Any other
+// entry is a file. A directory that has been removed but is still in use, for example as the
 // current directory, does not exist.
 //
 // Only `canonical`, `dir()`, `isDir`, `isFile` and `exists` access the file system; they may change
@@ -64,7 +65,7 @@ class Path {
   /// Stores the normal form of `path` if `normalizeFirst` is true, otherwise `path` as written.
   Path(String path, bool normalizeFirst);
 
-  /// Rejects a text in place of a flag, here and below: `Path("dir", "file")` would ignore "file".
+  /// Rejects a string as a flag, here and below: `Path("dir", "file")` would ignore "file".
   template <class Text>
   Path(String path, Text* notAFlag) = delete;
 
@@ -76,11 +77,11 @@ class Path {
   /// Links are resolved in the longest existing prefix; the missing rest is appended, and the
   /// result is normalized. The empty path gives the current directory.
   ///
-  /// Links are not resolved if the system cannot resolve an existing prefix, for example because
-  /// the result is too long or a parent of the current directory is not searchable. The result is
-  /// then the normal form of the path, prefixed with the current directory if the path is relative.
-  /// If the current directory cannot be determined, for example because it has been removed, a
-  /// relative path remains relative, and the empty path gives ".".
+  /// Links are not resolved if realpath fails for that prefix, for example because the result is
+  /// too long or a parent of the current directory is not searchable. The path is then only
+  /// normalized, after the current directory has been put before a relative path. If the current
+  /// directory cannot be determined, for example because it has been removed, a relative path
+  /// remains relative, and the empty path gives ".".
   [[nodiscard]] String canonical() const;
 
   /// Returns the components in order, without "." components. The root is not a component; ".." is.
@@ -109,9 +110,9 @@ class Path {
 
   /// Returns whether the path names an existing directory.
   ///
-  /// A directory without links (`st_nlink`) has been removed. Some file systems keep the link count
-  /// of a removed directory; a path with the normal form "." therefore also does not exist if
-  /// getcwd fails with ENOENT. Other errors of getcwd are ignored.
+  /// A directory whose link count (`st_nlink`) is 0 has been removed. Some file systems keep the
+  /// count of a removed directory, so if getcwd fails with ENOENT, a path whose normal form is "."
+  /// does not exist either. Other errors of getcwd are ignored.
   [[nodiscard]] bool isDir() const;
 
   /// Returns whether the path names an existing entry that is not a directory.
@@ -127,8 +128,8 @@ class Path {
   /// Returns the normal form of `path`. A path in normal form is returned without a copy.
   [[nodiscard]] static String normalize(String path);
 
-  /// Returns the normal form of `path` if `isDir` is true, whether or not it exists. Otherwise
-  /// returns the text before the last component as written.
+  /// Returns the normal form of `path` if `isDir` is true, without any query. Otherwise returns
+  /// `path` without its last component, not normalized.
   ///
   ///   ("a/b", false) => "a"     ("./a", false) => "."     ("a/./b", true) => "a/b"
   ///   ("a", false)   => ""      ("/a", false)  => "/"     ("", true)      => ""
@@ -169,16 +170,15 @@ class Path {
 
   /// Returns the parts joined with exactly one "/" between two parts.
   ///
-  /// Empty parts are skipped. The first non-empty part keeps its leading separators. Those of later
-  /// parts are dropped, and a later part that consists of separators counts as empty. The result is
-  /// not normalized otherwise.
+  /// Empty parts are skipped. The first non-empty part keeps its leading separators; later parts
+  /// lose theirs and count as empty if nothing is left. The result is not otherwise normalized.
   ///
   ///   {"a", "b"}   => "a/b"     {"a//", "//b"} => "a/b"     {"", "/b"} => "/b"
   ///   {"/", "b"}   => "/b"      {"a", ""}      => "a"       {"./a", "../b"} => "./a/../b"
   ///   {"a", "/"}   => "a"       {"a/", "/"}    => "a/"      {"", "/"} => "/"
   [[nodiscard]] static String join(StringVector parts);
 
-  /// Same as above for separate parts. Each is a `String` or a NUL-terminated text.
+  /// Same as above for separate parts. Each is a `String` or a C string.
   template <class... Parts>
   [[nodiscard]] static String join(Parts... parts) {
     return join(StringVector{String(std::move(parts))...});

@@ -2,8 +2,8 @@
 //
 // Reference-counted implementations and the handles that refer to them.
 //
-// A handle contains a pointer and a pointer to its virtual table. Copying a handle copies the
-// pointer and adds a reference. The last handle destroys the implementation.
+// A handle consists of a pointer to the implementation and a virtual-table pointer. Copying it
+// copies the pointer and adds a reference. Destroying the last handle destroys the implementation.
 //
 // Thread safety: different threads may copy and destroy handles to the same implementation. One
 // handle object must not be changed while another thread uses it.
@@ -22,7 +22,7 @@ namespace vx {
 /// The interface of a shared implementation.
 ///
 /// Objects are destroyed only by `release`. The destructor is not virtual, so that `retain` and
-/// `release` have the first two slots of the virtual table.
+/// `release` occupy the first two slots of the virtual table.
 class IRefCounted {
  public:
   /// Adds one reference.
@@ -33,17 +33,14 @@ class IRefCounted {
 
  protected:
   IRefCounted() = default;
-  /// Allows implementations to be copied. The references are not copied.
+  /// For implementations that can be copied. The references are not copied.
   IRefCounted(const IRefCounted&) = default;
-  /// Allows implementations to be assigned. The references are not copied.
+  /// For implementations that can be assigned. The references are not copied.
   IRefCounted& operator=(const IRefCounted&) = default;
   ~IRefCounted() = default;
 };
 
-/// An implementation with a reference count, which starts at 1.
-///
-/// The count is atomic. If the C library can tell that the process has a single thread, the count
-/// is changed by plain loads and stores, which are faster than atomic operations.
+/// An implementation with an atomic reference count, which starts at 1.
 class RefCounted : public IRefCounted {
  public:
   RefCounted(const RefCounted&) = delete;
@@ -103,8 +100,8 @@ class RefersTo {
   }
 
  protected:
-  // Assignment is protected, because a list could be assigned to a string through references to the
-  // base class.
+  // Assignment is protected; otherwise a list could be assigned to a string through references to
+  // the base class.
 
   /// Retains the new implementation before releasing the old one, so self-assignment is safe.
   RefersTo& operator=(const RefersTo& other) noexcept {

@@ -99,7 +99,7 @@ void String::append(std::string_view added) {
   Text* const held = text();
   const std::size_t length = this->length() + added.size();
   if (held != nullptr && held->isUnique() && held->capacity >= length) {
-    // `added` may be part of this buffer, but that ends where the new bytes start: no overlap.
+    // `added` may point into this buffer, but the buffer ends before the new bytes: no overlap.
     std::memcpy(held->bytes() + held->length, added.data(), added.size());
     held->setLength(length);
     return;

@@ -7,14 +7,14 @@
 //   std::fopen(path.buf(), "rb");
 //
 // Copies share their bytes. An operation that changes a string copies shared bytes first, so other
-// strings do not change. A string uses one block of memory, the empty string none. The length is
-// stored, and the bytes may include NUL; code that reads `buf()` as a C string sees only the bytes
-// before the first NUL.
+// strings do not change. A non-empty string uses one block of memory. The length is stored, and the
+// bytes may include NUL; code that reads `buf()` as a C string sees only the bytes before the first
+// NUL.
 //
-// Ignoring case means ignoring the case of ASCII letters, in every locale.
+// Case-insensitive functions fold ASCII letters only, in every locale.
 //
-// The only failure is running out of memory. Nothing accesses the file system, logs, or changes the
-// current error.
+// The only failure is running out of memory (std::bad_alloc). Nothing accesses the file system,
+// logs, or changes the current error.
 //
 // Thread safety: different threads may use strings that share their bytes. One string object must
 // not be changed while another thread uses it.
@@ -32,7 +32,7 @@
 #include <string>
 #include <string_view>
 
-// Lets Clang warn about pointers into temporaries. Clang 14 considers only the latest declaration
+// Lets Clang warn about pointers into temporaries. Clang 14 considers only the last declaration
 // of a function, so definitions repeat the attribute.
 #if __has_cpp_attribute(clang::lifetimebound)
 #define VX_LIFETIMEBOUND [[clang::lifetimebound]]
@@ -50,11 +50,11 @@ class StringBuilder;
 }
 #pragma GCC visibility pop
 
-/// A string. The rules are at the top of this file.
+/// A reference-counted string of bytes. The rules are at the top of this file.
 ///
-/// Operands are a `String`, a NUL-terminated text, or, in comparisons, a `std::string_view` or
-/// `std::string`. A null pointer is the empty text. The deleted templates reject numbers, because a
-/// literal 0 would convert to a null pointer; `nullptr` is accepted.
+/// Operands are a `String`, a C string, or, in comparisons, a `std::string_view` or `std::string`.
+/// A null pointer is the empty string. Deleted templates reject numbers, because a literal 0 would
+/// convert to a null pointer (`nullptr` is accepted), and text given as a flag.
 class String final : public RefersTo<IRefCounted> {
  public:
   /// Creates the empty string.
@@ -71,7 +71,7 @@ class String final : public RefersTo<IRefCounted> {
   template <std::integral Number>
   String(Number number) = delete;
 
-  /// Copies the bytes of `text`, including NUL. A `std::string` converts to the view.
+  /// Copies the bytes of `text`, including NULs. A `std::string` converts to the view.
   explicit String(std::string_view text);
 
   /// Shares the bytes of `other`.
@@ -142,8 +142,8 @@ class String final : public RefersTo<IRefCounted> {
   template <class Text>
   bool endsWith(String suffix, Text* notAFlag) const = delete;
 
-  /// Compares the bytes as unsigned, with A to Z as a to z. Returns a negative number, 0 or a
-  /// positive number if this text is less than, equal to or greater than `other`.
+  /// Compares the bytes as unsigned values, with A-Z folded to a-z. Returns a negative number, 0 or
+  /// a positive number if this text is less than, equal to or greater than `other`.
   [[nodiscard]] int compareNoCase(String other) const noexcept;
 
   /// Returns the pieces between the separators, in order.
@@ -161,7 +161,7 @@ class String final : public RefersTo<IRefCounted> {
   /// Returns the text with `to` in place of `from`.
   ///
   /// @param firstOnly replaces only the first occurrence.
-  /// @param ignoreCase also replaces `from` in the other letter case.
+  /// @param ignoreCase also replaces the other case of the letter `from`.
   [[nodiscard]] String replace(char from, char to, bool firstOnly, bool ignoreCase) const;
 
   /// Returns the text after the last `separator`, or the whole text if there is none.
@@ -184,19 +184,19 @@ class String final : public RefersTo<IRefCounted> {
   template <std::integral Number>
   bool operator==(Number number) const = delete;
 
-  /// Compares the bytes as unsigned. A null pointer equals the empty string.
+  /// Compares the bytes as unsigned values. A null pointer equals the empty string.
   [[nodiscard]] std::strong_ordering operator<=>(const char* text) const noexcept;
 
-  /// Compares the bytes as unsigned.
+  /// Compares the bytes as unsigned values.
   [[nodiscard]] std::strong_ordering operator<=>(String other) const noexcept;
 
-  /// Compares the bytes as unsigned.
+  /// Compares the bytes as unsigned values.
   [[nodiscard]] std::strong_ordering operator<=>(std::string_view text) const noexcept;
 
   template <std::integral Number>
   std::strong_ordering operator<=>(Number number) const = delete;
 
-  /// Returns the concatenation. A null pointer is the empty text.
+  /// Returns the concatenation. A null pointer is the empty string.
   [[nodiscard]] String operator+(const char* text) const;
 
   /// Returns the concatenation.
@@ -205,7 +205,7 @@ class String final : public RefersTo<IRefCounted> {
   template <std::integral Number>
   String operator+(Number number) const = delete;
 
-  /// Returns the concatenation. A null pointer is the empty text.
+  /// Returns the concatenation. A null pointer is the empty string.
   [[nodiscard]] friend String operator+(const char* left, String right) {
     return joined(viewOf(left), right.view());
   }

@@ -50,7 +50,7 @@ void StringVector::push_back(String element) {
   constexpr std::size_t kFirstCapacity = 8;
   Items* const grown = Items::create(held == nullptr ? kFirstCapacity : held->size * 2);
   for (std::size_t i = 0; held != nullptr && i < held->size; ++i) {
-    // Elements that are not shared are moved.
+    // If the list is not shared, its elements are moved.
     String& kept = held->elements()[i];
     grown->append(held->isUnique() ? std::move(kept) : kept);
   }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// StringVector: a reference-counted sequence of `vx::String`.
+// StringVector: a reference-counted list of `vx::String`.
 //
 //   vx::StringVector names = {"wood.png", "look.ksa"};
 //   names.push_back("scene.ksx");
@@ -26,17 +26,17 @@ namespace vx {
 
 class StringVector;
 
-/// A range from whose elements a `String` can be constructed, other than a `StringVector`.
+/// A range, other than a `StringVector`, from whose elements a `String` can be constructed.
 template <class Range>
 concept RangeOfTexts =
     !std::same_as<std::remove_cvref_t<Range>, StringVector> && std::ranges::input_range<Range> &&
     std::constructible_from<String, std::ranges::range_reference_t<Range>>;
 
-/// A list of strings, with the interface of a standard container. Elements are read-only, because
-/// copies of a list share them.
+/// A list of strings with a container-like interface. Elements are read-only, because copies of a
+/// list share them.
 class StringVector final : public RefersTo<IRefCounted> {
  public:
-  /// A member type of standard containers.
+  /// The member types of a standard container.
   using value_type = String;
   using size_type = std::size_t;
   using difference_type = std::ptrdiff_t;
@@ -78,7 +78,7 @@ class StringVector final : public RefersTo<IRefCounted> {
   /// Returns an iterator to the first element. Valid until the list is changed or destroyed.
   [[nodiscard]] const String* begin() const noexcept VX_LIFETIMEBOUND;
 
-  /// Returns the iterator after the last element.
+  /// Returns the past-the-end iterator.
   [[nodiscard]] const String* end() const noexcept VX_LIFETIMEBOUND { return begin() + size(); }
 
   /// Returns the first element, or the empty string if there is none.

@@ -118,8 +118,8 @@ bool exists(String path) {
 
 namespace {
 
-/// Returns the context of an operation in the current error. Called before the system call, because
-/// it may change `errno`.
+/// Returns the context that the current error gets from `operation`. Called before the system call,
+/// because allocating the string may change `errno`.
 String operationTag(const char* operation) {
   return String(operation).fromLast(':', /*keepSeparator=*/false);
 }
@@ -206,8 +206,8 @@ namespace {
 
 /// Overwrites `dst` with the content of `src`. Errors are ignored.
 void copyContent(String src, String dst) {
-  // The default is 8 KiB. One byte more than 128 KiB, because a stream reads one byte less than the
-  // size of its buffer.
+  // libstdc++'s default is 8 KiB. One byte more than 128 KiB, because its streams read one byte
+  // less than the size of the buffer.
   constexpr std::size_t kRoom = 128 * 1024 + 1;
   const std::unique_ptr<char[]> room(new char[kRoom]);
   std::ifstream input;
@@ -313,11 +313,11 @@ StringVector listFiles(String dir, StringVector exts) {
 namespace {
 
 void setExePathError(const char* message) {
-  // Callers know this context, although the function is not a member of `Path`.
+  // Callers depend on this context, although the function is not a member of `Path`.
   os::setCurrentError(0, "vx::Path::exePath()", message);
 }
 
-/// Returns the executable's directory or, in a bundle, the directory at the path `relative` to it.
+/// Returns `exeDir()` or, in a bundle, the directory that `relative` names from there.
 String bundleDir(const char* relative) {
   const String directory = exeDir();
   if (!directory.endsWith("/MacOS", /*ignoreCase=*/false)) {
@@ -436,8 +436,8 @@ bool findOrCreate(String path, bool create) {
   return Path::isDir(path, /*normalizeFirst=*/true) || (create && mkDir(path));
 }
 
-/// Sets `out` to a subdirectory of the user directory, and finds or creates it. `logFailure` is not
-/// called if `getKavraUserDir` fails, which logs its own failure.
+/// Sets `out` to a subdirectory of the user directory, and checks that it exists or creates it.
+/// `logFailure` is not called if `getKavraUserDir` fails, which logs its own failure.
 template <class LogFailure>
 bool getUserSubdir(String& out, bool create, const char* name, LogFailure logFailure) {
   if (!getKavraUserDir(out, create)) {
@@ -483,7 +483,8 @@ bool getKavraConfigDir(String& out, bool create) {
                        });
 }
 
-// Failures of the next two are errors, because the user can lose work without these directories.
+// Failures of the next two functions are logged as errors, because the user can lose work without
+// these directories.
 
 bool getKavraOutputDir(String& out, bool create) {
   return getUserSubdir(out, create, "output",
@@ -546,7 +547,7 @@ struct EndArchive {
   void operator()(mz_zip_archive* zip) const noexcept { mz_zip_end(zip); }
 };
 
-/// Closes the archive at the end of the scope, also if an exception is thrown, unless it has been
+/// Closes the archive at the end of the scope, even if an exception is thrown, unless it has been
 /// released.
 using OpenArchive = std::unique_ptr<mz_zip_archive, EndArchive>;
 
@@ -669,7 +670,7 @@ std::optional<String> findFile(StringVector files, const FileStatus& wanted) {
 }
 
 /// Returns the canonical paths of files. A scene has many files in few directories, and `realpath`
-/// makes a system call for each level, so the directory of successive files is resolved once.
+/// makes a system call for each component, so the directory of successive files is resolved once.
 class CanonicalPaths {
  public:
   String of(const Path& file) {
@@ -701,8 +702,8 @@ void report(OpenArchive& writer, const ZipCallback& callback, ZipProgress progre
   writer.reset(zip);
 }
 
-/// Adds `files` in order and reports each. Returns false at the first that cannot be added. The
-/// file `created` by this call is skipped like a missing one.
+/// Adds `files` in order and reports each. Returns false at the first that cannot be added.
+/// Skips `created`, the archive if this call has created it, like a missing file.
 bool addFiles(OpenArchive& writer, StringVector files, std::optional<FileStatus> created,
               const ZipCallback& callback) {
   CanonicalPaths canonicalPaths;
@@ -930,9 +931,9 @@ String resolvePath(String path, StringVector searchDirs, StringVector extensions
 
 }  // namespace vx::fs
 
-// The dialog library defines this variable only on systems whose text is not UTF-8. The weak
-// definition is used elsewhere. A shared library exports it, so that an application with its own
-// copy of the dialog library uses the same variable.
+// tinyfiledialogs defines this variable only on Windows; elsewhere this weak definition is used. A
+// shared library exports it, so that an application with its own copy of tinyfiledialogs uses the
+// same variable.
 extern "C" {
 [[gnu::weak]] int tinyfd_winUtf8 = 0;
 }
@@ -942,7 +943,7 @@ namespace {
 
 [[maybe_unused]] const int dialogTextIsUtf8 = tinyfd_winUtf8 = 1;
 
-/// An array of pointers as the dialog library expects it: null if it is empty.
+/// An array of pointers as the dialog library expects: null if empty.
 class PatternArray {
  public:
   PatternArray() = default;
@@ -977,7 +978,7 @@ class PatternArray {
   std::size_t capacity_ = 0;
 };
 
-/// Returns the pattern for `filter`, an extension with or without the leading dot or a pattern.
+/// Returns the pattern for `filter`, which is a pattern or an extension with or without its dot.
 String patternFor(String filter) {
   if (filter.startsWith("*", /*ignoreCase=*/false)) {
     return filter;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The status of an entry. Only this code derives the kind of an entry from its mode.
+// The kind of an entry. No other code derives it from the mode.
 
 #pragma once
 
@@ -17,8 +17,8 @@ enum class EntryKind { None, Directory, File };
 
 /// Returns the kind of an existing entry with this mode.
 [[nodiscard]] inline EntryKind entryKind(mode_t mode) noexcept {
-  // This tests one bit, not the type field. Block devices and sockets, whose types share the bit,
-  // are directories.
+  // This tests one bit, not the type field. Block devices and sockets share the bit and therefore
+  // count as directories.
   return (mode & S_IFDIR) != 0 ? EntryKind::Directory : EntryKind::File;
 }
 

@@ -17,7 +17,7 @@ namespace vx::internal {
 
 class StringBuilder {
  public:
-  /// Allocates a block for `capacity` bytes, none for 0.
+  /// Allocates a block for `capacity` bytes if that is not 0.
   explicit StringBuilder(std::size_t capacity) : capacity_(capacity) {
     if (capacity != 0) {
       string_ = String(*String::Text::create(capacity));

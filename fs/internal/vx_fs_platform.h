@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The functions that differ by platform. The build compiles the source of its platform.
+// The functions that differ by platform. The build compiles the source file of the target platform.
 
 #pragma once
 
@@ -11,7 +11,7 @@ namespace vx::fs::platform {
 
 /// Writes the NUL-terminated path of the running executable to `buffer`.
 ///
-/// The path is returned as the system reports it: it may contain symbolic links or "." components
+/// The path is not resolved: it may contain symbolic links or "." components
 /// and may no longer exist. The current error is unchanged; `errno` may change. Thread-safe.
 ///
 /// @param buffer has `*size` bytes; may be null if `*size` is 0.
