@@ -146,12 +146,12 @@ TEST(LogError, EscapesOnlyControlCharacters) {
   EXPECT_EQ(standardErrorOf([] {
               logError("%s", "a\nerror: forged\r\n");
               logError("%s", "\x1b[2J\tx");
-              logError("%c|%s", '\0', "\x01\x1f\x7f");
+              logError("%c|%s", '\0', "\x01\x10\x1f\x7f");
               logError("%s", " C:\\new ~ w\xC3\xB6od \x80\xFF");
             }),
             "error: a\\nerror: forged\\r\\n\n"
             "error: \\x1b[2J\\tx\n"
-            "error: \\x00|\\x01\\x1f\\x7f\n"
+            "error: \\x00|\\x01\\x10\\x1f\\x7f\n"
             "error:  C:\\new ~ w\xC3\xB6od \x80\xFF\n");
 }
 
@@ -455,6 +455,23 @@ TEST_F(SetLogSink, WaitsForThreadsInsideTheFormerSink) {
 
   EXPECT_TRUE(hasLeft);
   logging.join();
+}
+
+TEST_F(SetLogSink, KeepsALineThatWaitsForARemovedSink) {
+  std::thread waiting;
+  setLogSink([&waiting](LogLevel, String) {
+    waiting = std::thread([] { logError("waits"); });
+    // Time for the thread to wait for this sink. A slower thread finds none, with the same result.
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    setLogSink(LogSink());
+  });
+
+  const std::string written = standardErrorOf([&waiting] {
+    logError("goes to the sink");
+    waiting.join();
+  });
+
+  EXPECT_EQ(written, "error: waits\n");
 }
 
 TEST_F(SetLogSink, WorksInAChildOfFork) {
