@@ -612,7 +612,9 @@ class ZipExpansion {
 
  private:
   void expandFile(mz_uint index, String destination) {
-    if (!mkDir(Path::dir(destination, /*isDir=*/false))) {
+    const String directory = Path::dir(destination, /*isDir=*/false);
+    // Most directories exist, and `mkDir` makes two stat calls for them.
+    if (!Path::isDir(directory, /*normalizeFirst=*/true) && !mkDir(directory)) {
       logError("Failed to create archive subdir: %s", destination.buf());
       return;
     }

@@ -663,6 +663,17 @@ TEST_F(ReadZip, AsksForTheCountAndNameBeforeEachEntry) {
                   "mz_zip_reader_get_num_files", "mz_zip_reader_end"));
 }
 
+TEST_F(ReadZip, TestsAnExistingDirectoryOnceForEachFile) {
+  tmp.write("pack.zip", ZipMaker().file("d/a", "1").file("d/b", "2").file("d/c", "3").bytes());
+  tmp.mkdir("out/d");
+  Calls calls;
+
+  fs::readZip("pack.zip", "out");
+
+  EXPECT_EQ(calls.count("stat out/d"), 3U);
+  EXPECT_EQ(calls.count("mkdir"), 0U);
+}
+
 TEST_F(ReadZip, GoesOnAfterANameOfAnotherSize) {
   for (const int size : {0, 1, 3}) {
     const LogCapture own;
