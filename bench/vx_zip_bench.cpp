@@ -245,8 +245,8 @@ bool mayExtract(const std::string& directory, const char* path) {
     return true;
   }
   struct stat status;
-  return ::stat(directory.c_str(), &status) == 0 && ::stat(directory.c_str(), &status) == 0 &&
-         S_ISDIR(status.st_mode) && (::stat(path, &status) != 0 || S_ISREG(status.st_mode));
+  return ::stat(directory.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+         (::stat(path, &status) != 0 || S_ISREG(status.st_mode));
 }
 
 template <Checks kChecks>
