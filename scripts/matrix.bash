@@ -18,9 +18,9 @@ readonly matrix="\
     unity              unity    g++-12                libstdc++  20   -O2
     headers            headers  -                     libstdc++  -
     powerpc            powerpc  g++-12                libstdc++  20   -O2
-    musl               cross    x86_64-linux-musl     libc++     20   -O1
-    aarch64-linux      cross    aarch64-linux-gnu.2.36 libc++     23   -O1
-    macos-arm64        macos    aarch64-macos         libc++     20   -O1
+    musl               cross    x86_64-linux-musl     libc++     20   -O0
+    aarch64-linux      emulated aarch64-linux-gnu.2.36 libc++     23   -O1
+    macos-arm64        macos    aarch64-macos         libc++     20   -O0
     macos-x86_64       macos    x86_64-macos          libc++     23   -O1"
 
 readonly native_packages=(g++-12 clang-14)
@@ -34,11 +34,26 @@ source scripts/matrix/zig.bash
 
 # ---- Building and testing a row ---------------------------------------------------------------
 
-# Builds Debian's sources of googletest for standard libraries and systems without a package.
-build_googletest() {
+# need_googletest CMAKE-OPTIONS...
+#
+# Builds Debian's sources of googletest for standard libraries and systems without a package, and
+# sets `googletest` to the directory of its CMake package under .deps. They are built again after a
+# change of the options, the toolchain files or the packages.
+need_googletest() {
+  local key prefix
+  key=$({
+    printf '%s\n' "${VX_ZIG_TARGET:-}" "$zig_sums" "$@"
+    cat scripts/matrix/*.cmake scripts/matrix/zig_tool
+    dpkg-query -W googletest 'g++*' 'clang*' 'libc++*' 2>/dev/null || true
+  } | sha256sum)
+  prefix=$deps_dir/googletest/${key:0:16}
+  googletest=$prefix/lib/cmake/GTest
+  [[ ! -f $prefix/complete ]] || return 0
+  rm -rf "$dir/googletest" "$prefix"
   cmake -S /usr/src/googletest -B "$dir/googletest" -G Ninja "$@" \
-    -DCMAKE_INSTALL_PREFIX="$dir/prefix" -DCMAKE_INSTALL_LIBDIR=lib &&
-    cmake --build "$dir/googletest" --target install -j "$(jobs)"
+    -DCMAKE_INSTALL_PREFIX="$prefix" -DCMAKE_INSTALL_LIBDIR=lib &&
+    cmake --build "$dir/googletest" --target install -j "$(jobs)" &&
+    touch "$prefix/complete"
 }
 
 build_tree() {
@@ -87,8 +102,9 @@ native_row() {
     return
   fi
   options+=(-DCMAKE_CXX_FLAGS="$flags -stdlib=$library")
-  build_googletest "${options[@]}" &&
-    build_tree "${options[@]}" -DCMAKE_PREFIX_PATH="$dir/prefix;$deps_dir" && test_tree
+  need_googletest "${options[@]}" &&
+    build_tree "${options[@]}" -DGTest_DIR="$googletest" \
+      -DCMAKE_PREFIX_PATH="$deps_dir" && test_tree
 }
 
 # powerpc_row COMPILER LIBRARY STANDARD FLAGS...
@@ -99,16 +115,17 @@ powerpc_row() {
   local options=(-DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_CXX_STANDARD="$3"
     -DCMAKE_CXX_FLAGS="${*:4}" -DVX_BUILD_EXAMPLES=OFF)
   need_foreign_deps "$prefix" -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DVX_DEPS_LIBDEFLATE=OFF &&
-    build_googletest "${options[@]}" &&
-    build_tree "${options[@]}" -DCMAKE_PREFIX_PATH="$dir/prefix;$prefix" &&
-    test_tree --exclude-regex "^($(names_not_emulated | paste -sd '|'))"
+    need_googletest "${options[@]}" &&
+    build_tree "${options[@]}" -DGTest_DIR="$googletest" -DCMAKE_PREFIX_PATH="$prefix" &&
+    test_emulated
 }
+
+test_emulated() { test_tree --exclude-regex "^($(names_not_emulated | paste -sd '|'))"; }
 
 names_not_emulated() { sed -e '/^#/d' -e 's/   .*//' -e 's/\./\\./g' scripts/matrix/not_emulated.txt; }
 
 reasons_not_emulated() {
   sed -e '/^#/d' -e 's/^\(.*[^ ]\)   *\(.*\)/  not run: \1* \2/' scripts/matrix/not_emulated.txt
-  printf '  not run: fs_zip_corpus needs OpenSSL, which Debian does not have for that system\n'
 }
 
 # unity_row COMPILER LIBRARY STANDARD FLAGS...
@@ -147,17 +164,25 @@ use_zig() {
   export VX_ZIG_TARGET=$target
   zig_options=(-DCMAKE_TOOLCHAIN_FILE="$zig_toolchain" -DCMAKE_CXX_STANDARD="$2"
     -DCMAKE_CXX_FLAGS="${*:3}")
-  need_zig_prefix "$target" && build_googletest "${zig_options[@]}" || return
-  zig_options+=(-DCMAKE_PREFIX_PATH="$dir/prefix;$deps_dir/$target"
-    -DCMAKE_FIND_ROOT_PATH="$dir/prefix;$deps_dir/$target")
+  need_zig_prefix "$target" && need_googletest "${zig_options[@]}" || return
+  zig_options+=(-DGTest_DIR="$googletest" -DCMAKE_PREFIX_PATH="$deps_dir/$target"
+    -DCMAKE_FIND_ROOT_PATH="$deps_dir/$target")
 }
 
 # cross_row TARGET LIBRARY STANDARD FLAGS...
 #
-# Runs the tests with another C library or processor, directly or under emulation.
+# Runs the tests with another C library.
 cross_row() {
   use_zig "$1" "${@:3}" &&
     build_tree "${zig_options[@]}" && test_tree
+}
+
+# emulated_row TARGET LIBRARY STANDARD FLAGS...
+#
+# Runs the tests on another emulated processor.
+emulated_row() {
+  use_zig "$1" "${@:3}" &&
+    build_tree "${zig_options[@]}" && test_emulated
 }
 
 # macos_row TARGET LIBRARY STANDARD FLAGS...
@@ -209,7 +234,7 @@ linked_files() {
 need_for_row() {
   case $* in
     *" powerpc "*) need "${powerpc_packages[@]}" ;;
-    *" cross "*) need "${cross_packages[@]}" && need_zig ;;
+    *" cross "* | *" emulated "*) need "${cross_packages[@]}" && need_zig ;;
     *" macos "*) need "${macos_packages[@]}" && need_zig ;;
     *" headers "* | *clang++-22*) need "${newest_packages[@]}" ;;
     *libc++*) need "${native_packages[@]}" "${libcxx_packages[@]}" ;;
@@ -229,7 +254,7 @@ run_row() {
   ((status == 0)) || show_failure
   reasons_for_skips
   reasons_not_built
-  [[ $kind != powerpc ]] || reasons_not_emulated
+  [[ $kind != @(powerpc|emulated) ]] || reasons_not_emulated
   [[ ! -f $dir/mach_o ]] || cat "$dir/mach_o"
   results+=("$(printf '%-20s %s' "$name" "$(cat "$dir/counts" 2>/dev/null || echo '   not built')")")
   return "$status"
