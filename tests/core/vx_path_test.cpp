@@ -854,6 +854,12 @@ TEST_F(Path_Canonical, StartsWithOneSlash) {
   EXPECT_EQ(canonical("/" + tmp.path("d/new"), false), tmp.path("dir/new"));
   EXPECT_EQ(canonical("double/sub", true), tmp.path("dir/sub"));
   EXPECT_EQ(canonical("double/new", true), tmp.path("dir/new"));
+  // POSIX allows realpath to keep two slashes.
+  Calls calls;
+  calls.answer("realpath //", "//");
+  EXPECT_EQ(canonical("//", false), "/");
+  calls.answer("realpath //usr", "//usr");
+  EXPECT_EQ(canonical("//usr", false), "/usr");
 }
 
 TEST_F(Path_Canonical, StartsAtTheCurrentDirectory) {

@@ -427,7 +427,6 @@ VX_CALL(int, rename, (const char* from, const char* to), (from, to), -1, "rename
 VX_CALL(int, utime, (const char* path, const utimbuf* times), (path, times), -1, "utime", path)
 VX_CALL(DIR*, opendir, (const char* path), (path), nullptr, "opendir", path)
 VX_RELEASE(int, closedir, (DIR* directory), (directory), -1, "closedir")
-VX_CALL(char*, realpath, (const char* path, char* to), (path, to), nullptr, "realpath", path)
 VX_CALL(char*, getcwd, (char* to, std::size_t size), (to, size), nullptr, "getcwd")
 
 VX_CALL(FILE*, fopen, (const char* path, const char* mode), (path, mode), nullptr, "fopen", path, mode)
@@ -485,6 +484,20 @@ VX_REPLACES(dirent*, readdir, (DIR * directory)) {
 VX_REPLACES(dirent*, readdir64, (DIR * directory)) {
   VX_NEXT(dirent*, readdir64, (DIR * directory));
   return listed([] { return words("readdir"); }, [&] { return real(directory); });
+}
+
+// Answers only calls that let it allocate the result.
+VX_REPLACES(char*, realpath, (const char* path, char* to)) {
+  VX_NEXT(char*, realpath, (const char* path, char* to));
+  if (!Turn::isObserved()) {
+    return real(path, to);
+  }
+  const Turn turn(Kind::System, words("realpath", path));
+  if (!turn.answer()) {
+    return real(path, to);
+  }
+  return turn.answer()->fails ? answeredBy(turn, static_cast<char*>(nullptr))
+                              : ::strdup(Turn::text());
 }
 
 VX_REPLACES(ssize_t, readlink, (const char* path, char* to, std::size_t size)) {
