@@ -256,6 +256,18 @@ TEST_F(ReadZip, FollowsLinksInTheOutputDirectory) {
   EXPECT_EQ(tmp.read("file"), "text");
 }
 
+TEST_F(ReadZip, CreatesTheNormalizedDirectoryOfAFile) {
+  tmp.mkdir("other/sub");
+  tmp.mkdir("other/x");
+  tmp.mkdir("out");
+  tmp.link("out/link", "../other/sub");
+
+  EXPECT_EQ(extract(ZipMaker().file("link/../x/file", "text")), lines("out/link/../x/file"));
+
+  EXPECT_TRUE(tmp.exists("out/x"));
+  EXPECT_EQ(tmp.read("other/x/file"), "text");
+}
+
 TEST_F(ReadZip, GivesAFileTheTimeOfItsEntryAndTheUsualMode) {
   const ScopedTimeZone utc("UTC0");
   const ScopedUmask mask(027);
