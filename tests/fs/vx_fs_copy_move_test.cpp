@@ -84,6 +84,15 @@ class CopyFile : public FsTest {
   }
 };
 
+TEST_F(CopyFile, EmptiesAFileThatIsCopiedByALinkToIt) {
+  tmp.write("f", "text");
+  tmp.link("link", "f");
+
+  EXPECT_TRUE(fs::copyFile("link", "f"));
+
+  EXPECT_EQ(tmp.read("f"), "");
+}
+
 TEST_F(CopyFile, CopiesFilesOfAnySize) {
   for (const std::size_t size : {0U, 1U, 8191U, 8192U, 131071U, 131072U, 131073U, (1U << 20) + 1}) {
     const std::string bytes = manyBytes(size);

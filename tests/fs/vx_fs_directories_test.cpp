@@ -34,6 +34,16 @@ std::string notRemoved(const std::string& directory, int code) {
 
 class MkDir : public FsTest {};
 
+TEST_F(MkDir, GivesThePermissionsThatTheUmaskLeaves) {
+  const ScopedUmask mask(027);
+
+  EXPECT_TRUE(fs::mkDir("a/b"));
+
+  for (const char* const path : {"a", "a/b"}) {
+    EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0750)) << path;
+  }
+}
+
 TEST_F(MkDir, RefusesTheEmptyPath) {
   Calls calls;
 

@@ -182,6 +182,19 @@ TEST_F(WriteKsz, DoesNotCopyTheCallback) {
   EXPECT_EQ(copies, 0);
 }
 
+TEST_F(WriteKsz, LetsTheExceptionOfACallbackThrough) {
+  struct Stop {};
+  tmp.write("look.ksa", "look");
+  Calls calls;
+
+  EXPECT_THROW(
+      fs::writeKsz("a.ksz", {"look.ksa"}, [](const fs::KszProgress& /*report*/) { throw Stop(); }),
+      Stop);
+
+  EXPECT_TRUE(calls.endArchiveLeftOpen());
+  EXPECT_EQ(log.all(), lines());
+}
+
 TEST(WriteKsz_Failures, AreThoseOfWriteZip) {
   forEachFailure([](FailureRun& run) {
     run.tmp.write("look.ksx", "scene");

@@ -204,6 +204,8 @@ TEST_F(ListDirsAndFiles, SkipOnlyTheDotEntries) {
 
   EXPECT_THAT(listedDirs("d"), UnorderedElementsAre("d/...", "d/..a", "d/.a", "d/. "));
   EXPECT_THAT(listedFiles("d", {"png"}), UnorderedElementsAre("d/.hidden.png", "d/..png"));
+  tmp.mkdir("empty");
+  expectNothingListed("empty");
 }
 
 TEST_F(ListDirsAndFiles, TakeNamesAsBytes) {

@@ -354,10 +354,14 @@ TEST_P(GetKavraSubdir, LogsOnlyThatTheUserDirectoryIsMissing) {
 
 TEST_P(GetKavraSubdir, IsOnlyLookedForWithoutCreate) {
   tmp.mkdir("home/kavra");
+  const std::string line = subdir_.findLine + path_ + " (the sentinel's message).";
+  String out = kStale;
 
+  EXPECT_FALSE(subdir_.get(out, false));
+  EXPECT_EQ(text(out), path_);
   EXPECT_EQ(text(subdir_.value(false)), tmp.path());
 
-  EXPECT_EQ(log.all(), lines(subdir_.findLine + path_ + " (the sentinel's message)."));
+  EXPECT_EQ(log.all(), lines(line, line));
   EXPECT_TRUE(sentinel.isUntouched());
   EXPECT_EQ(tmp.entries(), lines("home/", "home/kavra/"));
 }

@@ -430,6 +430,14 @@ TEST_F(GetTempDir, ReportsEachFailingCallOfTheLastFallback) {
 
 class TempDirValue : public FsTest {};
 
+TEST_F(TempDirValue, IsVarTmpWithoutTmpdir) {
+  const ScopedEnv variable("TMPDIR", nullptr);
+
+  EXPECT_EQ(text(fs::tempDir()), std::filesystem::canonical("/var/tmp").string());
+
+  expectSilence();
+}
+
 TEST_F(TempDirValue, IsTheDirectoryNamedByTmpdirAtTheTime) {
   {
     const ScopedEnv variable("TMPDIR", tmp.mkdir("first"));

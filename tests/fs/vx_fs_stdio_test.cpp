@@ -5,6 +5,7 @@
 #include "fs/vx_fs.h"
 #include "tests/fs/fs_test.h"
 #include "tests/testing/calls.h"
+#include "tests/testing/child.h"
 #include "tests/testing/failures.h"
 #include "tests/testing/unobserved.h"
 
@@ -20,6 +21,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace vx::test {
 namespace {
@@ -93,6 +95,18 @@ TEST_F(Freopen, MovesTheStreamToThePathAsWritten) {
   EXPECT_EQ(tmp.read("b"), "2");
 }
 
+TEST_F(Freopen, ClosesTheStreamOnFailure) {
+  runInChild([] {
+    // A stream that needs no memory, since a failure does not release any.
+    const int descriptor = ::fileno(stdin);
+    ASSERT_EQ(::dup2(::open("/dev/null", O_RDONLY), descriptor), descriptor);
+
+    EXPECT_EQ(fs::Freopen("missing/b", "r", stdin), nullptr);
+
+    EXPECT_EQ(::fcntl(descriptor, F_GETFD), -1);
+  });
+}
+
 TEST_F(Freopen, ReturnsNullOnFailure) {
   FILE* const none = nullptr;
 
@@ -156,6 +170,20 @@ TEST_F(Frename, ReturnsMinusOneOnFailure) {
 }
 
 using Fseek = StdioTest;
+
+TEST_F(Fseek, GoesBeyondFourGibibytes) {
+  constexpr long long kSize = 5LL << 30;
+  tmp.write("f", "");
+  std::filesystem::resize_file("f", kSize);
+  FILE* const stream = opened("f", "r");
+
+  EXPECT_EQ(fs::Fseek(stream, 3LL << 30, SEEK_SET), 0);
+  EXPECT_EQ(fs::Ftell(stream), 3LL << 30);
+  EXPECT_EQ(fs::Fseek(stream, -1, SEEK_END), 0);
+  EXPECT_EQ(fs::Ftell(stream), kSize - 1);
+  EXPECT_EQ(std::fgetc(stream), '\0');
+  std::fclose(stream);
+}
 
 TEST_F(Fseek, TakesOffsetsOf64Bits) {
   FILE* const stream = opened("f", "w");

@@ -452,6 +452,16 @@ TEST_F(ReadZip, NamesASceneByItsPlaceUnlessUnsupported) {
                   "error: Failed to create archive subdir: " + tmp.path("pack.ksx")));
 }
 
+TEST_F(ReadZip, KeepsTheLastOfSeveralScenesAndListsEach) {
+  EXPECT_EQ(extract(ZipMaker()
+                        .file("a.ksx", "the first, which is longer")
+                        .file("res/c.KSX", "last")
+                        .file("b", "text")),
+            lines(tmp.path("pack.ksx"), tmp.path("pack.ksx"), "out/b"));
+
+  EXPECT_EQ(tmp.read("pack.ksx"), "last");
+}
+
 TEST_F(ReadZip, CreatesADirectoryNamedLikeASceneNextToIt) {
   EXPECT_EQ(extract(ZipMaker()
                         .add({.name = "s.ksx", .content = "", .attributes = kDosDirectoryBit})

@@ -349,6 +349,17 @@ TEST_F(WriteZip, KeepsAnArchiveThatIsAmongItsFiles) {
   EXPECT_TRUE(sentinel.isUntouched());
 }
 
+TEST_F(WriteZip, RemovesALinkToAnArchiveThatFails) {
+  tmp.write("a", "1");
+  tmp.link("pack.zip", "real.zip");
+  Calls calls;
+  calls.fail("mz_zip_writer_add_file");
+
+  EXPECT_FALSE(fs::writeZip("pack.zip", {"a"}));
+
+  EXPECT_EQ(tmp.entries(), lines("a", "real.zip"));
+}
+
 TEST_F(WriteZip, AddsACopyOfTheArchiveThatItReplaces) {
   tmp.write("pack.zip", "before");
   tmp.write("copy.zip", "before");
