@@ -90,7 +90,7 @@ class Path {
   [[nodiscard]] StringVector components() const;
 
   /// Returns the path itself if it names an existing directory, otherwise the path without its last
-  /// component. Makes one stat call.
+  /// component. Makes one stat call, none for the empty path.
   ///
   ///   "a/b" => "a"      "a" => ""      "/a" => "/"      "" => ""   (if none is a directory)
   [[nodiscard]] String dir() const;
@@ -121,8 +121,8 @@ class Path {
   /// Returns whether the path does not start with "/"; true for the empty path.
   [[nodiscard]] bool isRel() const noexcept;
 
-  /// Returns whether the path names an existing entry. Same as `isDir() || isFile()`, but with one
-  /// stat call.
+  /// Returns whether the path names an existing entry. Same as `isDir() || isFile()`, but with at
+  /// most one stat call.
   [[nodiscard]] bool exists() const;
 
   /// Returns the normal form of `path`. A path in normal form is returned without a copy.
@@ -170,8 +170,9 @@ class Path {
 
   /// Returns the parts joined with exactly one "/" between two parts.
   ///
-  /// Empty parts are skipped. The first non-empty part keeps its leading separators; later parts
-  /// lose theirs and count as empty if nothing is left. The result is not otherwise normalized.
+  /// Empty parts are skipped. The first non-empty part keeps its leading separators, as one if it
+  /// consists of separators; later parts lose theirs and count as empty if nothing is left. The
+  /// result is not otherwise normalized.
   ///
   ///   {"a", "b"}   => "a/b"     {"a//", "//b"} => "a/b"     {"", "/b"} => "/b"
   ///   {"/", "b"}   => "/b"      {"a", ""}      => "a"       {"./a", "../b"} => "./a/../b"

@@ -12,7 +12,8 @@
 //   directory or the environment. The only state kept between calls is the log's sink and the
 //   current error.
 // - `errno` is unspecified after a call; the standard I/O functions leave it as the C library does.
-// - A "file" is what `isFile` accepts, a "directory" what `isDir` accepts.
+// - A "file" is what `isFile` accepts, a "directory" what `isDir` accepts, except a removed one
+//   (vx_path.h).
 // - Names in parentheses are the calls that a function makes: (stat), (`mkDir`).
 // - docs/surprises.md lists results that differ from what a caller may expect.
 
@@ -65,11 +66,12 @@ int Frename(String from, String to);
 
 // ---- Directories ----------------------------------------------------------------------------
 // Each mkdir or rmdir call replaces the current error. The context is "mkDir" or "rmDir"; the code
-// and message are the system's, or 0 and "" on success. Log lines are errors and quote that message
-// after "err:".
+// is `errno` after the call, which is reset before it, and the message is the system's for that
+// code. Log lines are errors; "[err: %s]" quotes that message.
 
 /// Creates the directory `path` and its missing parents, with mode 0777 minus the umask (stat,
-/// mkdir). The path is normalized first: "link/../x" is "x" next to the link. Directories created
+/// mkdir). The path is normalized first: "link/../x" is "x" next to the link. A missing path that
+/// starts with a backslash is created in the root directory. Directories created
 /// before a failure remain. Fails if another process creates one of the directories at that time.
 ///
 ///   mkDir("a/b/c") => true; a, a/b and a/b/c exist
@@ -115,11 +117,12 @@ bool copyFile(String src, String dst);
 /// 3. Rename `src` to `dst`.
 /// 4. Remove the backup if step 3 has succeeded; otherwise rename it to `dst`.
 ///
-/// Returns whether step 3 has succeeded; across devices it fails, and both files remain. Failures
-/// of other steps are ignored. A process that is killed can leave the previous file as the backup.
+/// Returns whether step 3 has succeeded; across devices it fails, and both files remain unless
+/// `dst` is the backup's path. Failures of other steps are ignored. A process that is killed can
+/// leave the previous file as the backup.
 ///
 /// A file or empty directory at the backup's path is lost, even if it is `src` or if there is no
-/// `dst`. If `dst` is the backup's path, both files are lost and the result is true. A non-empty
+/// `dst`. If `dst` is the backup's path and step 3 succeeds, both files are lost. A non-empty
 /// directory at that path is not removed, but step 4 can rename it to `dst` if step 3 has failed.
 bool moveFile(String src, String dst);
 
@@ -249,7 +252,7 @@ using ZipCallback = std::function<void(ZipProgress)>;
 ///   "Failed to extract file %s from archive."        damaged, or the path cannot be written
 ///   "Failed to close archive: %s"                    canonical path; the list is still returned
 /// Returns the path of each extracted file, in the order of the archive.
-/// @param outDir if empty, the directory of `archive` as given; for a bare name, that of its
+/// @param outDir if empty, the directory of the normalized `archive`; for a bare name, that of its
 ///   canonical path. The returned paths are relative or absolute accordingly.
 /// @param callback never called.
 StringVector readZip(String archive, String outDir, ZipCallback callback = {});
@@ -264,9 +267,9 @@ StringVector readZip(String archive, String outDir, ZipCallback callback = {});
 ///
 /// Returns whether the archive has been written and closed. If an existing archive is one of
 /// `files`, under any name, the call fails without any change. After any other failure, `archive`
-/// is removed, even if it is a previous archive, a character device or a link (not its target). If
-/// that is not permitted, the previous or an incomplete archive remains. Errors, with the archive's
-/// normalized path unless noted:
+/// is removed, even if it is a previous archive, a character device or a link to a file (not the
+/// file itself). If that is not permitted, the previous or an incomplete archive remains. Errors,
+/// with the archive's normalized path unless noted:
 ///   "Failed to initialize archive: %s"             it cannot be created
 ///   "Cannot add non-existent file to archive: %s"  the skipped file's normalized path
 ///   "Failed to add file to archive: %s"            ends the call; the file's canonical path
@@ -304,8 +307,9 @@ bool writeKsz(String archive, StringVector files, KszCallback callback = {});
 ///                     tex/wood.a, q/wood.a, tex/wood.b, q/wood.b
 ///   "tex/wood.png" => tex/wood.png, p/wood.png, p/tex/wood.png, q/wood.png, q/tex/wood.png,
 ///                     then those of "tex/wood.png.*"
-/// An absolute reference skips p/tex/wood.png and q/tex/wood.png. Missing search directories are
-/// skipped. A reference from an untrusted document can name any file that the process may see.
+/// An absolute reference skips p/tex/wood.png and q/tex/wood.png. The joined paths are normalized;
+/// a missing search directory is skipped unless a ".." removes it. A reference from an untrusted
+/// document can name any file that the process may see.
 /// @param searchDirs highest priority first.
 /// @param extensions highest priority first, with or without the leading dot; "*" is ignored.
 [[nodiscard]] String resolvePath(String path, StringVector searchDirs, StringVector extensions);
