@@ -2,6 +2,9 @@
 
 jobs() { nproc 2>/dev/null || getconf _NPROCESSORS_ONLN; }
 
+# Many tests wait for a process, a screen or a file system.
+test_jobs() { printf '%d\n' "$(($(jobs) * 2))"; }
+
 configure_preset() {
   local output
   need_deps_of_preset "$1"
@@ -24,5 +27,5 @@ test_prefix=()
 # test_preset PRESET [CTEST-ARGS...]
 test_preset() {
   build_preset "$1"
-  "${test_prefix[@]}" ctest --preset "$1" -j "$(jobs)" "${@:2}"
+  "${test_prefix[@]}" ctest --preset "$1" -j "$(test_jobs)" "${@:2}"
 }

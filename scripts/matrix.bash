@@ -64,7 +64,7 @@ build_tree() {
 # test_tree CTEST-ARGS...
 test_tree() {
   local status=0
-  ctest --test-dir "$dir/build" -j "$(jobs)" --timeout 120 --no-tests=error --output-on-failure \
+  ctest --test-dir "$dir/build" -j "$(test_jobs)" --timeout 120 --no-tests=error --output-on-failure \
     --output-junit "$dir/tests.xml" "$@" || status=1
   count_tests
   return "$status"
@@ -197,9 +197,10 @@ macos_row() {
     check_mach_o "$1"
 }
 
+# The libraries and ksz; the examples are linked with the static libraries.
 build_shared() {
   cmake -S . -B "$dir/shared" -G Ninja "$@" -DVX_WARNINGS_AS_ERRORS=ON -DVX_BUILD_BENCHMARKS=OFF \
-    -DVX_BUILD_TESTS=OFF -DBUILD_SHARED_LIBS=ON &&
+    -DVX_BUILD_TESTS=OFF -DVX_BUILD_EXAMPLES=OFF -DVX_INSTALL_TOOLS=ON -DBUILD_SHARED_LIBS=ON &&
     cmake --build "$dir/shared" -j "$(jobs)"
 }
 
