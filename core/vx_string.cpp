@@ -7,7 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <ostream>
+#include <ostream>  // IWYU pragma: keep
 
 namespace vx {
 

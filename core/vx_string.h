@@ -23,8 +23,8 @@
 
 #include "core/vx_ref_counted.h"
 
-#include <compare>
-#include <concepts>
+#include <compare>   // IWYU pragma: keep
+#include <concepts>  // IWYU pragma: keep
 #include <cstddef>
 #include <functional>
 #include <iosfwd>

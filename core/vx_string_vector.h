@@ -14,8 +14,8 @@
 #include "core/vx_ref_counted.h"
 #include "core/vx_string.h"
 
-#include <compare>
-#include <concepts>
+#include <compare>   // IWYU pragma: keep
+#include <concepts>  // IWYU pragma: keep
 #include <cstddef>
 #include <initializer_list>
 #include <ranges>
@@ -24,7 +24,7 @@
 
 namespace vx {
 
-class StringVector;
+class StringVector;  // IWYU pragma: keep
 
 /// A range, other than a `StringVector`, from whose elements a `String` can be constructed.
 template <class Range>

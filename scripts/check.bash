@@ -46,8 +46,8 @@ check_format() {
 
 check_with_cppcheck() {
   (($#)) || return 0
-  cppcheck --std=c++20 --enable=warning,performance,portability --inline-suppr --quiet \
-    --error-exitcode=1 -I . "$@" || die "cppcheck reports the findings above."
+  cppcheck --language=c++ --std=c++20 --enable=warning,performance,portability --inline-suppr \
+    --quiet --error-exitcode=1 -I . "$@" || die "cppcheck reports the findings above."
 }
 
 check_with_tidy() {
