@@ -19,7 +19,7 @@ namespace vx::os {
 void setCurrentError(long long code, String context, String message);
 
 /// Replaces the current error with the system's last error: `errno` as the code, `operation` as the
-/// context, and the system's text for the code as the message (strerror_r).
+/// context, and the system's message for the code (strerror_r).
 ///
 ///   captureCurrentError("mkDir")  => {EEXIST, "mkDir", "File exists"} if errno is EEXIST
 ///                                    {0, "mkDir", ""} if errno is 0

@@ -188,12 +188,12 @@ class Path {
   /// Returns whether the texts are equal: Path("a//b", false) differs from Path("a/b", false).
   [[nodiscard]] bool operator==(const Path& other) const noexcept = default;
 
-  /// Writes the text, formatted as the stream formats text.
+  /// Writes the path, formatted as the stream formats a string.
   friend std::ostream& operator<<(std::ostream& stream, const Path& path) {
     return stream << path.path_;
   }
 
-  /// Returns the text for {fmt}.
+  /// Returns the path's text for {fmt}.
   [[nodiscard]] friend std::string_view format_as(const Path& path VX_LIFETIMEBOUND) noexcept {
     return path.path_.view();
   }

@@ -84,7 +84,7 @@ class String final : public RefersTo<IRefCounted> {
   String& operator=(String&& other) & noexcept = default;
   ~String() override = default;
 
-  /// Replaces the text with the NUL-terminated `text`, which may point into `buf()`. A null pointer
+  /// Replaces the text with the C string `text`, which may point into `buf()`. A null pointer
   /// gives the empty string.
   ///
   /// Assignment requires an lvalue: `names[0] = "x"` would change a copy of the element.
