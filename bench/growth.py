@@ -2,7 +2,7 @@
 """Measures how time and memory grow with the input size.
 
 Covers the time of operations on paths, directories and archives, and the memory of listings and
-archives. Takes about four minutes on an idle machine and 7 GiB on the RAM disk. --large takes three
+archives. Takes about five minutes on an idle machine and 7 GiB on the RAM disk. --large takes three
 more minutes and 10 GiB.
 """
 

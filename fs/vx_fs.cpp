@@ -28,6 +28,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -674,6 +675,7 @@ std::optional<String> findFile(StringVector files, const FileStatus& wanted) {
 
 /// Returns the canonical paths of files. A scene has many files in few directories, and `realpath`
 /// makes a system call for each component, so the directory of successive files is resolved once.
+/// Links, and paths that become too long for the system, are left to `Path::canonical`.
 class CanonicalPaths {
  public:
   String of(const Path& file) {
@@ -685,7 +687,8 @@ class CanonicalPaths {
       directory_ = directory;
       canonical_ = Path(directory, /*normalizeFirst=*/false).canonical();
     }
-    return Path::join(*canonical_, file.file(/*withExt=*/true));
+    const String path = Path::join(*canonical_, file.file(/*withExt=*/true));
+    return path.length() < PATH_MAX ? path : file.canonical();
   }
 
  private:

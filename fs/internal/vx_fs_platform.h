@@ -11,8 +11,8 @@ namespace vx::fs::platform {
 
 /// Writes the NUL-terminated path of the running executable to `buffer`.
 ///
-/// The path is not resolved: it may contain symbolic links or "." components
-/// and may no longer exist. The current error is unchanged; `errno` may change. Thread-safe.
+/// The path is not resolved: it may contain symbolic links or "." components and may no longer
+/// exist. The current error is unchanged; `errno` may change. Thread-safe.
 ///
 /// @param buffer has `*size` bytes; may be null if `*size` is 0.
 /// @param size the size of the buffer. On failure it is set to the required size including the

@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <climits>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
@@ -458,6 +459,18 @@ TEST_F(WriteZip_Calls, ResolveTheDirectoryOfSuccessiveFilesOnce) {
                   "stat here/c", "lstat here/c", adding("res/c", "in/c"), "report res/c",   //
                   "stat a.ksx", "lstat a.ksx", "realpath .", adding("a.ksx", "a.ksx"),      //
                   "report a.ksx", "mz_zip_writer_finalize_archive", "mz_zip_end"));
+}
+
+TEST_F(WriteZip_Calls, ResolveTheFileIfTheJoinedPathIsTooLong) {
+  calls.answer("realpath in", "/" + std::string(PATH_MAX - 3, 'x'));
+
+  EXPECT_TRUE(write({"in/c"}));
+
+  EXPECT_EQ(calls.all(),
+            lines("stat pack.zip", "mz_zip_zero_struct", "mz_zip_writer_init_file pack.zip 0",
+                  "stat pack.zip", "stat in/c", "lstat in/c", "realpath in", "realpath in/c",
+                  adding("res/c", "in/c"), "report res/c", "mz_zip_writer_finalize_archive",
+                  "mz_zip_end"));
 }
 
 TEST_F(WriteZip_Calls, LookAtEachFileFirstIfThereIsAnArchive) {

@@ -416,6 +416,12 @@ using namespace vx::test;  // NOLINT(google-build-using-namespace): for the tabl
 #define VX_CALL(...) VX_ROW(called, System, __VA_ARGS__)
 #define VX_DATA(...) VX_ROW(called, Data, __VA_ARGS__)
 #define VX_RELEASE(...) VX_ROW(released, System, __VA_ARGS__)
+#define VX_STATUS(symbol, name)                                                         \
+  VX_REPLACES(int, symbol, (const char* path, struct stat* status)) {                   \
+    VX_NEXT(int, symbol, (const char* path, struct stat* status));                      \
+    return examined(                                                                    \
+        status, [&] { return words(name, path); }, [&] { return real(path, status); }); \
+  }
 
 // clang-format off
 extern "C" {
@@ -452,29 +458,10 @@ VX_CALL(std::time_t, mktime, (std::tm* date), (date), -1, "mktime")
 
 extern "C" {
 
-VX_REPLACES(int, stat, (const char* path, struct stat* status)) {
-  VX_NEXT(int, stat, (const char* path, struct stat* status));
-  return examined(
-      status, [&] { return words("stat", path); }, [&] { return real(path, status); });
-}
-
-VX_REPLACES(int, stat64, (const char* path, struct stat* status)) {
-  VX_NEXT(int, stat64, (const char* path, struct stat* status));
-  return examined(
-      status, [&] { return words("stat", path); }, [&] { return real(path, status); });
-}
-
-VX_REPLACES(int, lstat, (const char* path, struct stat* status)) {
-  VX_NEXT(int, lstat, (const char* path, struct stat* status));
-  return examined(
-      status, [&] { return words("lstat", path); }, [&] { return real(path, status); });
-}
-
-VX_REPLACES(int, lstat64, (const char* path, struct stat* status)) {
-  VX_NEXT(int, lstat64, (const char* path, struct stat* status));
-  return examined(
-      status, [&] { return words("lstat", path); }, [&] { return real(path, status); });
-}
+VX_STATUS(stat, "stat")
+VX_STATUS(stat64, "stat")
+VX_STATUS(lstat, "lstat")
+VX_STATUS(lstat64, "lstat")
 
 VX_REPLACES(dirent*, readdir, (DIR * directory)) {
   VX_NEXT(dirent*, readdir, (DIR * directory));
